@@ -1,0 +1,33 @@
+#pragma once
+// The one process-wide connection settings record. The component class, the
+// connect dialogs and the passive-mode menu entry write it; the FTP session reads it.
+
+#include <QString>
+#include <QtGlobal>
+
+namespace korvan {
+
+struct FtpSettings {
+    QString sFontName;        // font face for the main window
+    qint32 hFont = 0;         // font handle supplied by the host
+    QString sTempDir;         // component's temporary folder, always ending in a separator
+    QString sFTPServer;       // host name or address
+    QString sFTPUser;
+    QString sFTPPassword;     // plain text
+    QString sFTPDir;          // initial remote folder, starts with "/" when set
+    qint32 nFTPPort = 21;     // control port
+    qint32 nFTPWaitTime = 30; // seconds to wait for a server reply
+    bool bBusy = false;       // the explorer window is open
+    bool bPassive = false;    // passive data connections
+};
+
+// The shared instance. Created on first use with the defaults above and the
+// system temporary folder.
+FtpSettings &ftpSettings();
+
+// The default anonymous passwords: e-mail style identifiers of the host, with
+// the "@" at the end and at the start respectively.
+extern const QString sAnonPassword;
+extern const QString sSiteAnonPassword;
+
+} // namespace korvan
