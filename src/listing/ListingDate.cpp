@@ -1,0 +1,235 @@
+#include "listing/ListingDate.h"
+
+#include <QDate>
+
+#include <array>
+
+namespace korvan {
+
+namespace {
+
+constexpr int kMaxDateWords = 3;
+
+bool isDigit(QChar c)
+{
+    return c >= u'0' && c <= u'9';
+}
+
+// The value of 1 to `maxDigits` decimal digits, or -1.
+int smallNumber(QStringView text, qsizetype minDigits, qsizetype maxDigits)
+{
+    if (text.size() < minDigits || text.size() > maxDigits)
+        return -1;
+    int value = 0;
+    for (QChar c : text) {
+        if (!isDigit(c))
+            return -1;
+        value = value * 10 + (c.unicode() - u'0');
+    }
+    return value;
+}
+
+char16_t asciiLower(QChar c)
+{
+    const char16_t u = c.unicode();
+    return (u >= u'A' && u <= u'Z') ? char16_t(u + (u'a' - u'A')) : u;
+}
+
+bool equalsIgnoringAsciiCase(QStringView text, std::u16string_view lowerWord)
+{
+    if (text.size() != qsizetype(lowerWord.size()))
+        return false;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (asciiLower(text[i]) != lowerWord[size_t(i)])
+            return false;
+    }
+    return true;
+}
+
+// 1-12 for an English month name, abbreviated or in full; 0 otherwise.
+int monthNumber(QStringView word)
+{
+    static constexpr std::array<std::u16string_view, 12> names = {
+        u"january", u"february", u"march", u"april", u"may", u"june",
+        u"july", u"august", u"september", u"october", u"november", u"december"};
+    if (word.size() < 3)
+        return 0;
+    for (size_t i = 0; i < names.size(); ++i) {
+        const std::u16string_view name = names[i];
+        const bool matches = word.size() == 3 ? equalsIgnoringAsciiCase(word, name.substr(0, 3))
+                                              : equalsIgnoringAsciiCase(word, name);
+        if (matches)
+            return int(i) + 1;
+    }
+    return 0;
+}
+
+int fullYear(int year, qsizetype digits)
+{
+    if (digits == 4)
+        return year;
+    return year <= 68 ? 2000 + year : 1900 + year;
+}
+
+struct TimeOfDay {
+    int hour = 0;
+    int minute = 0;
+};
+
+// "AM" -> 0, "PM" -> 12, anything else -> -1.
+int meridiemOffset(QStringView word)
+{
+    if (equalsIgnoringAsciiCase(word, u"am"))
+        return 0;
+    if (equalsIgnoringAsciiCase(word, u"pm"))
+        return 12;
+    return -1;
+}
+
+// "H:MM" or "HH:MM", 24-hour, or 12-hour with an AM/PM suffix glued on or given as
+// `separateMeridiem`.
+std::optional<TimeOfDay> recognizeTime(QStringView word, QStringView separateMeridiem = {})
+{
+    const qsizetype colon = word.indexOf(u':');
+    if (colon < 0)
+        return std::nullopt;
+    const int hour = smallNumber(word.left(colon), 1, 2);
+    const int minute = smallNumber(word.mid(colon + 1, 2), 2, 2);
+    if (hour < 0 || minute < 0 || minute > 59)
+        return std::nullopt;
+
+    QStringView meridiem = word.mid(colon + 3);
+    if (!separateMeridiem.isEmpty()) {
+        if (!meridiem.isEmpty())
+            return std::nullopt;
+        meridiem = separateMeridiem;
+    }
+    if (meridiem.isEmpty()) {
+        if (hour > 23)
+            return std::nullopt;
+        return TimeOfDay{hour, minute};
+    }
+    const int offset = meridiemOffset(meridiem);
+    if (offset < 0 || hour < 1 || hour > 12)
+        return std::nullopt;
+    return TimeOfDay{hour % 12 + offset, minute};
+}
+
+std::optional<ListingDateTime> validated(int year, int month, int day, TimeOfDay time)
+{
+    if (!QDate::isValid(year, month, day))
+        return std::nullopt;
+    return ListingDateTime{year, month, day, time.hour, time.minute};
+}
+
+// "Jan 15 10:20" or "Jan 15 2003".
+std::optional<ListingDateTime> recognizeUnixDate(std::span<const QStringView> words, int currentYear)
+{
+    if (words.size() != 3)
+        return std::nullopt;
+    const int month = monthNumber(words[0]);
+    const int day = smallNumber(words[1], 1, 2);
+    if (month == 0 || day < 0)
+        return std::nullopt;
+    if (const int year = smallNumber(words[2], 4, 4); year >= 0)
+        return validated(year, month, day, {});
+    if (const auto time = recognizeTime(words[2]))
+        return validated(currentYear, month, day, *time);
+    return std::nullopt;
+}
+
+// "01-15-03 10:20AM", "1/15/2003 22:20", "01-15-03 10:20 PM", "01-15-03".
+std::optional<ListingDateTime> recognizeDosDate(std::span<const QStringView> words)
+{
+    const QStringView date = words[0];
+    const qsizetype first = date.indexOf(u'-') >= 0 ? date.indexOf(u'-') : date.indexOf(u'/');
+    if (first < 0)
+        return std::nullopt;
+    const QChar separator = date[first];
+    const qsizetype second = date.indexOf(separator, first + 1);
+    if (second < 0)
+        return std::nullopt;
+    const int month = smallNumber(date.left(first), 1, 2);
+    const int day = smallNumber(date.mid(first + 1, second - first - 1), 1, 2);
+    const QStringView yearText = date.mid(second + 1);
+    const int year = yearText.size() == 3 ? -1 : smallNumber(yearText, 2, 4);
+    if (month < 0 || day < 0 || year < 0)
+        return std::nullopt;
+
+    TimeOfDay time;
+    if (words.size() >= 2) {
+        const auto recognized = recognizeTime(words[1], words.size() == 3 ? words[2] : QStringView());
+        if (!recognized)
+            return std::nullopt;
+        time = *recognized;
+    }
+    return validated(fullYear(year, yearText.size()), month, day, time);
+}
+
+void appendNumber(QString &out, int value, int minDigits)
+{
+    char16_t digits[6];
+    int count = 0;
+    do {
+        digits[count++] = char16_t(u'0' + value % 10);
+        value /= 10;
+    } while (value > 0 && count < 6);
+    while (count < minDigits && count < 6)
+        digits[count++] = u'0';
+    while (count > 0)
+        out += QChar(digits[--count]);
+}
+
+} // namespace
+
+std::optional<ListingDateTime> RecognizeListingDate(std::span<const QStringView> words, int currentYear)
+{
+    if (words.empty() || words.size() > kMaxDateWords)
+        return std::nullopt;
+    if (monthNumber(words[0]) != 0)
+        return recognizeUnixDate(words, currentYear);
+    return recognizeDosDate(words);
+}
+
+std::optional<ListingDateTime> RecognizeListingDate(QStringView text, int currentYear)
+{
+    std::array<QStringView, kMaxDateWords> words;
+    size_t count = 0;
+    qsizetype start = 0;
+    for (;;) {
+        const qsizetype blank = text.indexOf(u' ', start);
+        if (count == words.size())
+            return std::nullopt;
+        words[count++] = blank < 0 ? text.mid(start) : text.mid(start, blank - start);
+        if (blank < 0)
+            break;
+        start = blank + 1;
+    }
+    return RecognizeListingDate(std::span<const QStringView>(words.data(), count), currentYear);
+}
+
+QString FormatListingDate(const ListingDateTime &date)
+{
+    QString out;
+    out.reserve(20);
+    appendNumber(out, date.month, 1);
+    out += u'/';
+    appendNumber(out, date.day, 1);
+    out += u'/';
+    appendNumber(out, date.year, 4);
+    out += u' ';
+    appendNumber(out, date.hour % 12 == 0 ? 12 : date.hour % 12, 1);
+    out += u':';
+    appendNumber(out, date.minute, 2);
+    out += date.hour < 12 ? u" AM" : u" PM";
+    return out;
+}
+
+QString ReformatListingDate(QStringView text, int currentYear)
+{
+    if (const auto date = RecognizeListingDate(text, currentYear))
+        return FormatListingDate(*date);
+    return text.toString();
+}
+
+} // namespace korvan
