@@ -87,7 +87,8 @@ public:
     static QString TrimQuotes(const QString &text);
 
     // Makes a text safe for a 7-bit header-like channel, choosing the encoding
-    // itself: a text that IsBinary calls plain comes back unchanged; any other
+    // itself: a text that IsBinary calls plain and that holds no "=?" (which
+    // would read back as the start of a word) comes back unchanged; any other
     // becomes RFC 2047 encoded words "=?charset?Q?...?=" or "=?charset?B?...?="
     // (whichever form is shorter, Q on a tie), each at most 75 characters, joined
     // by single blanks. The charset is windows-1252 when the code page holds

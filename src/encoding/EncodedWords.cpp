@@ -145,7 +145,8 @@ bool isWordSeparator(QChar c)
 
 QString cEncode::ENC(const QString &text)
 {
-    if (!IsBinary(text))
+    // Plain text that holds "=?" would read back as an encoded word.
+    if (!IsBinary(text) && !text.contains(u"=?"))
         return text;
     const bool fitsCodePage = windows1252::toUnicode(windows1252::fromUnicode(text)) == text;
     const QByteArray charset = fitsCodePage ? "windows-1252" : "utf-8";

@@ -47,7 +47,8 @@ namespace detail {
 // length; the pairing is one step ahead of the obvious one, so the first
 // character meets the key's second. A result of 0 leaves the character as it
 // is (it then equals the key character), which keeps code 0 out of the output
-// and still makes the operation its own inverse. Characters are taken as their
+// and still makes the operation its own inverse (for every text without NUL,
+// which turns into the key character; Base64 text never holds NUL). Characters are taken as their
 // Windows-1252 bytes. Throws CipherLengthError for a text over maxTextLength
 // characters; an empty key leaves the text unchanged.
 QString XorWithKey(const QString &text, const QString &key);
