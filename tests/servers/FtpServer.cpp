@@ -1,0 +1,511 @@
+#include "servers/FtpServer.h"
+
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
+#include <QMultiHash>
+#include <QRandomGenerator>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QThread>
+
+#include <atomic>
+#include <csignal>
+#include <pwd.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace korvan::test {
+
+namespace {
+
+constexpr int kGreetingTimeoutMs = 20000;
+constexpr int kStopTimeoutMs = 5000;
+constexpr int kLaunchAttempts = 3;
+
+// Exit codes of useradd/userdel/chpasswd that mean "another process holds the
+// password file lock": concurrent test programs create users at the same time.
+constexpr int kUserToolBusy = 10;
+constexpr int kUserdelUserLoggedIn = 8;
+
+QString toolOutput(QProcess &process)
+{
+    return QString::fromLocal8Bit(process.readAllStandardOutput() + process.readAllStandardError()).trimmed();
+}
+
+// Runs a system tool to its end; retries while it reports a busy lock.
+bool runTool(const QString &program, const QStringList &arguments, QString *error,
+             const QByteArray &input = {}, const QList<int> &retryCodes = {kUserToolBusy})
+{
+    for (int attempt = 0; attempt < 50; ++attempt) {
+        QProcess process;
+        process.start(program, arguments);
+        if (!process.waitForStarted()) {
+            *error = QStringLiteral("cannot run %1: %2").arg(program, process.errorString());
+            return false;
+        }
+        if (!input.isEmpty())
+            process.write(input);
+        process.closeWriteChannel();
+        process.waitForFinished(30000);
+        if (process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0)
+            return true;
+        *error = QStringLiteral("%1 %2 failed (exit %3): %4")
+                     .arg(program, arguments.join(QLatin1Char(' ')))
+                     .arg(process.exitCode())
+                     .arg(toolOutput(process));
+        if (!retryCodes.contains(process.exitCode()))
+            return false;
+        QThread::msleep(100);
+    }
+    return false;
+}
+
+QString randomText(int length)
+{
+    static const QString alphabet = QStringLiteral("abcdefghijkmnpqrstuvwxyz23456789");
+    QString text;
+    for (int i = 0; i < length; ++i)
+        text += alphabet.at(QRandomGenerator::global()->bounded(alphabet.size()));
+    return text;
+}
+
+// Unique among concurrent test programs (pid) and instances in one program (counter).
+QString uniqueUserName()
+{
+    static std::atomic<int> counter{0};
+    return QStringLiteral("kvt%1x%2%3").arg(::getpid()).arg(++counter).arg(randomText(3));
+}
+
+quint16 freeLoopbackPort()
+{
+    QTcpServer probe;
+    if (!probe.listen(QHostAddress::LocalHost, 0))
+        return 0;
+    return probe.serverPort();
+}
+
+QStringList serverFolders()
+{
+    QStringList folders;
+    const QString configured = qEnvironmentVariable("KORVAN_FTPD_DIR");
+    if (!configured.isEmpty())
+        folders << configured + QStringLiteral("/usr/sbin");
+    folders << QStringLiteral("/opt/korvan-ftpd/usr/sbin") << QStringLiteral("/usr/sbin");
+    return folders;
+}
+
+QString binaryName(ServerKind kind)
+{
+    switch (kind) {
+    case ServerKind::Pyftpdlib: return QStringLiteral("python3");
+    case ServerKind::Vsftpd: return QStringLiteral("vsftpd");
+    case ServerKind::Proftpd: return QStringLiteral("proftpd");
+    case ServerKind::PureFtpd: return QStringLiteral("pure-ftpd");
+    }
+    return {};
+}
+
+bool writeTextFile(const QString &path, const QString &text, QString *error)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(text.toUtf8()) < 0) {
+        *error = QStringLiteral("cannot write %1: %2").arg(path, file.errorString());
+        return false;
+    }
+    return true;
+}
+
+// The real uid of a live process, or -1 when it is gone or a zombie (which no
+// signal can end; its parent or init reaps it).
+long processUid(const QString &statusPath)
+{
+    QFile status(statusPath);
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith("State:") && line.contains("Z ("))
+            return -1;
+        if (line.startsWith("Uid:"))
+            return line.mid(4).simplified().split(' ').value(0).toLong();
+    }
+    return -1;
+}
+
+// Parent pid of a process from /proc/PID/stat ("pid (comm) state ppid ..."; comm
+// may hold blanks and parentheses, so read after the last ')').
+qint64 parentPid(const QString &pid)
+{
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray text = stat.readAll();
+    const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
+    return fields.size() > 1 ? fields.at(1).toLongLong() : -1;
+}
+
+// Every process below root, found before anything is killed: once the server
+// dies its children are re-parented and cannot be traced back.
+QList<qint64> processTree(qint64 root)
+{
+    QMultiHash<qint64, qint64> children;
+    const QStringList pids = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    for (const QString &pid : pids) {
+        bool isNumber = false;
+        const qint64 number = pid.toLongLong(&isNumber);
+        if (isNumber)
+            children.insert(parentPid(pid), number);
+    }
+    QList<qint64> tree{root};
+    for (qsizetype i = 0; i < tree.size(); ++i)
+        tree += children.values(tree.at(i));
+    return tree;
+}
+
+} // namespace
+
+QList<ServerKind> allServerKinds()
+{
+    return {ServerKind::Pyftpdlib, ServerKind::Vsftpd, ServerKind::Proftpd, ServerKind::PureFtpd};
+}
+
+QString serverName(ServerKind kind)
+{
+    switch (kind) {
+    case ServerKind::Pyftpdlib: return QStringLiteral("pyftpdlib");
+    case ServerKind::Vsftpd: return QStringLiteral("vsftpd");
+    case ServerKind::Proftpd: return QStringLiteral("proftpd");
+    case ServerKind::PureFtpd: return QStringLiteral("pure-ftpd");
+    }
+    return {};
+}
+
+FtpServer::FtpServer(ServerKind kind) : m_kind(kind) {}
+
+FtpServer::~FtpServer()
+{
+    stop();
+}
+
+QString FtpServer::rootDir() const
+{
+    return m_base ? m_base->filePath(QStringLiteral("root")) : QString();
+}
+
+QString FtpServer::workFile(const QString &name) const
+{
+    return m_base->filePath(name);
+}
+
+bool FtpServer::start(QString *error)
+{
+    QString ignored;
+    if (!error)
+        error = &ignored;
+    stop();
+    if (usesSystemUser() && ::geteuid() != 0) {
+        *error = QStringLiteral("%1 needs root: it logs on a system user that the test creates. "
+                                "Run the tests as root (pyftpdlib runs without).")
+                     .arg(name());
+        return false;
+    }
+    if (program(error).isEmpty() || !prepareFolders(error))
+        return false;
+    m_password = randomText(12);
+    if (usesSystemUser()) {
+        if (!createSystemUser(error)) {
+            stop();
+            return false;
+        }
+    } else {
+        m_user = QStringLiteral("korvan");
+    }
+    for (int attempt = 1; attempt <= kLaunchAttempts; ++attempt) {
+        m_port = freeLoopbackPort();
+        if (m_port != 0 && writeConfig(error) && launch(error) && waitForGreeting(error))
+            return true;
+        killProcessGroup();
+        // Another program may have taken the port between our probe and the
+        // server's bind: try a new one, but report the last failure.
+    }
+    *error = QStringLiteral("%1 did not start: %2").arg(name(), *error);
+    stop();
+    return false;
+}
+
+bool FtpServer::prepareFolders(QString *error)
+{
+    m_base = std::make_unique<QTemporaryDir>(QDir::tempPath() + QStringLiteral("/korvan-ftpd-XXXXXX"));
+    if (!m_base->isValid()) {
+        *error = QStringLiteral("cannot create a temporary folder: %1").arg(m_base->errorString());
+        m_base.reset();
+        return false;
+    }
+    // The server's user must pass through the base folder to reach its root.
+    ::chmod(QFile::encodeName(m_base->path()).constData(), 0711);
+    QDir base(m_base->path());
+    // "empty" is vsftpd's secure_chroot_dir: root-owned, empty, not writable.
+    if (!base.mkdir(QStringLiteral("root")) || !base.mkdir(QStringLiteral("empty"))) {
+        *error = QStringLiteral("cannot create folders in %1").arg(m_base->path());
+        return false;
+    }
+    ::chmod(QFile::encodeName(workFile(QStringLiteral("empty"))).constData(), 0755);
+    return true;
+}
+
+bool FtpServer::createSystemUser(QString *error)
+{
+    m_user = uniqueUserName();
+    if (!runTool(QStringLiteral("useradd"),
+                 {QStringLiteral("--no-create-home"), QStringLiteral("--home-dir"), rootDir(),
+                  QStringLiteral("--shell"), QStringLiteral("/bin/sh"), QStringLiteral("--user-group"), m_user},
+                 error))
+        return false;
+    m_userCreated = true;
+    if (!runTool(QStringLiteral("chpasswd"), {}, error, (m_user + QLatin1Char(':') + m_password + QLatin1Char('\n')).toUtf8()))
+        return false;
+    handOver();
+    return true;
+}
+
+void FtpServer::deleteSystemUser()
+{
+    if (!m_userCreated)
+        return;
+    killUserProcesses();
+    QString error;
+    if (!runTool(QStringLiteral("userdel"), {m_user}, &error, {}, {kUserToolBusy, kUserdelUserLoggedIn}))
+        qWarning("FtpServer: %s", qPrintable(error));
+    m_userCreated = false;
+}
+
+void FtpServer::handOver(const QString &path)
+{
+    if (!usesSystemUser() || !m_userCreated)
+        return;
+    QString error;
+    const QString target = path.isEmpty() ? rootDir() : path;
+    if (!runTool(QStringLiteral("chown"), {QStringLiteral("-R"), QStringLiteral("-h"), m_user + QLatin1Char(':') + m_user, target},
+                 &error, {}, {}))
+        qWarning("FtpServer::handOver: %s", qPrintable(error));
+}
+
+QString FtpServer::program(QString *error) const
+{
+    if (m_kind == ServerKind::Pyftpdlib) {
+        // A python3 earlier on PATH (pyenv) cannot import Debian's module.
+        const QString python = QStringLiteral("/usr/bin/python3");
+        if (QFileInfo(python).isExecutable())
+            return python;
+        *error = QStringLiteral("pyftpdlib: /usr/bin/python3 is missing (run scripts/setup.sh)");
+        return {};
+    }
+    const QStringList folders = serverFolders();
+    for (const QString &folder : folders) {
+        const QString candidate = folder + QLatin1Char('/') + binaryName(m_kind);
+        if (QFileInfo(candidate).isExecutable())
+            return candidate;
+    }
+    *error = QStringLiteral("%1 not found in %2 (run scripts/setup.sh)").arg(name(), folders.join(QStringLiteral(", ")));
+    return {};
+}
+
+bool FtpServer::writeConfig(QString *error)
+{
+    const QString port = QString::number(m_port);
+    if (m_kind == ServerKind::Vsftpd) {
+        return writeTextFile(workFile(QStringLiteral("vsftpd.conf")),
+                             QStringLiteral("listen=YES\n"
+                                            "listen_ipv6=NO\n"
+                                            "listen_address=127.0.0.1\n"
+                                            "listen_port=%1\n"
+                                            "background=NO\n"
+                                            "anonymous_enable=NO\n"
+                                            "local_enable=YES\n"
+                                            "write_enable=YES\n"
+                                            "local_umask=022\n"
+                                            "chroot_local_user=YES\n"
+                                            "allow_writeable_chroot=YES\n"
+                                            "secure_chroot_dir=%2\n"
+                                            "pam_service_name=vsftpd\n"
+                                            "pasv_enable=YES\n"
+                                            "port_enable=YES\n"
+                                            "connect_from_port_20=NO\n"
+                                            "seccomp_sandbox=NO\n"
+                                            "xferlog_enable=NO\n"
+                                            "max_per_ip=0\n"
+                                            "max_clients=0\n")
+                                 .arg(port, workFile(QStringLiteral("empty"))),
+                             error);
+    }
+    if (m_kind == ServerKind::Proftpd) {
+        return writeTextFile(workFile(QStringLiteral("proftpd.conf")),
+                             QStringLiteral("ServerName \"korvan test\"\n"
+                                            "ServerType standalone\n"
+                                            "DefaultServer on\n"
+                                            "UseIPv6 off\n"
+                                            "Port %1\n"
+                                            "DefaultAddress 127.0.0.1\n"
+                                            "SocketBindTight on\n"
+                                            "User nobody\n"
+                                            "Group nogroup\n"
+                                            "PidFile %2\n"
+                                            "ScoreboardFile %3\n"
+                                            "WtmpLog off\n"
+                                            "UseReverseDNS off\n"
+                                            "<IfModule mod_auth_pam.c>\n  AuthPAM off\n</IfModule>\n"
+                                            "AuthOrder mod_auth_unix.c\n"
+                                            "RequireValidShell off\n"
+                                            "DefaultRoot ~\n"
+                                            "AllowOverwrite on\n"
+                                            "Umask 022\n"
+                                            "MaxInstances 64\n"
+                                            "<IfModule mod_delay.c>\n  DelayEngine off\n</IfModule>\n")
+                                 .arg(port, workFile(QStringLiteral("proftpd.pid")), workFile(QStringLiteral("proftpd.scoreboard"))),
+                             error);
+    }
+    return true; // pyftpdlib and pure-ftpd take everything on the command line
+}
+
+QStringList FtpServer::arguments() const
+{
+    const QString port = QString::number(m_port);
+    switch (m_kind) {
+    case ServerKind::Pyftpdlib:
+        return {QStringLiteral("-m"), QStringLiteral("pyftpdlib"), QStringLiteral("-i"), host(),
+                QStringLiteral("-p"), port, QStringLiteral("-w"), QStringLiteral("-d"), rootDir(),
+                QStringLiteral("-u"), m_user, QStringLiteral("-P"), m_password};
+    case ServerKind::Vsftpd:
+        return {workFile(QStringLiteral("vsftpd.conf"))};
+    case ServerKind::Proftpd:
+        return {QStringLiteral("-n"), QStringLiteral("-q"), QStringLiteral("-4"), QStringLiteral("-c"),
+                workFile(QStringLiteral("proftpd.conf"))};
+    case ServerKind::PureFtpd:
+        // -L: pure-ftpd silently cuts listings at 10,000 entries otherwise.
+        return {QStringLiteral("-S"), host() + QLatin1Char(',') + port, QStringLiteral("-l"), QStringLiteral("unix"),
+                QStringLiteral("-E"), QStringLiteral("-A"), QStringLiteral("-H"), QStringLiteral("-4"),
+                QStringLiteral("-f"), QStringLiteral("none"), QStringLiteral("-L"), QStringLiteral("200000:5"),
+                QStringLiteral("-g"), workFile(QStringLiteral("pure-ftpd.pid"))};
+    }
+    return {};
+}
+
+bool FtpServer::launch(QString *error)
+{
+    m_process = std::make_unique<QProcess>();
+    m_process->setProcessChannelMode(QProcess::MergedChannels);
+    m_process->setWorkingDirectory(m_base->path());
+    // Own process group, so stop() reaches the per-session children too; and die
+    // with the test program if it crashes before stop().
+    m_process->setChildProcessModifier([] {
+        ::setpgid(0, 0);
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    });
+    m_process->start(program(error), arguments());
+    if (!m_process->waitForStarted(5000)) {
+        *error = QStringLiteral("cannot run %1: %2").arg(m_process->program(), m_process->errorString());
+        return false;
+    }
+    m_processGroup = m_process->processId();
+    return true;
+}
+
+QString FtpServer::processOutput()
+{
+    return m_process ? QString::fromLocal8Bit(m_process->readAll()).trimmed() : QString();
+}
+
+bool FtpServer::waitForGreeting(QString *error)
+{
+    const QDeadlineTimer deadline(kGreetingTimeoutMs);
+    QByteArray lastReply;
+    while (!deadline.hasExpired()) {
+        if (m_process->state() != QProcess::Running) {
+            m_process->waitForFinished(1000);
+            *error = QStringLiteral("exited with code %1 before greeting; its output: %2")
+                         .arg(m_process->exitCode())
+                         .arg(processOutput());
+            return false;
+        }
+        QTcpSocket probe;
+        probe.connectToHost(host(), m_port);
+        if (probe.waitForConnected(500)) {
+            QByteArray received;
+            // The greeting may span several lines ("220-..."); the last starts "220 ".
+            while (probe.waitForReadyRead(static_cast<int>(qMax<qint64>(1, deadline.remainingTime())))) {
+                received += probe.readAll();
+                if (received.startsWith("220") && (received.contains("\n220 ") || received.startsWith("220 ")) && received.endsWith('\n')) {
+                    probe.write("QUIT\r\n");
+                    probe.waitForBytesWritten(1000);
+                    probe.disconnectFromHost();
+                    return true;
+                }
+                if (!received.startsWith("220") && received.endsWith('\n'))
+                    break;
+            }
+            lastReply = received;
+        }
+        QThread::msleep(50);
+    }
+    *error = QStringLiteral("no 220 greeting on %1:%2 within %3 ms (last reply \"%4\"); its output: %5")
+                 .arg(host())
+                 .arg(m_port)
+                 .arg(kGreetingTimeoutMs)
+                 .arg(QString::fromUtf8(lastReply.trimmed()), processOutput());
+    return false;
+}
+
+// vsftpd puts each session into a session of its own (setsid), so the group
+// alone does not reach it: the whole process tree is killed as well.
+void FtpServer::killProcessGroup()
+{
+    if (!m_process)
+        return;
+    if (m_processGroup > 0) {
+        const QList<qint64> tree = processTree(m_processGroup);
+        ::kill(static_cast<pid_t>(-m_processGroup), SIGKILL);
+        for (qint64 pid : tree)
+            ::kill(static_cast<pid_t>(pid), SIGKILL);
+    }
+    m_process->waitForFinished(kStopTimeoutMs);
+    m_process.reset();
+    m_processGroup = 0;
+}
+
+// Session processes that left the group (setsid) still run as our user; the
+// user is this instance's alone, so everything it runs is ours to end.
+void FtpServer::killUserProcesses()
+{
+    const passwd *entry = ::getpwnam(m_user.toLocal8Bit().constData());
+    if (!entry)
+        return;
+    const long uid = static_cast<long>(entry->pw_uid);
+    for (int round = 0; round < 50; ++round) {
+        bool found = false;
+        const QStringList pids = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+        for (const QString &pid : pids) {
+            bool isNumber = false;
+            const int number = pid.toInt(&isNumber);
+            if (isNumber && processUid(QStringLiteral("/proc/%1/status").arg(pid)) == uid) {
+                ::kill(number, SIGKILL);
+                found = true;
+            }
+        }
+        if (!found)
+            return;
+        QThread::msleep(20);
+    }
+}
+
+void FtpServer::stop()
+{
+    killProcessGroup();
+    deleteSystemUser();
+    m_base.reset(); // removes root/ and the server's files
+    m_port = 0;
+}
+
+} // namespace korvan::test

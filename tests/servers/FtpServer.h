@@ -1,0 +1,85 @@
+#pragma once
+
+// Real FTP servers from Debian's packages, started on loopback for one test.
+//
+// Each FtpServer owns a free 127.0.0.1 port, a temporary root folder and a
+// log-on of its own: for vsftpd, proftpd and pure-ftpd a system user with a
+// unique name whose home is the root (created on start, deleted on stop), for
+// pyftpdlib a virtual user. Passive and active mode are allowed, the user may
+// write. The destructor stops the server's whole process group, deletes the
+// user and removes the folders, so two test programs may use the same kind at
+// the same time. vsftpd, proftpd and pure-ftpd need root.
+//
+// The binaries are looked up in $KORVAN_FTPD_DIR (default /opt/korvan-ftpd,
+// filled by scripts/setup-servers.sh) and then in the system folders.
+
+#include <QList>
+#include <QMetaType>
+#include <QProcess>
+#include <QString>
+#include <QTemporaryDir>
+
+#include <memory>
+
+namespace korvan::test {
+
+enum class ServerKind { Pyftpdlib, Vsftpd, Proftpd, PureFtpd };
+
+QList<ServerKind> allServerKinds();
+QString serverName(ServerKind kind); // "pyftpdlib", "vsftpd", "proftpd", "pure-ftpd"
+
+class FtpServer
+{
+public:
+    explicit FtpServer(ServerKind kind);
+    ~FtpServer();
+    FtpServer(const FtpServer &) = delete;
+    FtpServer &operator=(const FtpServer &) = delete;
+
+    // Starts the server and waits for its 220 greeting. False with a message
+    // saying what went wrong (missing binary, not root, early exit with the
+    // server's own output, no greeting).
+    bool start(QString *error);
+    void stop();
+
+    ServerKind kind() const { return m_kind; }
+    QString name() const { return serverName(m_kind); }
+    QString host() const { return QStringLiteral("127.0.0.1"); }
+    quint16 port() const { return m_port; }
+    QString user() const { return m_user; }
+    QString password() const { return m_password; }
+    QString rootDir() const; // local folder that the user sees as "/"
+
+    // Gives what the test wrote below rootDir() (or below path) to the
+    // server's user, so the server can read, overwrite and delete it.
+    void handOver(const QString &path = {});
+
+private:
+    bool prepareFolders(QString *error);
+    bool createSystemUser(QString *error);
+    void deleteSystemUser();
+    bool writeConfig(QString *error);
+    QString program(QString *error) const;
+    QStringList arguments() const;
+    bool launch(QString *error);
+    bool waitForGreeting(QString *error);
+    QString processOutput();
+    void killProcessGroup();
+    void killUserProcesses();
+    bool usesSystemUser() const { return m_kind != ServerKind::Pyftpdlib; }
+    QString workFile(const QString &name) const;
+
+    ServerKind m_kind;
+    quint16 m_port = 0;
+    QString m_user;
+    QString m_password;
+    std::unique_ptr<QTemporaryDir> m_base; // holds root/ and the server's own files
+    std::unique_ptr<QProcess> m_process;
+    qint64 m_processGroup = 0;
+    bool m_userCreated = false;
+};
+
+} // namespace korvan::test
+
+// Lets tests put a server kind in a QtTest data table.
+Q_DECLARE_METATYPE(korvan::test::ServerKind)
