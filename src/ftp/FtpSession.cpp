@@ -1,0 +1,322 @@
+#include "ftp/FtpSession.h"
+
+#include "korvan/FtpSettings.h"
+#include "listing/RemotePath.h"
+#include "shell/EventPump.h"
+
+namespace korvan {
+
+FtpSession::FtpSession(SessionUi &sessionUi, QObject *parent) : QObject(parent), ui(sessionUi)
+{
+    connect(&control, &SocketAdapter::connected, this, &FtpSession::onControlConnected);
+    connect(&control, &SocketAdapter::dataArrival, this, &FtpSession::onControlData);
+    connect(&control, &SocketAdapter::error, this, &FtpSession::onControlError);
+
+    connect(&data, &SocketAdapter::connected, this, &FtpSession::onDataConnected);
+    connect(&data, &SocketAdapter::dataArrival, this, &FtpSession::onDataArrival);
+    connect(&data, &SocketAdapter::sendProgress, this, &FtpSession::onDataSendProgress);
+    connect(&data, &SocketAdapter::sendComplete, this, &FtpSession::onDataSendComplete);
+    connect(&data, &SocketAdapter::connectionRequest, this, &FtpSession::onDataConnectionRequest);
+    connect(&data, &SocketAdapter::error, this, &FtpSession::onDataError);
+
+    tmrNOOP.setInterval(kKeepAliveIntervalMs);
+    connect(&tmrNOOP, &QTimer::timeout, this, &FtpSession::onKeepAliveTimer);
+}
+
+FtpSession::~FtpSession() = default;
+
+void FtpSession::SendCommand(const QString &text)
+{
+    sLastCommand = text;
+    if (lastCommandIs(u"LIST"_qs) || lastCommandIs(u"RETR"_qs)) {
+        transferStartSeen = false;
+        transferEndSeen = false;
+    }
+    LogStatus(LogColour::Blue, text);
+    control.send(text.toUtf8() + "\r\n");
+}
+
+void FtpSession::LogStatus(LogColour colour, const QString &text)
+{
+    QString line = MaskPassword(text);
+    if (!line.endsWith(u'\n'))
+        line += u"\r\n";
+    ui.logLine(colour, line);
+}
+
+bool FtpSession::lastCommandIs(const QString &word) const
+{
+    return sLastCommand.left(4) == word;
+}
+
+// ---- control connection -------------------------------------------------------
+
+void FtpSession::onControlConnected()
+{
+    LogStatus(LogColour::Magenta,
+              u"Connected to "_qs + control.remoteHostIP() + u':' + QString::number(control.remotePort()));
+}
+
+void FtpSession::onControlError(int number, const QString &description)
+{
+    LogStatus(LogColour::Red, QString::number(number) + u" : "_qs + description);
+    CloseWinsock2();
+    SetReplyState(ReplyState::Failed);
+}
+
+void FtpSession::onControlData()
+{
+    sRecvBuffer += control.readAll();
+    takeCompleteLines();
+    if (sRecvBuffer.size() > kMaxReplyLineBytes)
+        rejectOverlongLine();
+}
+
+void FtpSession::takeCompleteLines()
+{
+    for (;;) {
+        const qsizetype lineFeed = sRecvBuffer.indexOf('\n');
+        if (lineFeed < 0)
+            return;
+        const QByteArray line = sRecvBuffer.left(lineFeed + 1);
+        sRecvBuffer.remove(0, lineFeed + 1);
+        ReplyLine(DecodeWireText(line));
+    }
+}
+
+void FtpSession::rejectOverlongLine()
+{
+    LogStatus(LogColour::Red, u"The server sent more than "_qs + QString::number(kMaxReplyLineBytes)
+                                  + u" bytes without a line end: connection closed."_qs);
+    sRecvBuffer.clear();
+    control.close();
+    CloseWinsock2();
+    SetReplyState(ReplyState::Failed);
+}
+
+void FtpSession::ReplyLine(const QString &line)
+{
+    const QString code = ReplyCode(line);
+    const LogColour colour = IsErrorReply(code) ? LogColour::Red : LogColour::Black;
+    if (consumeLateTransferReply(code)) {
+        LogStatus(colour, line);
+        return;
+    }
+    if (!code.isEmpty()) {
+        sLastReply = line;
+        if (lastCommandIs(u"LIST"_qs) || lastCommandIs(u"RETR"_qs))
+            (code.startsWith(u'1') ? transferStartSeen : transferEndSeen) = true;
+    }
+    LogStatus(colour, line);
+    dispatchReply(code, line);
+}
+
+// A listing or download whose wait ended on the data close still owes its 1xx
+// and final reply; they belong to that transfer, never to the command now running.
+bool FtpSession::consumeLateTransferReply(const QString &code)
+{
+    if ((code == u"125" || code == u"150") && lateStartReplies > 0) {
+        --lateStartReplies;
+        return true;
+    }
+    if ((code == u"226" || code == u"426" || code == u"451") && lateEndReplies > 0) {
+        --lateEndReplies;
+        lateStartReplies = 0;
+        return true;
+    }
+    return false;
+}
+
+void FtpSession::noteTransferEndedEarly()
+{
+    if (!transferStartSeen)
+        ++lateStartReplies;
+    if (!transferEndSeen)
+        ++lateEndReplies;
+    transferStartSeen = transferEndSeen = true;
+}
+
+void FtpSession::dispatchReply(const QString &code, const QString &line)
+{
+    switch (ClassifyReply(code)) {
+    case ReplyAction::None:
+        return;
+    case ReplyAction::TransferStarting:
+        onTransferStarting(line);
+        return;
+    case ReplyAction::Complete:
+        SetReplyState(ReplyState::Done);
+        return;
+    case ReplyAction::CompleteIfAbort:
+        if (lastCommandIs(u"ABOR"_qs))
+            SetReplyState(ReplyState::Done);
+        return;
+    case ReplyAction::CompleteIfAbortOrStore:
+        // After LIST and RETR the wait loop decides, together with the data close.
+        if (lastCommandIs(u"ABOR"_qs) || lastCommandIs(u"STOR"_qs))
+            SetReplyState(ReplyState::Done);
+        return;
+    case ReplyAction::PassiveAddress:
+        onPassiveReply(line);
+        return;
+    case ReplyAction::FolderReply:
+        if (sLastCommand == u"PWD")
+            sCurrentDir = ParseFolderReply(line);
+        SetReplyState(ReplyState::Done);
+        return;
+    case ReplyAction::RenamePending:
+        onRenamePending();
+        return;
+    case ReplyAction::Fail:
+        SetReplyState(ReplyState::Failed);
+        return;
+    }
+}
+
+void FtpSession::onRenamePending()
+{
+    if (!lastCommandIs(u"RNFR"_qs)) {
+        SetReplyState(ReplyState::Done);
+        return;
+    }
+    const QString newName = StripTrailingSlash(ui.inputBox(u"Type new name:"_qs, u"Rename"_qs, sRenameFrom));
+    if (newName.isEmpty() || newName == sRenameFrom) {
+        SetReplyState(ReplyState::Abandoned);
+        return;
+    }
+    SendCommand(u"RNTO "_qs + newName);
+}
+
+// ---- waiting ------------------------------------------------------------------
+
+void FtpSession::BeginCommand(DataMode mode)
+{
+    if (nReplyState == ReplyState::ClosePending) {
+        ui.unloadWindow();
+        return;
+    }
+    nReplyState = ReplyState::Waiting;
+    nDataMode = mode;
+    fLastActivity = monotonicSeconds();
+}
+
+bool FtpSession::SendAndWait(const QString &text, DataMode mode)
+{
+    if (nReplyState == ReplyState::ClosePending) {
+        ui.unloadWindow();
+        return false;
+    }
+    BeginCommand(mode);
+    SendCommand(text);
+    return WaitReply(text);
+}
+
+void FtpSession::SetReplyState(ReplyState state)
+{
+    if (nReplyState == ReplyState::ClosePending) {
+        ui.unloadWindow();
+        return;
+    }
+    ui.setStatusText(StatusPane::Wait, {});
+    nReplyState = state;
+}
+
+void FtpSession::RequestClose()
+{
+    if (nReplyState == ReplyState::Waiting)
+        nReplyState = ReplyState::ClosePending;
+    else
+        ui.unloadWindow();
+}
+
+bool FtpSession::controlSocketFailed() const
+{
+    const SocketState state = control.state();
+    return state == SocketState::Closed || state == SocketState::Error
+           || state == SocketState::ConnectionPending;
+}
+
+bool FtpSession::dataSocketFailed() const
+{
+    const SocketState state = data.state();
+    return state == SocketState::Error || state == SocketState::ConnectionPending;
+}
+
+// A listing or download ends when the data socket starts closing, or, once the
+// server has said 226, when no data came for twice as long as the transfer took.
+bool FtpSession::endTransferOnDataClose(double startMark)
+{
+    if (data.state() == SocketState::Closing) {
+        CloseWinsock2();
+        noteTransferEndedEarly();
+        SetReplyState(ReplyState::Done);
+        return true;
+    }
+    if (!sLastReply.startsWith(u"226"))
+        return false;
+    const double idle = monotonicSeconds() - fLastActivity;
+    if (idle <= 2 * (fLastActivity - startMark))
+        return false;
+    CloseWinsock2();
+    SetReplyState(ReplyState::Done);
+    return true;
+}
+
+bool FtpSession::askToKeepWaiting()
+{
+    const QuestionAnswer answer = ui.question(u"Vantrel"_qs, WaitTooLongText(ftpSettings().nFTPWaitTime),
+                                              u"&Yes"_qs, u"&No"_qs);
+    if (answer != QuestionAnswer::Yes)
+        return false;
+    fLastActivity = monotonicSeconds();
+    return true;
+}
+
+void FtpSession::showWaitSeconds(const QString &what, int &shownSeconds)
+{
+    const int seconds = int(monotonicSeconds() - fLastActivity);
+    if (seconds == shownSeconds)
+        return;
+    shownSeconds = seconds;
+    ui.setStatusText(StatusPane::Wait, what + u": "_qs + QString::number(seconds) + u" seconds"_qs);
+}
+
+bool FtpSession::WaitReply(const QString &what)
+{
+    const QString word = what.section(u' ', 0, 0);
+    const double startMark = fLastActivity;
+    int shownSeconds = -1;
+    bool completed = false;
+    ui.setWaitControlsEnabled(false);
+    for (;;) {
+        if (nReplyState == ReplyState::Done) {
+            completed = true;
+            break;
+        }
+        pumpEvents(10);
+        if (nReplyState == ReplyState::Failed || nReplyState == ReplyState::Abandoned)
+            break;
+        if (nReplyState == ReplyState::ClosePending) {
+            ui.unloadWindow();
+            return false;
+        }
+        if (controlSocketFailed() || dataSocketFailed())
+            break;
+        if ((lastCommandIs(u"LIST"_qs) || lastCommandIs(u"RETR"_qs)) && endTransferOnDataClose(startMark))
+            continue;
+        const bool transferring = nDataMode == DataMode::Upload || nDataMode == DataMode::Download;
+        if (!transferring && monotonicSeconds() - fLastActivity > ftpSettings().nFTPWaitTime) {
+            if (nReplyState == ReplyState::Failed || nReplyState == ReplyState::Abandoned)
+                break;
+            if (!askToKeepWaiting())
+                break;
+        }
+        showWaitSeconds(word, shownSeconds);
+    }
+    ui.setStatusText(StatusPane::Wait, {});
+    ui.setWaitControlsEnabled(true);
+    drainEvents();
+    return completed;
+}
+
+} // namespace korvan

@@ -1,0 +1,60 @@
+#pragma once
+// Pure text rules of the control connection: reply codes and their meaning,
+// password masking, the PORT argument and the parsing of 227 and 150 replies.
+
+#include <QByteArray>
+#include <QString>
+#include <optional>
+
+namespace korvan {
+
+// What the dispatcher does with a reply code.
+enum class ReplyAction {
+    None,                   // keep waiting
+    TransferStarting,       // 125, 150: an upload starts sending; a download learns its size
+    Complete,               // the command succeeded
+    CompleteIfAbort,        // 225
+    CompleteIfAbortOrStore, // 226
+    PassiveAddress,         // 227
+    FolderReply,            // 257
+    RenamePending,          // 350
+    Fail,                   // 332 and everything from 400 up
+};
+
+// The code of a final reply line ("250 ok" -> "250"); empty for continuation
+// lines and text without a code.
+QString ReplyCode(const QString &line);
+ReplyAction ClassifyReply(const QString &code);
+// Red in the log: 332 and every code from 400 up (compared as text).
+bool IsErrorReply(const QString &code);
+
+// Any text holding "PASS" becomes "PASS " and one "*" per character beyond the fifth.
+QString MaskPassword(const QString &text);
+
+// Wire bytes to text: UTF-8 when valid, otherwise Latin-1.
+QString DecodeWireText(const QByteArray &bytes);
+
+// "127,0,0,1,18,52" for 127.0.0.1 port 4660; the high byte comes from the
+// hexadecimal text of the port, so ports below 256 give their whole value there.
+QString FormatPortArgument(const QString &localIP, quint16 localPort);
+
+struct PassiveAddress {
+    QString address;
+    quint16 port = 0;
+};
+// The address in the parentheses of a 227 line; nothing when it cannot be read.
+std::optional<PassiveAddress> ParsePassiveReply(const QString &line);
+
+// The size a 150 reply announces between its last parentheses ("(1234 bytes)");
+// -1 when there is none.
+qint64 ParseTransferSize(const QString &line);
+
+// The folder quoted in a 257 reply, with "/" appended unless it is "/".
+QString ParseFolderReply(const QString &line);
+
+QString WaitTooLongText(int waitSeconds);
+QString LogOnFailedText(const QString &server, const QString &lastCommand);
+QString DownloadWriteFailedText(const QString &fileName);
+QString UploadSendFailedText(const QString &fileName);
+
+} // namespace korvan

@@ -1,0 +1,262 @@
+#include "shell/SocketAdapter.h"
+
+#include <QTcpServer>
+#include <QTcpSocket>
+
+namespace korvan {
+
+SocketState mapQtSocketState(QAbstractSocket::SocketState state)
+{
+    switch (state) {
+    case QAbstractSocket::UnconnectedState: return SocketState::Closed;
+    case QAbstractSocket::HostLookupState: return SocketState::Resolving;
+    case QAbstractSocket::ConnectingState: return SocketState::Connecting;
+    case QAbstractSocket::ConnectedState: return SocketState::Connected;
+    case QAbstractSocket::BoundState: return SocketState::Open;
+    case QAbstractSocket::ListeningState: return SocketState::Listening;
+    case QAbstractSocket::ClosingState: return SocketState::Closing;
+    }
+    return SocketState::Error;
+}
+
+int socketErrorNumber(QAbstractSocket::SocketError error)
+{
+    switch (error) {
+    case QAbstractSocket::ConnectionRefusedError: return 10061;
+    case QAbstractSocket::RemoteHostClosedError: return 10054;
+    case QAbstractSocket::HostNotFoundError: return 11001;
+    case QAbstractSocket::SocketAccessError: return 10013;
+    case QAbstractSocket::SocketResourceError: return 10055;
+    case QAbstractSocket::SocketTimeoutError: return 10060;
+    case QAbstractSocket::NetworkError: return 10050;
+    case QAbstractSocket::AddressInUseError: return 10048;
+    case QAbstractSocket::SocketAddressNotAvailableError: return 10049;
+    default: return 10000 + int(error);
+    }
+}
+
+SocketAdapter::SocketAdapter(QObject *parent) : QObject(parent) {}
+
+SocketAdapter::~SocketAdapter()
+{
+    close();
+    qDeleteAll(pendingRequests);
+}
+
+SocketState SocketAdapter::state() const
+{
+    if (failed)
+        return SocketState::Error;
+    if (listener && listener->isListening())
+        return SocketState::Listening;
+    if (!socket)
+        return SocketState::Closed;
+    if (peerClosed)
+        return delivering ? SocketState::Connected : SocketState::Closing;
+    return mapQtSocketState(socket->state());
+}
+
+void SocketAdapter::connectToHost(const QString &host, quint16 port)
+{
+    close();
+    auto *fresh = new QTcpSocket(this);
+    adoptSocket(fresh);
+    fresh->connectToHost(host, port);
+}
+
+bool SocketAdapter::listen(const QHostAddress &address)
+{
+    close();
+    listener = new QTcpServer(this);
+    connect(listener, &QTcpServer::newConnection, this, &SocketAdapter::onNewConnection);
+    if (listener->listen(address, 0))
+        return true;
+    failed = true;
+    emit error(socketErrorNumber(listener->serverError()), listener->errorString());
+    return false;
+}
+
+bool SocketAdapter::accept(qintptr requestId)
+{
+    QPointer<QTcpSocket> incoming = pendingRequests.take(requestId);
+    if (!incoming)
+        return false;
+    close();
+    adoptSocket(incoming);
+    if (socket && socket->bytesAvailable() > 0)
+        deliverBufferedData();
+    if (socket && socket->state() != QAbstractSocket::ConnectedState)
+        onPeerClosed();
+    return true;
+}
+
+void SocketAdapter::close()
+{
+    closeListener();
+    dropSocket();
+    peerClosed = false;
+    failed = false;
+}
+
+void SocketAdapter::closeListener()
+{
+    if (!listener)
+        return;
+    listener->close();
+    // Connections the system already accepted stay reachable by their request id.
+    while (QTcpSocket *waiting = listener->nextPendingConnection())
+        waiting->deleteLater();
+    listener->deleteLater();
+    listener = nullptr;
+}
+
+void SocketAdapter::dropSocket()
+{
+    if (!socket)
+        return;
+    QTcpSocket *old = socket;
+    socket = nullptr;
+    old->disconnect(this);
+    // Whatever was handed to send() must still reach the peer (a last command).
+    if (old->state() == QAbstractSocket::ConnectedState)
+        old->flush();
+    old->abort();
+    old->deleteLater();
+}
+
+void SocketAdapter::adoptSocket(QTcpSocket *fresh)
+{
+    socket = fresh;
+    socket->setParent(this);
+    socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    connect(socket, &QTcpSocket::connected, this, &SocketAdapter::connected);
+    connect(socket, &QTcpSocket::readyRead, this, &SocketAdapter::onReadyRead);
+    connect(socket, &QTcpSocket::bytesWritten, this, &SocketAdapter::onBytesWritten);
+    connect(socket, &QTcpSocket::disconnected, this, &SocketAdapter::onPeerClosed);
+    connect(socket, &QTcpSocket::errorOccurred, this, &SocketAdapter::onSocketError);
+}
+
+QString SocketAdapter::localIP() const
+{
+    QHostAddress address = localAddress();
+    bool mapped = false;
+    const quint32 ipv4 = address.toIPv4Address(&mapped);
+    if (mapped)
+        address = QHostAddress(ipv4);
+    return address.isNull() ? QString() : address.toString();
+}
+
+bool SocketAdapter::peerHasClosed() const
+{
+    return peerClosed;
+}
+
+quint16 SocketAdapter::localPort() const
+{
+    if (listener && listener->isListening())
+        return listener->serverPort();
+    return socket ? socket->localPort() : 0;
+}
+
+QHostAddress SocketAdapter::localAddress() const
+{
+    if (listener && listener->isListening())
+        return listener->serverAddress();
+    return socket ? socket->localAddress() : QHostAddress();
+}
+
+QString SocketAdapter::remoteHostIP() const
+{
+    return socket ? socket->peerAddress().toString() : QString();
+}
+
+quint16 SocketAdapter::remotePort() const
+{
+    return socket ? socket->peerPort() : 0;
+}
+
+qint64 SocketAdapter::bytesAvailable() const
+{
+    return socket ? socket->bytesAvailable() : 0;
+}
+
+QByteArray SocketAdapter::readAll()
+{
+    return socket ? socket->readAll() : QByteArray();
+}
+
+bool SocketAdapter::send(const QByteArray &data)
+{
+    if (!socket || socket->state() != QAbstractSocket::ConnectedState || peerClosed)
+        return false;
+    return socket->write(data) == data.size();
+}
+
+void SocketAdapter::onReadyRead()
+{
+    deliverBufferedData();
+}
+
+// Handlers may leave bytes unread or run a nested event loop (a dialog), during
+// which Qt does not signal the same socket again; so keep delivering here until
+// the buffer is drained or stops shrinking.
+void SocketAdapter::deliverBufferedData()
+{
+    if (delivering)
+        return;
+    delivering = true;
+    QPointer<QTcpSocket> current = socket;
+    qint64 previous = -1;
+    while (current && current == socket) {
+        const qint64 pending = current->bytesAvailable();
+        if (pending <= 0 || pending == previous)
+            break;
+        previous = pending;
+        emit dataArrival(pending);
+    }
+    delivering = false;
+}
+
+void SocketAdapter::onBytesWritten(qint64 bytes)
+{
+    if (!socket)
+        return;
+    const qint64 remaining = socket->bytesToWrite();
+    emit sendProgress(bytes, remaining);
+    if (remaining == 0)
+        emit sendComplete();
+}
+
+void SocketAdapter::onPeerClosed()
+{
+    if (peerClosed)
+        return;
+    peerClosed = true;
+    deliverBufferedData();
+}
+
+void SocketAdapter::onSocketError(QAbstractSocket::SocketError socketError)
+{
+    // The peer closing the connection is the normal end of a transfer, not an error.
+    if (socketError == QAbstractSocket::RemoteHostClosedError) {
+        onPeerClosed();
+        return;
+    }
+    if (!socket)
+        return;
+    failed = true;
+    emit error(socketErrorNumber(socketError), socket->errorString());
+}
+
+void SocketAdapter::onNewConnection()
+{
+    while (listener && listener->hasPendingConnections()) {
+        QTcpSocket *incoming = listener->nextPendingConnection();
+        incoming->setParent(this);
+        const qintptr id = incoming->socketDescriptor();
+        pendingRequests.insert(id, incoming);
+        emit connectionRequest(id);
+    }
+}
+
+} // namespace korvan

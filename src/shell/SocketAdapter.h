@@ -1,0 +1,93 @@
+#pragma once
+// A TCP socket with the event model and state numbers the session engine was
+// written against: one object that can connect, or listen and accept, and that
+// reports connected / data arrival / send progress / send complete / connection
+// request / error. A close by the peer is reported as Closing only after every
+// byte still buffered has been handed out as a data-arrival event.
+
+#include <QAbstractSocket>
+#include <QHash>
+#include <QHostAddress>
+#include <QObject>
+#include <QPointer>
+
+class QTcpServer;
+class QTcpSocket;
+
+namespace korvan {
+
+// The engine compares socket states by these numbers; Qt's own numbers differ.
+enum class SocketState : int {
+    Closed = 0,
+    Open = 1,
+    Listening = 2,
+    ConnectionPending = 3,
+    Resolving = 4,
+    Resolved = 5,
+    Connecting = 6,
+    Connected = 7,
+    Closing = 8,
+    Error = 9,
+};
+
+SocketState mapQtSocketState(QAbstractSocket::SocketState state);
+
+// The error numbers users and logs know from the old socket control.
+int socketErrorNumber(QAbstractSocket::SocketError error);
+
+class SocketAdapter : public QObject {
+    Q_OBJECT
+public:
+    explicit SocketAdapter(QObject *parent = nullptr);
+    ~SocketAdapter() override;
+
+    SocketState state() const;
+
+    void connectToHost(const QString &host, quint16 port);
+    // Listens on a system-chosen port of the given local address.
+    bool listen(const QHostAddress &address);
+    // Takes over the connection announced by connectionRequest(requestId); like the
+    // old control, accepting emits no connected().
+    bool accept(qintptr requestId);
+    void close();
+
+    QString localIP() const;
+    quint16 localPort() const;
+    QHostAddress localAddress() const;
+    QString remoteHostIP() const;
+    // The peer has closed; buffered bytes may still be on their way to the handlers.
+    bool peerHasClosed() const;
+    quint16 remotePort() const;
+
+    qint64 bytesAvailable() const;
+    QByteArray readAll();
+    bool send(const QByteArray &data);
+
+signals:
+    void connected();
+    void dataArrival(qint64 bytesTotal);
+    void sendProgress(qint64 bytesSent, qint64 bytesRemaining);
+    void sendComplete();
+    void connectionRequest(qintptr requestId);
+    void error(int number, const QString &description);
+
+private:
+    void adoptSocket(QTcpSocket *socket);
+    void dropSocket();
+    void closeListener();
+    void onReadyRead();
+    void onBytesWritten(qint64 bytes);
+    void onPeerClosed();
+    void onSocketError(QAbstractSocket::SocketError socketError);
+    void onNewConnection();
+    void deliverBufferedData();
+
+    QTcpSocket *socket = nullptr;
+    QTcpServer *listener = nullptr;
+    QHash<qintptr, QPointer<QTcpSocket>> pendingRequests;
+    bool peerClosed = false;
+    bool failed = false;
+    bool delivering = false;
+};
+
+} // namespace korvan
