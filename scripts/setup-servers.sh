@@ -41,7 +41,11 @@ unpack_private() {
     workdir="$(mktemp -d)"
     # apt-get download drops privileges to _apt, which must be able to write here.
     chmod 777 "$workdir"
-    (cd "$workdir" && apt-get download -q "$package")
+    # Package lists may be missing or stale on a fresh machine: refresh once and retry.
+    if ! (cd "$workdir" && apt-get download -q "$package"); then
+        as_root apt-get update -q
+        (cd "$workdir" && apt-get download -q "$package")
+    fi
     as_root mkdir -p "$FTPD_DIR"
     as_root dpkg-deb -x "$workdir"/"${package}"_*.deb "$FTPD_DIR"
     rm -rf "$workdir"

@@ -7,11 +7,13 @@
 #include <QFileInfo>
 #include <QMultiHash>
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QThread>
 
 #include <atomic>
+#include <mutex>
 #include <csignal>
 #include <pwd.h>
 #include <sys/prctl.h>
@@ -78,6 +80,31 @@ QString uniqueUserName()
 {
     static std::atomic<int> counter{0};
     return QStringLiteral("kvt%1x%2%3").arg(::getpid()).arg(++counter).arg(randomText(3));
+}
+
+// A test program killed by a time-out or a crash leaves its users and folders
+// behind (its servers die with it). Users whose program is gone are removed,
+// with the temporary folder holding their root.
+void removeStaleUsers()
+{
+    static const QRegularExpression ours(QStringLiteral("^kvt(\\d+)x\\w+$"));
+    QStringList stale;
+    ::setpwent();
+    while (const passwd *entry = ::getpwent()) {
+        const QRegularExpressionMatch match = ours.match(QString::fromLocal8Bit(entry->pw_name));
+        const QString home = QString::fromLocal8Bit(entry->pw_dir);
+        if (match.hasMatch() && !QFileInfo::exists(QStringLiteral("/proc/") + match.captured(1))) {
+            stale << match.captured(0);
+            if (QFileInfo(home).dir().dirName().startsWith(QStringLiteral("korvan-ftpd-")))
+                QDir(QFileInfo(home).path()).removeRecursively();
+        }
+    }
+    ::endpwent();
+    for (const QString &user : std::as_const(stale)) {
+        QString error;
+        if (!runTool(QStringLiteral("userdel"), {user}, &error))
+            qWarning("FtpServer: cannot remove stale user: %s", qPrintable(error));
+    }
 }
 
 quint16 freeLoopbackPort()
@@ -258,6 +285,8 @@ bool FtpServer::prepareFolders(QString *error)
 
 bool FtpServer::createSystemUser(QString *error)
 {
+    static std::once_flag staleUsersRemoved;
+    std::call_once(staleUsersRemoved, removeStaleUsers);
     m_user = uniqueUserName();
     if (!runTool(QStringLiteral("useradd"),
                  {QStringLiteral("--no-create-home"), QStringLiteral("--home-dir"), rootDir(),
