@@ -191,9 +191,11 @@ void FtpSession::startUploadWhenConnected()
 void FtpSession::sendNextBlock()
 {
     if (nBytesSent == 0) {
+        // An empty file sends nothing. The STOR then ends with the server's 226, not at
+        // once: proftpd answers the next PORT with "450 data transfer in progress"
+        // until it has finished the empty upload.
         if (nTransferSize == 0) {
             CloseWinsock2();
-            SetReplyState(ReplyState::Done);
             return;
         }
         ui.progressSetPrg2(0, double(nTransferSize));

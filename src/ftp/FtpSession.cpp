@@ -254,8 +254,14 @@ bool FtpSession::endTransferOnDataClose(double startMark)
     }
     if (!sLastReply.startsWith(u"226"))
         return false;
+    // pure-ftpd sends its 226 as soon as it has handed the data to the system, so
+    // the reply can overtake the data connection itself: until that connection is
+    // up, and for a short grace after it, the data is still on its way.
+    const SocketState dataState = data.state();
+    if (dataState == SocketState::Listening || dataState == SocketState::Connecting)
+        return false;
     const double idle = monotonicSeconds() - fLastActivity;
-    if (idle <= 2 * (fLastActivity - startMark))
+    if (idle <= qMax(2 * (fLastActivity - startMark), kMinimumDataGraceSeconds))
         return false;
     CloseWinsock2();
     SetReplyState(ReplyState::Done);

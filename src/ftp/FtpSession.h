@@ -39,6 +39,8 @@ public:
     // A control line longer than this without a line feed is hostile.
     static constexpr qsizetype kMaxReplyLineBytes = 64 * 1024;
     static constexpr int kKeepAliveIntervalMs = 20000;
+    // After a 226 the data connection gets at least this long to deliver and close.
+    static constexpr double kMinimumDataGraceSeconds = 0.25;
 
     // Session fields.
     QByteArray sRecvBuffer;      // control bytes not yet ending in a line feed

@@ -1,0 +1,311 @@
+// The session against the four real Debian FTP servers on loopback, in passive
+// and active mode: log-on, the session commands, listings and files both ways.
+
+#include "fixtures/HeadlessUi.h"
+#include "ftp/FtpSession.h"
+#include "korvan/FtpSettings.h"
+#include "servers/FtpServer.h"
+#include "servers/RawFtpClient.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+using namespace korvan;
+using namespace korvan::test;
+
+namespace {
+
+constexpr qint64 MiB = 1 << 20;
+
+// Writes size bytes of one random mebibyte repeated; fast enough for 100 MiB.
+bool writePatternFile(const QString &path, qint64 size)
+{
+    static const QByteArray block = [] {
+        QByteArray bytes(MiB, Qt::Uninitialized);
+        QRandomGenerator generator(4711);
+        generator.fillRange(reinterpret_cast<quint32 *>(bytes.data()), bytes.size() / 4);
+        return bytes;
+    }();
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    for (qint64 written = 0; written < size;) {
+        const qint64 chunk = qMin(size - written, qint64(block.size()));
+        if (file.write(block.constData(), chunk) != chunk)
+            return false;
+        written += chunk;
+    }
+    return true;
+}
+
+QByteArray fileDigest(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return "missing: " + path.toUtf8();
+    QCryptographicHash hash(QCryptographicHash::Sha1);
+    hash.addData(&file);
+    return QByteArray::number(file.size()) + ":" + hash.result().toHex();
+}
+
+void addServerModeRows()
+{
+    QTest::addColumn<ServerKind>("kind");
+    QTest::addColumn<bool>("passive");
+    for (ServerKind kind : allServerKinds()) {
+        QTest::newRow(qPrintable(serverName(kind) + " passive")) << kind << true;
+        QTest::newRow(qPrintable(serverName(kind) + " active")) << kind << false;
+    }
+}
+
+// One server and one session on it, with the shared settings pointing there.
+struct Bench {
+    explicit Bench(ServerKind kind) : server(kind), session(ui) {}
+    // KORVAN_TEST_LOG=1 prints the session log of every case, for diagnosis.
+    ~Bench()
+    {
+        if (qEnvironmentVariableIsSet("KORVAN_TEST_LOG"))
+            qInfo().noquote() << ui.logText();
+    }
+    FtpServer server;
+    HeadlessUi ui;
+    FtpSession session;
+
+    void configure(bool passive, const QString &password = {})
+    {
+        FtpSettings &settings = ftpSettings();
+        settings.sFTPServer = server.host();
+        settings.nFTPPort = server.port();
+        settings.sFTPUser = server.user();
+        settings.sFTPPassword = password.isEmpty() ? server.password() : password;
+        settings.sFTPDir.clear();
+        settings.bPassive = passive;
+        // Long enough for a slow server, short enough that a lost reply ends the test.
+        settings.nFTPWaitTime = 20;
+    }
+    QStringList commandsSent() const
+    {
+        QStringList commands = ui.logLines(LogColour::Blue);
+        return commands;
+    }
+};
+
+} // namespace
+
+#define START_BENCH(bench, passive)                                                               \
+    do {                                                                                          \
+        QString startError;                                                                       \
+        QVERIFY2((bench).server.start(&startError), qPrintable(startError));                      \
+        (bench).configure(passive);                                                               \
+    } while (false)
+
+#define CHECK_NO_UI_FAILURES(bench) QVERIFY2((bench).ui.failures.isEmpty(), qPrintable((bench).ui.failures.join('\n')))
+
+class SessionServerTest : public QObject {
+    Q_OBJECT
+private slots:
+    void sessionCommands_data() { addServerModeRows(); }
+    void sessionCommands();
+    void transfers_data() { addServerModeRows(); }
+    void transfers();
+    void wrongPassword_data();
+    void wrongPassword();
+    void keepAliveWhileIdle();
+};
+
+void SessionServerTest::sessionCommands()
+{
+    QFETCH(ServerKind, kind);
+    QFETCH(bool, passive);
+    Bench bench(kind);
+    START_BENCH(bench, passive);
+    const QString root = bench.server.rootDir();
+    QVERIFY(QDir(root).mkpath("sub/deeper"));
+    QVERIFY(writePatternFile(root + "/old.txt", 1000));
+    QVERIFY(writePatternFile(root + "/doomed.bin", 10));
+    QVERIFY(writePatternFile(root + "/sub/inner.dat", 123456));
+    bench.server.handOver();
+    FtpSession &session = bench.session;
+
+    QVERIFY(session.LogOn());
+    QCOMPARE(session.sCurrentDir, QString("/"));
+    QCOMPARE(session.sHomeDir, QString("/"));
+    QVERIFY(session.keepAliveActive());
+    const QStringList logOnCommands = bench.commandsSent();
+    QCOMPARE(logOnCommands, (QStringList{"USER " + bench.server.user(),
+                                         "PASS " + QString(bench.server.password().size(), '*'), "SYST", "PWD"}));
+    QVERIFY(bench.ui.logText().contains("Connected to 127.0.0.1:" + QString::number(bench.server.port())));
+    QVERIFY(!bench.ui.logText().contains(bench.server.password()));
+
+    // CWD with and without the trailing slash, CDUP.
+    QVERIFY(session.ChangeDir("/sub/"));
+    QVERIFY(session.PrintDir());
+    QCOMPARE(session.sCurrentDir, QString("/sub/"));
+    QVERIFY(session.ChangeDir("deeper"));
+    QVERIFY(session.PrintDir());
+    QCOMPARE(session.sCurrentDir, QString("/sub/deeper/"));
+    QVERIFY(session.ChangeDirUp());
+    QVERIFY(session.PrintDir());
+    QCOMPARE(session.sCurrentDir, QString("/sub/"));
+    QVERIFY(session.ChangeDir("/"));
+    QVERIFY(!session.ChangeDir("/no-such-folder"));
+    QCOMPARE(session.nReplyState, ReplyState::Failed);
+    QCOMPARE(bench.ui.logLines(LogColour::Red).size(), 1);
+    QVERIFY(bench.ui.logLines(LogColour::Red).first().startsWith("550"));
+
+    // MKD / RMD, with the trailing slash stripped.
+    QVERIFY(session.MakeDir("made/"));
+    QVERIFY(QFileInfo(root + "/made").isDir());
+    QVERIFY(session.RemoveDir("made/"));
+    QVERIFY(!QFileInfo::exists(root + "/made"));
+
+    QVERIFY(session.DeleteFile("doomed.bin"));
+    QVERIFY(!QFileInfo::exists(root + "/doomed.bin"));
+    QVERIFY(!session.DeleteFile("doomed.bin"));
+
+    // Rename: the 350 asks for the new name, a trailing slash is dropped.
+    session.sRenameFrom = "old.txt";
+    bench.ui.answerInput("new.txt/");
+    QVERIFY(session.RenameFrom("old.txt"));
+    QCOMPARE(bench.ui.inputs.size(), 1);
+    QCOMPARE(bench.ui.inputs.first().prompt, QString("Type new name:"));
+    QCOMPARE(bench.ui.inputs.first().title, QString("Rename"));
+    QCOMPARE(bench.ui.inputs.first().defaultText, QString("old.txt"));
+    QVERIFY(QFileInfo::exists(root + "/new.txt"));
+    QVERIFY(!QFileInfo::exists(root + "/old.txt"));
+
+    QVERIFY(session.SendAndWait("NOOP"));
+
+    // LIST: the collected text is what the server sends to any client.
+    QVERIFY(session.SetType("A"));
+    QVERIFY(session.ListFolder("LIST"));
+    RawFtpClient raw;
+    QVERIFY2(raw.connect(bench.server) && raw.login(bench.server), qPrintable(raw.lastError()));
+    const QByteArray expected = raw.list({}, passive);
+    QVERIFY2(raw.lastError().isEmpty(), qPrintable(raw.lastError()));
+    raw.quit();
+    QVERIFY(session.sListText.contains("new.txt"));
+    QVERIFY(session.sListText.contains("sub"));
+    QCOMPARE(session.sListText, expected);
+
+    const QStringList blue = bench.commandsSent();
+    QCOMPARE(blue.mid(logOnCommands.size()),
+             (QStringList{"CWD /sub", "PWD", "CWD deeper", "PWD", "CDUP", "PWD", "CWD /", "CWD /no-such-folder",
+                          "MKD made", "RMD made", "DELE doomed.bin", "DELE doomed.bin", "RNFR old.txt",
+                          "RNTO new.txt", "NOOP", "TYPE A", blue.at(logOnCommands.size() + 16), "LIST"}));
+    QVERIFY(blue.at(logOnCommands.size() + 16).startsWith(passive ? "PASV" : "PORT 127,0,0,1,"));
+
+    QVERIFY(session.Disconnect());
+    QCOMPARE(bench.commandsSent().last(), QString("QUIT"));
+    QCOMPARE(session.controlSocket().state(), SocketState::Closed);
+    QVERIFY(!session.keepAliveActive());
+    // QUIT on a closed connection sends nothing.
+    const int logged = bench.ui.log.size();
+    session.Quit();
+    QCOMPARE(bench.ui.log.size(), logged);
+    CHECK_NO_UI_FAILURES(bench);
+}
+
+void SessionServerTest::transfers()
+{
+    QFETCH(ServerKind, kind);
+    QFETCH(bool, passive);
+    Bench bench(kind);
+    START_BENCH(bench, passive);
+    const QString root = bench.server.rootDir();
+    const QList<qint64> downloadSizes{0, 1, MiB, 100 * MiB};
+    for (qint64 size : downloadSizes)
+        QVERIFY(writePatternFile(root + QString("/get-%1.bin").arg(size), size));
+    bench.server.handOver();
+    QTemporaryDir local;
+    QVERIFY(local.isValid());
+    FtpSession &session = bench.session;
+
+    QVERIFY(session.LogOn());
+    QVERIFY(session.SetType("I"));
+    for (qint64 size : downloadSizes) {
+        const QString name = QString("get-%1.bin").arg(size);
+        const QString target = local.filePath(name);
+        QVERIFY2(session.RetrieveFile(name, target, size), qPrintable(name));
+        QCOMPARE(session.nTransferResult, TransferResult::Succeeded);
+        QCOMPARE(session.nBytesReceived, size);
+        QCOMPARE(fileDigest(target), fileDigest(root + "/" + name));
+    }
+    for (qint64 size : {qint64(0), qint64(60000), 100 * MiB}) {
+        const QString name = QString("put-%1.bin").arg(size);
+        const QString source = local.filePath(name);
+        QVERIFY(writePatternFile(source, size));
+        QList<qint64> blocks;
+        auto blockSpy = connect(&session, &FtpSession::uploadBlockSent, this, [&](qint64 bytes) { blocks << bytes; });
+        QVERIFY2(session.StoreFile(source, name, size), qPrintable(name));
+        disconnect(blockSpy);
+        QCOMPARE(session.nTransferResult, TransferResult::Succeeded);
+        QCOMPARE(session.nBytesSent, size);
+        QCOMPARE(fileDigest(root + "/" + name), fileDigest(source));
+        if (size == 60000)
+            QCOMPARE(blocks, (QList<qint64>{25396, 25396, 9208}));
+        if (size == 0)
+            QVERIFY(blocks.isEmpty());
+    }
+    // The control connection is still in step: the next command gets its own reply.
+    QVERIFY(session.PrintDir());
+    QCOMPARE(session.sCurrentDir, QString("/"));
+    QVERIFY(bench.ui.logLines(LogColour::Red).isEmpty());
+    QVERIFY(bench.ui.messages.isEmpty());
+    CHECK_NO_UI_FAILURES(bench);
+}
+
+void SessionServerTest::wrongPassword_data()
+{
+    QTest::addColumn<ServerKind>("kind");
+    for (ServerKind kind : allServerKinds())
+        QTest::newRow(qPrintable(serverName(kind))) << kind;
+}
+
+void SessionServerTest::wrongPassword()
+{
+    QFETCH(ServerKind, kind);
+    Bench bench(kind);
+    START_BENCH(bench, true);
+    bench.configure(true, "wrong-pw");
+    bench.ui.answerQuestion(QuestionAnswer::No);
+    QVERIFY(!bench.session.LogOn());
+    QCOMPARE(bench.ui.questions.size(), 1);
+    const HeadlessUi::Question asked = bench.ui.questions.first();
+    QCOMPARE(asked.title, QString("Vantrel"));
+    QCOMPARE(asked.text, QString("Log on failed to 127.0.0.1.\r\nLast command was PASS ********\r\nTry again ? "));
+    QCOMPARE(asked.yesCaption, QString("&Yes"));
+    QCOMPARE(asked.noCaption, QString("&No"));
+    QVERIFY(bench.ui.logLines(LogColour::Red).last().startsWith("530"));
+    QVERIFY(!bench.session.keepAliveActive());
+    QCOMPARE(bench.ui.reconnectRequests, 0);
+    CHECK_NO_UI_FAILURES(bench);
+}
+
+// NOOP goes out on the keep-alive timer only while nothing else is running.
+void SessionServerTest::keepAliveWhileIdle()
+{
+    Bench bench(ServerKind::Pyftpdlib);
+    START_BENCH(bench, true);
+    bench.session.setKeepAliveInterval(100);
+    QVERIFY(bench.session.LogOn());
+    QTRY_VERIFY(bench.commandsSent().count("NOOP") >= 2);
+    QCOMPARE(bench.session.nReplyState, ReplyState::Done);
+
+    // Busy transfer dialog: no NOOP.
+    bench.ui.busy = true;
+    QTest::qWait(50);
+    const qsizetype before = bench.commandsSent().count("NOOP");
+    QTest::qWait(400);
+    QCOMPARE(bench.commandsSent().count("NOOP"), before);
+    CHECK_NO_UI_FAILURES(bench);
+}
+
+QTEST_GUILESS_MAIN(SessionServerTest)
+#include "SessionServerTest.moc"
