@@ -166,7 +166,8 @@ std::optional<ListingDateTime> recognizeDosDate(std::span<const QStringView> wor
     return validated(fullYear(year, yearText.size()), month, day, time);
 }
 
-void appendNumber(QString &out, int value, int minDigits)
+// Writes `value` with at least `minDigits` digits at `out`; returns the end.
+char16_t *writeNumber(char16_t *out, int value, int minDigits)
 {
     char16_t digits[6];
     int count = 0;
@@ -177,7 +178,8 @@ void appendNumber(QString &out, int value, int minDigits)
     while (count < minDigits && count < 6)
         digits[count++] = u'0';
     while (count > 0)
-        out += QChar(digits[--count]);
+        *out++ = digits[--count];
+    return out;
 }
 
 } // namespace
@@ -210,19 +212,20 @@ std::optional<ListingDateTime> RecognizeListingDate(QStringView text, int curren
 
 QString FormatListingDate(const ListingDateTime &date)
 {
-    QString out;
-    out.reserve(20);
-    appendNumber(out, date.month, 1);
-    out += u'/';
-    appendNumber(out, date.day, 1);
-    out += u'/';
-    appendNumber(out, date.year, 4);
-    out += u' ';
-    appendNumber(out, date.hour % 12 == 0 ? 12 : date.hour % 12, 1);
-    out += u':';
-    appendNumber(out, date.minute, 2);
-    out += date.hour < 12 ? u" AM" : u" PM";
-    return out;
+    char16_t text[32];
+    char16_t *out = writeNumber(text, date.month, 1);
+    *out++ = u'/';
+    out = writeNumber(out, date.day, 1);
+    *out++ = u'/';
+    out = writeNumber(out, date.year, 4);
+    *out++ = u' ';
+    out = writeNumber(out, date.hour % 12 == 0 ? 12 : date.hour % 12, 1);
+    *out++ = u':';
+    out = writeNumber(out, date.minute, 2);
+    *out++ = u' ';
+    *out++ = date.hour < 12 ? u'A' : u'P';
+    *out++ = u'M';
+    return QString(reinterpret_cast<const QChar *>(text), out - text);
 }
 
 QString ReformatListingDate(QStringView text, int currentYear)

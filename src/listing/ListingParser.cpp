@@ -10,7 +10,6 @@ namespace korvan {
 
 namespace {
 
-constexpr QStringView kLineEnd = u"\r\n";
 constexpr QStringView kLinkArrow = u" -> ";
 
 // Where the fields of one style stand, by word index.
@@ -37,31 +36,50 @@ Columns columnsOf(ListingStyle style)
     return {};
 }
 
-// Every run of blanks becomes one blank, in place.
-void collapseBlanks(QString &text)
+// Every run of blanks becomes one blank, in place. Returns the number of lines
+// (CR LF pairs + 1; none for an empty text), counted on the way.
+qsizetype collapseBlanksAndCountLines(QString &text)
 {
-    const qsizetype firstPair = text.indexOf(u"  ");
-    if (firstPair < 0)
-        return;
-    QChar *data = text.data();
+    const char16_t *read = reinterpret_cast<const char16_t *>(text.constData());
     const qsizetype size = text.size();
-    qsizetype out = firstPair + 1;
-    for (qsizetype in = firstPair + 2; in < size; ++in) {
-        if (data[in] == u' ' && data[out - 1] == u' ')
-            continue;
-        data[out++] = data[in];
-    }
-    text.truncate(out);
-}
-
-qsizetype countLines(QStringView text)
-{
-    if (text.isEmpty())
+    if (size == 0)
         return 0;
     qsizetype lines = 1;
-    for (qsizetype at = text.indexOf(kLineEnd); at >= 0; at = text.indexOf(kLineEnd, at + 2))
-        ++lines;
+    qsizetype firstPair = 1;
+    for (; firstPair < size; ++firstPair) {
+        const char16_t c = read[firstPair];
+        const char16_t before = read[firstPair - 1];
+        if (c == u' ' && before == u' ')
+            break;
+        if (c == u'\n' && before == u'\r')
+            ++lines;
+    }
+    if (firstPair >= size)
+        return lines;
+
+    char16_t *data = reinterpret_cast<char16_t *>(text.data());
+    qsizetype out = firstPair;
+    for (qsizetype in = firstPair + 1; in < size; ++in) {
+        const char16_t c = data[in];
+        if (c == u' ' && data[out - 1] == u' ')
+            continue;
+        if (c == u'\n' && data[out - 1] == u'\r')
+            ++lines;
+        data[out++] = c;
+    }
+    text.truncate(out);
     return lines;
+}
+
+// Where " -> " starts in `name`, or -1. Searching for the rare ">" is cheaper than
+// searching for the whole arrow.
+qsizetype findLinkArrow(QStringView name)
+{
+    for (qsizetype gt = name.indexOf(u'>', 2); gt >= 0; gt = name.indexOf(u'>', gt + 1)) {
+        if (gt + 1 < name.size() && name.mid(gt - 2, 4) == kLinkArrow)
+            return gt - 2;
+    }
+    return -1;
 }
 
 class LineParser {
@@ -71,9 +89,8 @@ public:
     // Fills `slot` from `line` and says whether the line is an entry. `entryCount`
     // is the number of entries accepted so far: the style is detected only while
     // it is 0.
-    bool parse(QStringView line, qint32 entryCount, TFILE &slot)
+    bool parse(qint32 entryCount, TFILE &slot)
     {
-        splitWords(line);
         if (words.size() < 4)
             return false;
         if (entryCount == 0)
@@ -101,19 +118,10 @@ public:
         return true;
     }
 
+    // The words of the current line, split at every blank; filled by the caller.
+    std::vector<QStringView> words;
+
 private:
-    void splitWords(QStringView line)
-    {
-        words.clear();
-        qsizetype start = 0;
-        for (qsizetype i = 0; i < line.size(); ++i) {
-            if (line[i] == u' ') {
-                words.push_back(line.mid(start, i - start));
-                start = i + 1;
-            }
-        }
-        words.push_back(line.mid(start));
-    }
 
     bool isDate(qsizetype first, qsizetype last) const
     {
@@ -156,14 +164,14 @@ private:
 
     void setNameAndLink(QStringView name, TFILE &slot) const
     {
-        const qsizetype arrow = name.indexOf(kLinkArrow);
+        const qsizetype arrow = findLinkArrow(name);
         if (arrow < 0) {
             slot.FileName = name.toString();
             return;
         }
         slot.FileName = name.left(arrow).toString();
         const QStringView target = name.mid(arrow + kLinkArrow.size());
-        const qsizetype nextArrow = target.indexOf(kLinkArrow);
+        const qsizetype nextArrow = findLinkArrow(target);
         slot.FileLink = (nextArrow < 0 ? target : target.left(nextArrow)).toString();
     }
 
@@ -194,7 +202,6 @@ private:
 
     const int currentYear;
     ListingParseState &state;
-    std::vector<QStringView> words;
     QString lastAttr;
     QString lastRawDate;
     QString lastFormattedDate;
@@ -204,23 +211,30 @@ private:
 
 qint32 ParseListing(QString text, int currentYear, ListingParseState &state, QVector<TFILE> &table)
 {
-    collapseBlanks(text);
-    const QStringView all(text);
     table.clear();
-    table.resize(countLines(all));
+    table.resize(collapseBlanksAndCountLines(text));
     TFILE *firstSlot = table.data();
-
     LineParser parser(currentYear, state);
     qint32 entries = 0;
-    qsizetype start = 0;
-    while (start < all.size()) {
-        const qsizetype end = all.indexOf(kLineEnd, start);
-        const QStringView line = end < 0 ? all.mid(start) : all.mid(start, end - start);
-        if (!line.isEmpty() && parser.parse(line, entries, firstSlot[entries]))
+
+    // One pass: words end at a blank, lines at CR LF.
+    const QChar *chars = text.constData();
+    const qsizetype size = text.size();
+    qsizetype lineStart = 0;
+    qsizetype wordStart = 0;
+    for (qsizetype i = 0; i <= size; ++i) {
+        const bool lineEnds = i == size || (chars[i] == u'\r' && i + 1 < size && chars[i + 1] == u'\n');
+        if (!lineEnds && chars[i] != u' ')
+            continue;
+        parser.words.emplace_back(chars + wordStart, i - wordStart);
+        wordStart = i + 1;
+        if (!lineEnds)
+            continue;
+        if (i > lineStart && parser.parse(entries, firstSlot[entries]))
             ++entries;
-        if (end < 0)
-            break;
-        start = end + kLineEnd.size();
+        parser.words.clear();
+        lineStart = wordStart = i + 2;
+        ++i;
     }
     return entries;
 }

@@ -35,17 +35,17 @@ QString incremented(QStringView digits)
 QString grouped(QStringView digits, bool negative)
 {
     const qsizetype separators = (digits.size() - 1) / 3;
-    QString result;
-    result.reserve(digits.size() + separators + 1);
+    QString result(digits.size() + separators + (negative ? 1 : 0), Qt::Uninitialized);
+    QChar *out = result.data();
     if (negative)
-        result += u'-';
+        *out++ = u'-';
     qsizetype untilSeparator = digits.size() % 3 == 0 ? 3 : digits.size() % 3;
     for (QChar digit : digits) {
         if (untilSeparator == 0) {
-            result += u',';
+            *out++ = u',';
             untilSeparator = 3;
         }
-        result += digit;
+        *out++ = digit;
         --untilSeparator;
     }
     return result;
