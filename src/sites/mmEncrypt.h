@@ -35,6 +35,8 @@ namespace mmEncrypt {
 inline constexpr qsizetype maxTextLength = 32767;
 inline constexpr char cipherKey[] = "4829517-360218";
 
+// Passwords are taken as Windows-1252 text: a character the code page lacks
+// is stored as "?" (as the system that wrote the first site files did).
 // Throws CipherLengthError when the enciphered text would pass maxTextLength.
 QString Encrypt(const QString &password);
 // Throws CipherLengthError for a text over maxTextLength characters.
@@ -47,10 +49,10 @@ namespace detail {
 // length; the pairing is one step ahead of the obvious one, so the first
 // character meets the key's second. A result of 0 leaves the character as it
 // is (it then equals the key character), which keeps code 0 out of the output
-// and still makes the operation its own inverse (for every text without NUL,
-// which turns into the key character; Base64 text never holds NUL). Characters are taken as their
-// Windows-1252 bytes. Throws CipherLengthError for a text over maxTextLength
-// characters; an empty key leaves the text unchanged.
+// and still makes the operation its own inverse for every text without NUL (a
+// NUL turns into the key character; Base64 text never holds one). Characters
+// are taken as their Windows-1252 bytes. Throws CipherLengthError for a text
+// over maxTextLength characters; an empty key leaves the text unchanged.
 QString XorWithKey(const QString &text, const QString &key);
 QByteArray XorWithKey(const QByteArray &text, const QByteArray &key);
 

@@ -56,21 +56,24 @@ void PasswordCipherTest::encryptsToKnownText_data()
 {
     QTest::addColumn<QString>("password");
     QTest::addColumn<QString>("enciphered");
+    QTest::addColumn<QString>("deciphered");
 
     // "Ab" -> "=41=62" = bytes 3D 34 31 3D 36 32 -> sextets 15 19 16 49 | 15 19 24 50
     // -> "PTQx" "PTYy". Position i meets key character (i mod 14) + 1, so positions
     // 1..8 meet "8","2","9","5","1","7","-","3":
     // P^8=0x68 h, T^2=0x66 f, Q^9=0x68 h, x^5=0x4D M, P^1=0x61 a, T^7=0x63 c, Y^-=0x74 t, y^3=0x4A J.
-    QTest::newRow("Ab") << "Ab" << "hfhMactJ";
+    QTest::newRow("Ab") << "Ab" << "hfhMactJ" << "Ab";
     // "a" -> "=61" -> 3D 36 31 -> "PTYx" -> h f (Y^9=0x60 `) (x^5=0x4D M).
-    QTest::newRow("one character") << "a" << "hf`M";
+    QTest::newRow("one character") << "a" << "hf`M" << "a";
     // "4" -> "=34" -> "PTM0"; "0"^"5" = 0x05: a control character that must stay.
-    QTest::newRow("control character kept") << "4" << QStringLiteral("hft\x05");
+    QTest::newRow("control character kept") << "4" << QStringLiteral("hft\x05") << "4";
     // "9" -> "=39" -> "PTM5"; "5"^"5" = 0, so the "5" stays as it is.
-    QTest::newRow("zero xor keeps character") << "9" << "hft5";
-    QTest::newRow("empty") << "" << "";
+    QTest::newRow("zero xor keeps character") << "9" << "hft5" << "9";
+    QTest::newRow("empty") << "" << "" << "";
     // Windows-1252 bytes E9 80 ("é€"): "=E9=80" -> "PUU5PTgw" -> XOR as above.
-    QTest::newRow("non-ASCII") << QStringLiteral("é€") << "hgl5acJD";
+    QTest::newRow("non-ASCII") << QStringLiteral("é€") << "hgl5acJD" << QStringLiteral("é€");
+    // Outside the code page: stored as "?" ("=3F" -> "PTNG").
+    QTest::newRow("character outside the code page") << QStringLiteral("\u0100") << "hfwr" << "?";
 }
 
 void PasswordCipherTest::encryptsToKnownText()
@@ -78,7 +81,8 @@ void PasswordCipherTest::encryptsToKnownText()
     QFETCH(QString, password);
     QFETCH(QString, enciphered);
     QCOMPARE(mmEncrypt::Encrypt(password), enciphered);
-    QCOMPARE(mmEncrypt::Decrypt(enciphered), password);
+    QFETCH(QString, deciphered);
+    QCOMPARE(mmEncrypt::Decrypt(enciphered), deciphered);
 }
 
 void PasswordCipherTest::roundTrips_data()
