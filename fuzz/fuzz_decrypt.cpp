@@ -1,5 +1,6 @@
-// Any text as an enciphered password: Decrypt must not crash and must give
-// back what Encrypt made of its result (the cipher has no invalid input).
+// Any text as an enciphered password: Decrypt must not crash, must refuse a
+// text over the length limit with CipherLengthError only, and must give back
+// what Encrypt made of its result (the cipher has no invalid input).
 #include "encoding/Windows1252.h"
 #include "sites/mmEncrypt.h"
 
@@ -10,9 +11,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     using namespace korvan;
     const QString text = windows1252::toUnicode(QByteArray(reinterpret_cast<const char *>(data), qsizetype(size)));
-    if (text.size() > mmEncrypt::maxTextLength)
+    QString password;
+    try {
+        password = mmEncrypt::Decrypt(text);
+    } catch (const CipherLengthError &) {
+        if (text.size() <= mmEncrypt::maxTextLength)
+            std::abort();
         return 0;
-    const QString password = mmEncrypt::Decrypt(text);
+    }
+    if (text.size() > mmEncrypt::maxTextLength)
+        std::abort();
     // Every password of code-page characters deciphers back from its cipher text.
     if (password.size() <= mmEncrypt::maxTextLength / 4 && mmEncrypt::Decrypt(mmEncrypt::Encrypt(password)) != password)
         std::abort();

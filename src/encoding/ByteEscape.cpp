@@ -34,19 +34,27 @@ int hexPairAt(const QByteArray &text, qsizetype pos)
     return high * 16 + low;
 }
 
+char *writeEscaped(char *out, unsigned char byte)
+{
+    *out++ = '=';
+    *out++ = upperHexDigits[byte >> 4];
+    *out++ = upperHexDigits[byte & 0x0F];
+    return out;
+}
+
 void appendEscaped(QByteArray &out, unsigned char byte)
 {
-    out.append('=');
-    out.append(upperHexDigits[byte >> 4]);
-    out.append(upperHexDigits[byte & 0x0F]);
+    char escaped[3];
+    writeEscaped(escaped, byte);
+    out.append(escaped, 3);
 }
 
 QByteArray escapeBytes(const QByteArray &bytes)
 {
-    QByteArray out;
-    out.reserve(bytes.size() * 3);
+    QByteArray out(bytes.size() * 3, Qt::Uninitialized);
+    char *next = out.data();
     for (const char byte : bytes)
-        appendEscaped(out, static_cast<unsigned char>(byte));
+        next = writeEscaped(next, static_cast<unsigned char>(byte));
     return out;
 }
 
@@ -54,27 +62,29 @@ QByteArray unescapeBytes(const QByteArray &escaped)
 {
     QByteArray text = escaped;
     text.replace('_', ' ');
-    QByteArray out;
-    out.reserve(text.size() / 3 + 1);
+    // Every step writes at most as many bytes as it reads.
+    QByteArray out(text.size(), Qt::Uninitialized);
+    char *next = out.data();
     qsizetype i = 0;
     while (i < text.size()) {
         const int value = text.at(i) == '=' ? hexPairAt(text, i + 1) : -1;
         if (value < 0) {
-            out.append(text.at(i));
+            *next++ = text.at(i);
             i += 1;
             continue;
         }
-        out.append(static_cast<char>(value));
+        *next++ = static_cast<char>(value);
         i += 3;
         if (value < firstLeadByte)
             continue;
         // The trail byte's digits sit after the next "=", which is not checked.
         const int trail = hexPairAt(text, i + 1);
         if (trail >= 0) {
-            out.append(static_cast<char>(trail));
+            *next++ = static_cast<char>(trail);
             i += 3;
         }
     }
+    out.truncate(next - out.constData());
     return out;
 }
 

@@ -9,7 +9,9 @@ namespace korvan::codec {
 // The value of the two hex digits (either case) at `pos`, or -1 when there are
 // not two hex digits there (including when the text ends first).
 int hexPairAt(const QByteArray &text, qsizetype pos);
-// Appends "=" and the byte as two upper-case hex digits.
+// Writes (appends) "=" and the byte as two upper-case hex digits; writeEscaped
+// returns the position after the three characters.
+char *writeEscaped(char *out, unsigned char byte);
 void appendEscaped(QByteArray &out, unsigned char byte);
 
 QByteArray escapeBytes(const QByteArray &bytes);

@@ -57,17 +57,15 @@ QByteArray quotedPrintableEncode(const QByteArray &bytes)
             ++i;
             continue;
         }
-        QByteArray token;
-        if (staysLiteral(bytes, i))
-            token.append(bytes.at(i));
-        else
-            appendEscaped(token, static_cast<unsigned char>(bytes.at(i)));
-        if (lineLength + token.size() > maxLineLength - 1) {
+        char token[3] = {bytes.at(i)};
+        const qsizetype tokenLength =
+            staysLiteral(bytes, i) ? 1 : writeEscaped(token, static_cast<unsigned char>(bytes.at(i))) - token;
+        if (lineLength + tokenLength > maxLineLength - 1) {
             out.append("=\r\n");
             lineLength = 0;
         }
-        out.append(token);
-        lineLength += token.size();
+        out.append(token, tokenLength);
+        lineLength += tokenLength;
     }
     return out;
 }
@@ -78,8 +76,10 @@ QByteArray quotedPrintableDecode(const QByteArray &text)
     out.reserve(text.size());
     QByteArray pendingBlanks; // dropped when the line or the text ends after them
     auto appendByte = [&](char c) {
-        out.append(pendingBlanks);
-        pendingBlanks.clear();
+        if (!pendingBlanks.isEmpty()) {
+            out.append(pendingBlanks);
+            pendingBlanks.clear();
+        }
         out.append(c);
     };
     qsizetype i = 0;
