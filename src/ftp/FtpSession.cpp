@@ -27,8 +27,12 @@ FtpSession::~FtpSession() = default;
 
 void FtpSession::SendCommand(const QString &text)
 {
+    // ABOR while a transfer still owes its final reply: the server answers that
+    // transfer (226 or 426) before it answers the ABOR.
+    if (text.startsWith(u"ABOR") && lastCommandIsTransfer())
+        noteTransferEndedEarly();
     sLastCommand = text;
-    if (lastCommandIs(u"LIST"_qs) || lastCommandIs(u"RETR"_qs)) {
+    if (lastCommandIsTransfer()) {
         transferStartSeen = false;
         transferEndSeen = false;
     }
@@ -47,6 +51,11 @@ void FtpSession::LogStatus(LogColour colour, const QString &text)
 bool FtpSession::lastCommandIs(const QString &word) const
 {
     return sLastCommand.left(4) == word;
+}
+
+bool FtpSession::lastCommandIsTransfer() const
+{
+    return lastCommandIs(u"LIST"_qs) || lastCommandIs(u"RETR"_qs) || lastCommandIs(u"STOR"_qs);
 }
 
 // ---- control connection -------------------------------------------------------
@@ -104,15 +113,16 @@ void FtpSession::ReplyLine(const QString &line)
     }
     if (!code.isEmpty()) {
         sLastReply = line;
-        if (lastCommandIs(u"LIST"_qs) || lastCommandIs(u"RETR"_qs))
+        if (lastCommandIsTransfer())
             (code.startsWith(u'1') ? transferStartSeen : transferEndSeen) = true;
     }
     LogStatus(colour, line);
     dispatchReply(code, line);
 }
 
-// A listing or download whose wait ended on the data close still owes its 1xx
-// and final reply; they belong to that transfer, never to the command now running.
+// A listing or download whose wait ended on the data close (or a transfer cut by
+// ABOR) still owes its 1xx and final reply; they belong to that transfer, never
+// to the command now running.
 bool FtpSession::consumeLateTransferReply(const QString &code)
 {
     if ((code == u"125" || code == u"150") && lateStartReplies > 0) {
@@ -229,11 +239,13 @@ void FtpSession::RequestClose()
         ui.unloadWindow();
 }
 
+// A control connection the server has closed can bring no reply any more, so the
+// waiting command fails at once instead of running into the time-out question.
 bool FtpSession::controlSocketFailed() const
 {
     const SocketState state = control.state();
     return state == SocketState::Closed || state == SocketState::Error
-           || state == SocketState::ConnectionPending;
+           || state == SocketState::ConnectionPending || state == SocketState::Closing;
 }
 
 bool FtpSession::dataSocketFailed() const

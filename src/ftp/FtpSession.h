@@ -123,6 +123,7 @@ private:
     bool controlSocketFailed() const;
     bool dataSocketFailed() const;
     bool lastCommandIs(const QString &word) const;
+    bool lastCommandIsTransfer() const;
     bool endTransferOnDataClose(double startMark);
     void noteTransferEndedEarly();
     bool askToKeepWaiting();
