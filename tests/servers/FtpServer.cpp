@@ -12,6 +12,7 @@
 #include <QTcpSocket>
 #include <QThread>
 
+#include <algorithm>
 #include <atomic>
 #include <mutex>
 #include <csignal>
@@ -190,6 +191,37 @@ QList<qint64> processTree(qint64 root)
     for (qsizetype i = 0; i < tree.size(); ++i)
         tree += children.values(tree.at(i));
     return tree;
+}
+
+// The inode of the socket listening on 127.0.0.1:port, from /proc/net/tcp
+// ("sl local_address rem_address st ... inode"; addresses in hex, 0A = LISTEN).
+QByteArray listeningSocketInode(quint16 port)
+{
+    QFile table(QStringLiteral("/proc/net/tcp"));
+    if (!table.open(QIODevice::ReadOnly))
+        return {};
+    const QByteArray local = "0100007F:" + QByteArray::number(port, 16).toUpper().rightJustified(4, '0');
+    for (const QByteArray &line : table.readAll().split('\n')) {
+        const QList<QByteArray> fields = line.simplified().split(' ');
+        if (fields.size() > 9 && fields.at(1) == local && fields.at(3) == "0A")
+            return fields.at(9);
+    }
+    return {};
+}
+
+bool processHoldsSocket(qint64 pid, const QByteArray &inode)
+{
+    const QString fdFolder = QStringLiteral("/proc/%1/fd").arg(pid);
+    const QByteArray socket = "socket:[" + inode + "]";
+    const QStringList fds = QDir(fdFolder).entryList(QDir::Files | QDir::System | QDir::NoDotAndDotDot);
+    for (const QString &fd : fds) {
+        // readlink, not QFile::symLinkTarget: that one turns "socket:[N]" into a path.
+        char target[64] = {};
+        const ssize_t length = ::readlink(QFile::encodeName(fdFolder + QLatin1Char('/') + fd).constData(), target, sizeof target - 1);
+        if (length > 0 && QByteArray(target, length) == socket)
+            return true;
+    }
+    return false;
 }
 
 } // namespace
@@ -447,6 +479,17 @@ QString FtpServer::processOutput()
     return m_process ? QString::fromLocal8Bit(m_process->readAll()).trimmed() : QString();
 }
 
+// The probed port may be taken by another program between our probe and the
+// server's bind; then the greeting came from that program, not from ours.
+bool FtpServer::ownsListeningPort() const
+{
+    const QByteArray inode = listeningSocketInode(m_port);
+    if (inode.isEmpty())
+        return false;
+    const QList<qint64> tree = processTree(m_processGroup);
+    return std::any_of(tree.begin(), tree.end(), [&](qint64 pid) { return processHoldsSocket(pid, inode); });
+}
+
 bool FtpServer::waitForGreeting(QString *error)
 {
     const QDeadlineTimer deadline(kGreetingTimeoutMs);
@@ -470,7 +513,10 @@ bool FtpServer::waitForGreeting(QString *error)
                     probe.write("QUIT\r\n");
                     probe.waitForBytesWritten(1000);
                     probe.disconnectFromHost();
-                    return true;
+                    if (ownsListeningPort())
+                        return true;
+                    *error = QStringLiteral("port %1 is held by another program").arg(m_port);
+                    return false;
                 }
                 if (!received.startsWith("220") && received.endsWith('\n'))
                     break;

@@ -63,6 +63,7 @@ private:
     QStringList arguments() const;
     bool launch(QString *error);
     bool waitForGreeting(QString *error);
+    bool ownsListeningPort() const;
     QString processOutput();
     void killProcessGroup();
     void killUserProcesses();
