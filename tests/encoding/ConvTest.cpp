@@ -15,14 +15,14 @@ namespace {
 QByteArray randomBytes(std::mt19937 &random, int maxLength)
 {
     std::uniform_int_distribution<int> length(0, maxLength);
-    // Often pick from the bytes the encoders treat specially, so that runs of
+    // Often pick from the bytes the encoders single out, so that runs of
     // them (CR LF, blanks before line ends, "=", "_") occur.
-    static const QByteArray special("\r\n \t=_`?");
+    static const QByteArray tricky("\r\n \t=_`?");
     std::uniform_int_distribution<int> byteValue(0, 255);
     QByteArray bytes;
     for (int n = length(random); n > 0; --n) {
         const int pick = byteValue(random);
-        bytes.append(pick < 64 ? special.at(pick % special.size()) : static_cast<char>(byteValue(random)));
+        bytes.append(pick < 64 ? tricky.at(pick % tricky.size()) : static_cast<char>(byteValue(random)));
     }
     return bytes;
 }

@@ -84,7 +84,7 @@ void TextTest::enc_data()
     QTest::newRow("line breaks stay") << "a\r\nb" << "a\r\nb";
     QTest::newRow("Latin letter as Q") << QStringLiteral("café") << "=?windows-1252?Q?caf=E9?=";
     // Q needs 19 characters, B 20.
-    QTest::newRow("blank and specials in Q")
+    QTest::newRow("blank and reserved characters in Q")
         << QStringLiteral("ça va? oui_ok") << "=?windows-1252?Q?=E7a_va=3F_oui=5Fok?=";
     // Q needs 15 characters, B 16: B wins.
     QTest::newRow("shorter form wins")
