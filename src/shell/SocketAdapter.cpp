@@ -129,6 +129,9 @@ void SocketAdapter::adoptSocket(QTcpSocket *fresh)
     socket = fresh;
     socket->setParent(this);
     socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    // Qt would otherwise pull everything the system holds (megabytes on loopback)
+    // into memory before we see any of it.
+    socket->setReadBufferSize(kReadBufferBytes);
     connect(socket, &QTcpSocket::connected, this, &SocketAdapter::connected);
     connect(socket, &QTcpSocket::readyRead, this, &SocketAdapter::onReadyRead);
     connect(socket, &QTcpSocket::bytesWritten, this, &SocketAdapter::onBytesWritten);

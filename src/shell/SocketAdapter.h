@@ -38,6 +38,9 @@ int socketErrorNumber(QAbstractSocket::SocketError error);
 class SocketAdapter : public QObject {
     Q_OBJECT
 public:
+    // The most bytes taken from the system per data-arrival event.
+    static constexpr qint64 kReadBufferBytes = 256 * 1024;
+
     explicit SocketAdapter(QObject *parent = nullptr);
     ~SocketAdapter() override;
 
