@@ -1,5 +1,7 @@
 #include "listing/ListingDate.h"
 
+#include "listing/TextScan.h"
+
 #include <QDate>
 
 #include <array>
@@ -35,6 +37,12 @@ char16_t asciiLower(QChar c)
     return (u >= u'A' && u <= u'Z') ? char16_t(u + (u'a' - u'A')) : u;
 }
 
+bool isAsciiLetter(QChar c)
+{
+    const char16_t lower = asciiLower(c);
+    return lower >= u'a' && lower <= u'z';
+}
+
 bool equalsIgnoringAsciiCase(QStringView text, std::u16string_view lowerWord)
 {
     if (text.size() != qsizetype(lowerWord.size()))
@@ -52,14 +60,18 @@ int monthNumber(QStringView word)
     static constexpr std::array<std::u16string_view, 12> names = {
         u"january", u"february", u"march", u"april", u"may", u"june",
         u"july", u"august", u"september", u"october", u"november", u"december"};
-    if (word.size() < 3)
+    if (word.size() < 3 || !isAsciiLetter(word[0]))
         return 0;
+    // Three letters in one number: the abbreviations are compared at once.
+    const auto key = [](char16_t a, char16_t b, char16_t c) { return quint64(a) << 32 | quint64(b) << 16 | c; };
+    const quint64 wordKey = key(asciiLower(word[0]), asciiLower(word[1]), asciiLower(word[2]));
     for (size_t i = 0; i < names.size(); ++i) {
         const std::u16string_view name = names[i];
-        const bool matches = word.size() == 3 ? equalsIgnoringAsciiCase(word, name.substr(0, 3))
-                                              : equalsIgnoringAsciiCase(word, name);
-        if (matches)
+        if (wordKey != key(name[0], name[1], name[2]))
+            continue;
+        if (word.size() == 3 || equalsIgnoringAsciiCase(word, name))
             return int(i) + 1;
+        return 0;
     }
     return 0;
 }
@@ -90,7 +102,7 @@ int meridiemOffset(QStringView word)
 // `separateMeridiem`.
 std::optional<TimeOfDay> recognizeTime(QStringView word, QStringView separateMeridiem = {})
 {
-    const qsizetype colon = word.indexOf(u':');
+    const qsizetype colon = findChar(word, u':');
     if (colon < 0)
         return std::nullopt;
     const int hour = smallNumber(word.left(colon), 1, 2);
@@ -142,11 +154,12 @@ std::optional<ListingDateTime> recognizeUnixDate(std::span<const QStringView> wo
 std::optional<ListingDateTime> recognizeDosDate(std::span<const QStringView> words)
 {
     const QStringView date = words[0];
-    const qsizetype first = date.indexOf(u'-') >= 0 ? date.indexOf(u'-') : date.indexOf(u'/');
+    const qsizetype dash = findChar(date, u'-');
+    const qsizetype first = dash >= 0 ? dash : findChar(date, u'/');
     if (first < 0)
         return std::nullopt;
     const QChar separator = date[first];
-    const qsizetype second = date.indexOf(separator, first + 1);
+    const qsizetype second = findChar(date, separator.unicode(), first + 1);
     if (second < 0)
         return std::nullopt;
     const int month = smallNumber(date.left(first), 1, 2);
@@ -166,20 +179,20 @@ std::optional<ListingDateTime> recognizeDosDate(std::span<const QStringView> wor
     return validated(fullYear(year, yearText.size()), month, day, time);
 }
 
-// Writes `value` with at least `minDigits` digits at `out`; returns the end.
-char16_t *writeNumber(char16_t *out, int value, int minDigits)
+// Writes 0-99 with one or two digits (at least `minDigits`); returns the end.
+char16_t *writeSmall(char16_t *out, int value, int minDigits)
 {
-    char16_t digits[6];
-    int count = 0;
-    do {
-        digits[count++] = char16_t(u'0' + value % 10);
-        value /= 10;
-    } while (value > 0 && count < 6);
-    while (count < minDigits && count < 6)
-        digits[count++] = u'0';
-    while (count > 0)
-        *out++ = digits[--count];
+    if (value >= 10 || minDigits == 2)
+        *out++ = char16_t(u'0' + value / 10);
+    *out++ = char16_t(u'0' + value % 10);
     return out;
+}
+
+// Writes 0-9999 with four digits.
+char16_t *writeYear(char16_t *out, int year)
+{
+    out = writeSmall(out, year / 100, 2);
+    return writeSmall(out, year % 100, 2);
 }
 
 } // namespace
@@ -199,7 +212,7 @@ std::optional<ListingDateTime> RecognizeListingDate(QStringView text, int curren
     size_t count = 0;
     qsizetype start = 0;
     for (;;) {
-        const qsizetype blank = text.indexOf(u' ', start);
+        const qsizetype blank = findChar(text, u' ', start);
         if (count == words.size())
             return std::nullopt;
         words[count++] = blank < 0 ? text.mid(start) : text.mid(start, blank - start);
@@ -213,15 +226,15 @@ std::optional<ListingDateTime> RecognizeListingDate(QStringView text, int curren
 QString FormatListingDate(const ListingDateTime &date)
 {
     char16_t text[32];
-    char16_t *out = writeNumber(text, date.month, 1);
+    char16_t *out = writeSmall(text, date.month, 1);
     *out++ = u'/';
-    out = writeNumber(out, date.day, 1);
+    out = writeSmall(out, date.day, 1);
     *out++ = u'/';
-    out = writeNumber(out, date.year, 4);
+    out = writeYear(out, date.year);
     *out++ = u' ';
-    out = writeNumber(out, date.hour % 12 == 0 ? 12 : date.hour % 12, 1);
+    out = writeSmall(out, date.hour % 12 == 0 ? 12 : date.hour % 12, 1);
     *out++ = u':';
-    out = writeNumber(out, date.minute, 2);
+    out = writeSmall(out, date.minute, 2);
     *out++ = u' ';
     *out++ = date.hour < 12 ? u'A' : u'P';
     *out++ = u'M';

@@ -2,6 +2,7 @@
 
 #include "listing/ListingDate.h"
 #include "listing/ListingSize.h"
+#include "listing/TextScan.h"
 
 #include <span>
 #include <vector>
@@ -75,7 +76,7 @@ qsizetype collapseBlanksAndCountLines(QString &text)
 // searching for the whole arrow.
 qsizetype findLinkArrow(QStringView name)
 {
-    for (qsizetype gt = name.indexOf(u'>', 2); gt >= 0; gt = name.indexOf(u'>', gt + 1)) {
+    for (qsizetype gt = findChar(name, u'>', 2); gt >= 0; gt = findChar(name, u'>', gt + 1)) {
         if (gt + 1 < name.size() && name.mid(gt - 2, 4) == kLinkArrow)
             return gt - 2;
     }

@@ -1,5 +1,7 @@
 #include "listing/ListingSize.h"
 
+#include "listing/TextScan.h"
+
 namespace korvan {
 
 namespace {
@@ -61,7 +63,7 @@ QString FormatListingSize(QStringView word)
         negative = rest.front() == u'-';
         rest = rest.mid(1);
     }
-    const qsizetype point = rest.indexOf(u'.');
+    const qsizetype point = findChar(rest, u'.');
     QStringView whole = point < 0 ? rest : rest.left(point);
     const QStringView fraction = point < 0 ? QStringView() : rest.mid(point + 1);
     if ((whole.isEmpty() && fraction.isEmpty()) || !allDigits(whole) || !allDigits(fraction))

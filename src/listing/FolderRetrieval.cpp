@@ -1,0 +1,150 @@
+// Folder listings: the cache, LIST in its three forms, and link resolution.
+
+#include "listing/FolderRetrieval.h"
+
+#include "ftp/FtpSession.h"
+#include "listing/RemotePath.h"
+
+namespace korvan {
+
+namespace {
+
+const QString kGettingList = u"Getting List of Files and Folders. Wait a Second..."_qs;
+const QString kDone = u"Done"_qs;
+
+QString ProcessingText(qint32 index, qint32 count)
+{
+    return u"Processing "_qs + QString::number(index) + u'/' + QString::number(count)
+           + u" files and folders"_qs;
+}
+
+} // namespace
+
+double SizeTextValue(const QString &text)
+{
+    bool ok = false;
+    const double size = QString(text).remove(u',').trimmed().toDouble(&ok);
+    return ok && size > 0 ? size : 0;
+}
+
+QString WithTrailingSlash(const QString &folder)
+{
+    return folder.endsWith(u'/') ? folder : folder + u'/';
+}
+
+FolderRetrieval::FolderRetrieval(FtpSession &session, SessionUi &ui) : session(session), ui(ui) {}
+
+FolderRetrieval::~FolderRetrieval() = default;
+
+bool FolderRetrieval::sessionOpen() const
+{
+    return session.controlSocket().state() == SocketState::Connected;
+}
+
+bool FolderRetrieval::finish(bool result)
+{
+    ui.setStatusText(StatusPane::Main, kDone);
+    return result;
+}
+
+bool FolderRetrieval::GetList(QString &folder)
+{
+    if (!sessionOpen())
+        return finish(true);
+    ui.setStatusText(StatusPane::Main, kGettingList);
+    folder = WithTrailingSlash(folder);
+    if (cache.count(folder) != 0)
+        return finish(true);
+
+    // A failing TYPE A still caches a listing: whatever the data buffer holds
+    // then, stale or empty, is parsed.
+    if (session.SetType(u"A"_qs)) {
+        session.sListText.clear();
+        if (!session.OpenDataConnection() || !sendListCommand(folder))
+            return finish(false);
+    }
+    cFTPList &list = storeListing(folder);
+    return finish(resolveLinks(list));
+}
+
+// The current folder is listed without an argument; a folder with a blank is
+// entered, listed and left, because a blank in a LIST argument reads as options.
+bool FolderRetrieval::sendListCommand(const QString &folder)
+{
+    const QString list = u"LIST"_qs;
+    if (folder == session.sCurrentDir)
+        return session.SendAndWait(list, DataMode::Listing);
+    if (folder.contains(u' '))
+        return session.ChangeDir(folder) && session.SendAndWait(list, DataMode::Listing)
+               && session.ChangeDir(session.sCurrentDir);
+    return session.SendAndWait(list + u' ' + StripTrailingSlash(folder), DataMode::Listing);
+}
+
+cFTPList &FolderRetrieval::storeListing(const QString &folder)
+{
+    auto list = std::make_unique<cFTPList>();
+    QString text = session.listText();
+    list->setFTPFileList(text);
+    list->setFolder(folder);
+    cFTPList &stored = *list;
+    cache[folder] = std::move(list);
+    return stored;
+}
+
+// A link is a folder when the server lets us change into it; one CWD per link,
+// and one CWD back to the current folder at the end.
+bool FolderRetrieval::resolveLinks(cFTPList &list)
+{
+    const qint32 count = list.FileNumb();
+    bool linkSeen = false;
+    for (qint32 i = 0; i < count; ++i) {
+        ui.setStatusText(StatusPane::Main, ProcessingText(i, count));
+        if (!list.IsLink(i))
+            continue;
+        linkSeen = true;
+        if (session.ChangeDir(list.Path(i))) {
+            list.setIsFolder(i, true);
+            list.setFileSize(i, QString());
+        }
+    }
+    return !linkSeen || session.ChangeDir(session.sCurrentDir);
+}
+
+cFTPList *FolderRetrieval::cachedList(const QString &folder) const
+{
+    const auto found = cache.find(WithTrailingSlash(folder));
+    return found == cache.end() ? nullptr : found->second.get();
+}
+
+void FolderRetrieval::removeCachedList(const QString &folder)
+{
+    cache.erase(WithTrailingSlash(folder));
+}
+
+void FolderRetrieval::clearCache()
+{
+    cache.clear();
+}
+
+QString ListSortKey(bool isFolder, int column, const QString &cellText)
+{
+    const QString tag = isFolder ? u"0"_qs : u"1"_qs;
+    if (column != 2)
+        return tag + cellText;
+    // "0##,###,###,##0": twelve digits with groups, so text order is number order.
+    const QString digits = QString::number(qint64(SizeTextValue(cellText))).rightJustified(12, u'0');
+    QString grouped;
+    for (qsizetype i = 0; i < digits.size(); ++i) {
+        if (i > 0 && (digits.size() - i) % 3 == 0)
+            grouped += u',';
+        grouped += digits.at(i);
+    }
+    return tag + grouped;
+}
+
+bool ListSortLess(const QString &keyA, const QString &keyB)
+{
+    return QString::compare(keyA, keyB, Qt::CaseInsensitive) < 0;
+}
+
+} // namespace korvan
