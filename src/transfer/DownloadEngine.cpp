@@ -1,0 +1,123 @@
+// The download engine: selection walk, download loop, single file.
+
+#include "transfer/DownloadEngine.h"
+
+#include "ftp/FtpSession.h"
+#include "korvan/FtpSettings.h"
+#include "listing/FolderRetrieval.h"
+#include "shell/EventPump.h"
+#include "transfer/TransferHost.h"
+
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+
+namespace korvan {
+
+DownloadEngine::DownloadEngine(FtpSession &session, SessionUi &ui, FolderRetrieval &folders, TransferHost *host)
+    : session(session), ui(ui), folders(folders), host(host), loop(session, ui, TransferDirection::Download)
+{
+}
+
+void DownloadEngine::setLocalRoot(const QString &folder)
+{
+    sLocalRoot = folder.endsWith(u'/') ? folder : folder + u'/';
+}
+
+// Folders are cut by the length of the current folder whatever they begin with;
+// a selected file is made relative the same way when it lies below the current
+// folder, so that it lands in the local root as the walk's files do.
+QString DownloadEngine::relativeToCurrentFolder(const QString &remotePath) const
+{
+    return remotePath.startsWith(session.sCurrentDir) ? remotePath.mid(session.sCurrentDir.size()) : remotePath;
+}
+
+bool DownloadEngine::DownloadSelected(const QString &localFolder, const QString &selection)
+{
+    static const QRegularExpression lineEnd(u"\r?\n"_qs);
+    return DownloadSelected(localFolder, selection.split(lineEnd));
+}
+
+bool DownloadEngine::DownloadSelected(const QString &localFolder, const QStringList &selectionLines)
+{
+    setLocalRoot(localFolder);
+    QStringList queue;
+    QStringList fileList;
+    for (const QString &line : selectionLines) {
+        if (line.isEmpty())
+            continue;
+        const qsizetype mark = line.indexOf(u'?');
+        if (mark < 0)
+            queue.append(line);
+        else
+            fileList.append(relativeToCurrentFolder(line.left(mark)) + line.mid(mark));
+    }
+    walkFolders(queue, fileList);
+    bool result = true;
+    if (!fileList.isEmpty()) {
+        ui.progressSetCaption(BatchCaption(TransferDirection::Download));
+        result = DownloadFiles(localFolder, fileList);
+    }
+    drainEvents();
+    return result;
+}
+
+// Breadth-first: all files of the whole tree are collected before the first byte
+// moves. A folder whose listing fails is skipped; its local folder stays.
+void DownloadEngine::walkFolders(QStringList queue, QStringList &fileList)
+{
+    const qsizetype currentLength = session.sCurrentDir.size();
+    while (!queue.isEmpty()) {
+        QString folder = queue.takeFirst();
+        const QString relative = folder.mid(currentLength);
+        QDir().mkpath(sLocalRoot + relative);
+        if (!folders.GetList(folder))
+            continue;
+        const cFTPList *list = folders.cachedList(folder);
+        for (qint32 i = 0; list && i < list->FileNumb(); ++i) {
+            if (list->IsFolder(i))
+                queue.append(list->Path(i));
+            else
+                fileList.append(TransferListLine(relative + list->FileName(i), list->FileSize(i)));
+        }
+    }
+}
+
+bool DownloadEngine::DownloadFiles(const QString &localFolder, const QStringList &fileList)
+{
+    setLocalRoot(localFolder);
+    return loop.run(sLocalRoot, SplitTransferList(fileList),
+                    [this](const TransferItem &item) { return DownloadFile(item.path, item.size); });
+}
+
+bool DownloadEngine::DownloadFile(const QString &remotePath, double size)
+{
+    ui.setStatusText(StatusPane::Main, u"Downloading '"_qs + remotePath + u"'..."_qs);
+    const QString localPath = sLocalRoot + remotePath;
+    // A download always replaces the local file, also when it then fails.
+    QFile::remove(localPath);
+    showLabels(remotePath, localPath);
+    if (size == 0) {
+        QFile empty(localPath);
+        return empty.open(QIODevice::WriteOnly);
+    }
+    ui.progressSetPrg2(0, size);
+    const bool ok = session.RetrieveFile(remotePath, localPath, qint64(size));
+    // A transfer that ended early is a failed file, never a successful one.
+    if (session.nTransferResult == TransferResult::Succeeded && double(session.nBytesReceived) < size)
+        session.nTransferResult = TransferResult::Failed;
+    return ok && session.nTransferResult == TransferResult::Succeeded;
+}
+
+void DownloadEngine::showLabels(const QString &remotePath, const QString &localPath)
+{
+    if (!host)
+        return;
+    const QString remote = remotePath.startsWith(u'/') ? remotePath : session.sCurrentDir + remotePath;
+    const QString source = ftpSettings().sFTPServer + remote;
+    host->progressSetLabels(ShortenPath(source.toLower(), kProgressLabelChars),
+                            ShortenPath(localPath.toLower(), kProgressLabelChars),
+                            FileNamePart(remotePath).toLower());
+}
+
+} // namespace korvan

@@ -1,0 +1,72 @@
+#pragma once
+// The loop shared by downloads and uploads: TYPE I, the totals, one transfer per
+// file with its message, the watch for the user's cancel.
+
+#include "ftp/SessionUi.h"
+#include "transfer/TransferText.h"
+
+#include <QObject>
+#include <QTimer>
+
+#include <functional>
+
+namespace korvan {
+
+class FtpSession;
+class SessionUi;
+
+// How a batch ended, per file: for callers that report more than the log does
+// (the command-line client's exit status).
+struct BatchSummary {
+    int succeeded = 0;
+    int failed = 0;
+    int zeroSize = 0; // reported and skipped
+    bool cancelled = false;
+};
+
+// Watches the progress dialog's Canceled flag while a batch runs. Once the user
+// has cancelled, the running transfer is marked cancelled, its data connection
+// closed and the command aborted, as the explorer's own transfer timer does.
+class CancelWatch : public QObject {
+public:
+    CancelWatch(FtpSession &session, SessionUi &ui);
+    void start();
+    void stop();
+    // Polled this often; the flag is set by a click, so a tenth of a second is prompt.
+    static constexpr int kPollMs = 100;
+
+private:
+    void poll();
+    bool transferRunning() const;
+
+    FtpSession &session;
+    SessionUi &ui;
+    QTimer timer;
+};
+
+class TransferLoop {
+public:
+    // Transfers one file; the outcome is the session's transfer result afterwards.
+    using FileStep = std::function<bool(const TransferItem &item)>;
+
+    TransferLoop(FtpSession &session, SessionUi &ui, TransferDirection direction);
+
+    // Runs every item of the list (paths as the file step wants them). True when
+    // the loop ran to its end, failed files included; false on cancel, a local
+    // root that is no folder, or a failing TYPE I.
+    bool run(const QString &localRoot, const QList<TransferItem> &items, const FileStep &transferOne);
+    const BatchSummary &summary() const { return lastSummary; }
+
+private:
+    bool runItems(const QList<TransferItem> &items, const FileStep &transferOne);
+    bool transferCancelled(const TransferItem &item, const FileStep &transferOne);
+    void report(LogColour colour, const QString &text);
+
+    FtpSession &session;
+    SessionUi &ui;
+    TransferDirection direction;
+    CancelWatch watch;
+    BatchSummary lastSummary;
+};
+
+} // namespace korvan

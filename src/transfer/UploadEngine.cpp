@@ -1,0 +1,124 @@
+// The upload engine: walk, upload loop, single file.
+
+#include "transfer/UploadEngine.h"
+
+#include "ftp/FtpSession.h"
+#include "korvan/FtpSettings.h"
+#include "transfer/TransferHost.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+namespace korvan {
+
+namespace {
+
+// The folder the selection lies in: the parent of the first (clean) path.
+QString LocalBaseFolder(const QString &firstPath)
+{
+    const qsizetype cut = firstPath.lastIndexOf(u'/');
+    return cut <= 0 ? firstPath.left(cut + 1) : firstPath.left(cut);
+}
+
+QString FileListLine(const QFileInfo &file)
+{
+    return TransferListLine(file.filePath(), QString::number(file.size()));
+}
+
+} // namespace
+
+UploadEngine::UploadEngine(FtpSession &session, SessionUi &ui, TransferHost *host)
+    : session(session), ui(ui), host(host), loop(session, ui, TransferDirection::Upload)
+{
+}
+
+void UploadEngine::setLocalRoot(const QString &folder)
+{
+    sLocalRoot = folder.endsWith(u'/') ? folder : folder + u'/';
+}
+
+bool UploadEngine::UploadSelected(const QStringList &localPaths)
+{
+    if (localPaths.isEmpty() || (localPaths.size() == 1 && localPaths.first().isEmpty()))
+        return false;
+    const QString base = LocalBaseFolder(QDir::cleanPath(localPaths.first()));
+    if (base.isEmpty())
+        return false;
+    setLocalRoot(base);
+    QStringList queue;
+    QStringList fileList;
+    for (const QString &path : localPaths) {
+        const QFileInfo info(QDir::cleanPath(path));
+        if (info.isDir())
+            queue.append(info.filePath());
+        else if (info.isFile())
+            fileList.append(FileListLine(info));
+    }
+    walkFolders(queue, fileList);
+    const bool ok = UploadFiles(base, fileList);
+    ui.unloadProgress();
+    if (ok && host)
+        host->refreshCurrentFolder();
+    return ok;
+}
+
+// Breadth-first: every remote folder of a level exists before the next level is
+// walked, and all before the first file is sent. A failing MKD (the folder may
+// exist already) is ignored. Folders whose name begins with "." are neither made
+// nor walked; files beginning with "." are uploaded.
+void UploadEngine::walkFolders(QStringList queue, QStringList &fileList)
+{
+    while (!queue.isEmpty()) {
+        const QString folder = queue.takeFirst();
+        const QString relative = folder.mid(sLocalRoot.size());
+        if (!relative.isEmpty())
+            session.MakeDir(relative);
+        const QFileInfoList entries =
+            QDir(folder).entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+                                       QDir::Name);
+        for (const QFileInfo &entry : entries) {
+            if (entry.isDir()) {
+                if (!entry.fileName().startsWith(u'.'))
+                    queue.append(entry.filePath());
+            } else if (entry.isFile()) {
+                fileList.append(FileListLine(entry));
+            }
+        }
+    }
+}
+
+bool UploadEngine::UploadFiles(const QString &localBase, const QStringList &fileList)
+{
+    setLocalRoot(localBase);
+    QList<TransferItem> items = SplitTransferList(fileList);
+    for (TransferItem &item : items) {
+        if (item.path.startsWith(sLocalRoot))
+            item.path = item.path.mid(sLocalRoot.size());
+    }
+    return loop.run(sLocalRoot, items,
+                    [this](const TransferItem &item) { return UploadFile(item.path, item.size); });
+}
+
+bool UploadEngine::UploadFile(const QString &relativePath, double size)
+{
+    const QString localPath = sLocalRoot + relativePath;
+    const QString remotePath = relativePath;
+    ui.setStatusText(StatusPane::Main, u"Uploading '"_qs + relativePath + u"'..."_qs);
+    showLabels(localPath, remotePath);
+    const bool ok = session.StoreFile(localPath, remotePath, qint64(size));
+    // An upload that ended before every byte went out is a failed file.
+    if (session.nTransferResult == TransferResult::Succeeded && double(session.nBytesSent) < size)
+        session.nTransferResult = TransferResult::Failed;
+    return ok && session.nTransferResult == TransferResult::Succeeded;
+}
+
+void UploadEngine::showLabels(const QString &localPath, const QString &remotePath)
+{
+    if (!host)
+        return;
+    const QString target = ftpSettings().sFTPServer + session.sCurrentDir + remotePath;
+    host->progressSetLabels(ShortenPath(localPath.toLower(), kProgressLabelChars),
+                            ShortenPath(target.toLower(), kProgressLabelChars), FileNamePart(localPath).toLower());
+}
+
+} // namespace korvan
