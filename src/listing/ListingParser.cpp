@@ -87,9 +87,9 @@ class LineParser {
 public:
     LineParser(int currentYear, ListingParseState &state) : currentYear(currentYear), state(state) {}
 
-    // Fills `slot` from `line` and says whether the line is an entry. `entryCount`
-    // is the number of entries accepted so far: the style is detected only while
-    // it is 0.
+    // Fills `slot` from the current line's `words` and says whether the line is an
+    // entry. `entryCount` is the number of entries accepted so far: the style is
+    // detected only while it is 0.
     bool parse(qint32 entryCount, TFILE &slot)
     {
         if (words.size() < 4)
@@ -123,11 +123,9 @@ public:
     std::vector<QStringView> words;
 
 private:
-
     bool isDate(qsizetype first, qsizetype last) const
     {
-        const std::span<const QStringView> dateWords(words.data() + first, size_t(last - first + 1));
-        return RecognizeListingDate(dateWords, currentYear).has_value();
+        return RecognizeListingDate(wordRange(first, last), currentYear).has_value();
     }
 
     void detectStyle()
@@ -153,14 +151,23 @@ private:
         return index < qsizetype(words.size()) ? words[size_t(index)] : QStringView();
     }
 
-    // Words first to last (as far as they exist) with one blank between them: the
-    // line itself from the first word's start, as blanks come single.
-    QStringView joined(qsizetype first, qsizetype last) const
+    // Words first to last, as far as they exist.
+    std::span<const QStringView> wordRange(qsizetype first, qsizetype last) const
     {
         last = std::min(last, qsizetype(words.size()) - 1);
         if (first > last)
             return {};
-        return QStringView(words[size_t(first)].data(), words[size_t(last)].data() + words[size_t(last)].size());
+        return {words.data() + first, size_t(last - first + 1)};
+    }
+
+    // Words first to last with one blank between them: the line itself from the
+    // first word's start, as blanks come single.
+    QStringView joined(qsizetype first, qsizetype last) const
+    {
+        const std::span<const QStringView> range = wordRange(first, last);
+        if (range.empty())
+            return {};
+        return QStringView(range.front().data(), range.back().data() + range.back().size());
     }
 
     void setNameAndLink(QStringView name, TFILE &slot) const
@@ -183,9 +190,7 @@ private:
             return {};
         if (raw != lastRawDate) {
             lastRawDate = raw.toString();
-            last = std::min(last, qsizetype(words.size()) - 1);
-            const std::span<const QStringView> dateWords(words.data() + first, size_t(last - first + 1));
-            const auto date = RecognizeListingDate(dateWords, currentYear);
+            const auto date = RecognizeListingDate(wordRange(first, last), currentYear);
             // A line read after the style was fixed may hold no date there: its
             // text is kept as it stands.
             lastFormattedDate = date ? FormatListingDate(*date) : lastRawDate;
