@@ -37,7 +37,7 @@ void FtpSession::SendCommand(const QString &text)
         transferEndSeen = false;
     }
     LogStatus(LogColour::Blue, text);
-    control.send(text.toUtf8() + "\r\n");
+    control.send(EncodeWireText(text, text.section(u' ', 1), latin1Lines) + "\r\n");
 }
 
 void FtpSession::LogStatus(LogColour colour, const QString &text)
@@ -75,7 +75,12 @@ void FtpSession::onControlError(int number, const QString &description)
 
 void FtpSession::onControlData()
 {
-    sRecvBuffer += control.readAll();
+    ControlDataArrival(control.readAll());
+}
+
+void FtpSession::ControlDataArrival(const QByteArray &bytes)
+{
+    sRecvBuffer += bytes;
     takeCompleteLines();
     if (sRecvBuffer.size() > kMaxReplyLineBytes)
         rejectOverlongLine();
@@ -89,7 +94,7 @@ void FtpSession::takeCompleteLines()
             return;
         const QByteArray line = sRecvBuffer.left(lineFeed + 1);
         sRecvBuffer.remove(0, lineFeed + 1);
-        ReplyLine(DecodeWireText(line));
+        ReplyLine(DecodeWireLines(line, &latin1Lines));
     }
 }
 

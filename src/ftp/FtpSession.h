@@ -64,7 +64,10 @@ public:
 
     SocketAdapter &controlSocket() { return control; }
     SocketAdapter &dataSocket() { return data; }
-    QString listText() const { return DecodeWireText(sListText); }
+    // The listing as text, line by line UTF-8 or Latin-1.
+    QString listText() const { return DecodeWireLines(sListText, &latin1Lines); }
+    // Control bytes as they arrive: split into lines, each handed to ReplyLine.
+    void ControlDataArrival(const QByteArray &bytes);
 
     // Control connection and replies.
     void SendCommand(const QString &text);
@@ -164,6 +167,8 @@ private:
     int lateStartReplies = 0;
     int lateEndReplies = 0;
     bool uploadStartPending = false;
+    // Lines that came as Latin-1: names taken from them go back as the same bytes.
+    mutable QSet<QString> latin1Lines;
 };
 
 } // namespace korvan

@@ -63,6 +63,56 @@ QString DecodeWireText(const QByteArray &bytes)
     return QString::fromLatin1(bytes);
 }
 
+namespace {
+
+bool IsAscii(const QString &text)
+{
+    for (QChar c : text) {
+        if (c.unicode() > 0x7F)
+            return false;
+    }
+    return true;
+}
+
+bool FitsLatin1(const QString &text)
+{
+    for (QChar c : text) {
+        if (c.unicode() > 0xFF)
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+QString DecodeWireLines(const QByteArray &bytes, QSet<QString> *fallbackLines)
+{
+    QString text;
+    text.reserve(bytes.size());
+    for (qsizetype start = 0; start < bytes.size();) {
+        qsizetype end = bytes.indexOf('\n', start);
+        end = end < 0 ? bytes.size() : end + 1;
+        const QByteArray line = bytes.mid(start, end - start);
+        const QString decoded = DecodeWireText(line);
+        if (fallbackLines && !IsAscii(decoded) && decoded != QString::fromUtf8(line))
+            fallbackLines->insert(decoded);
+        text += decoded;
+        start = end;
+    }
+    return text;
+}
+
+QByteArray EncodeWireText(const QString &text, const QString &argument, const QSet<QString> &fallbackLines)
+{
+    if (IsAscii(text) || !FitsLatin1(text) || argument.isEmpty())
+        return text.toUtf8();
+    for (const QString &line : fallbackLines) {
+        if (line.contains(argument))
+            return text.toLatin1();
+    }
+    return text.toUtf8();
+}
+
 QString FormatPortArgument(const QString &localIP, quint16 localPort)
 {
     QString hex = QString::number(localPort, 16).toUpper();

@@ -3,6 +3,7 @@
 // password masking, the PORT argument and the parsing of 227 and 150 replies.
 
 #include <QByteArray>
+#include <QSet>
 #include <QString>
 #include <optional>
 
@@ -33,6 +34,12 @@ QString MaskPassword(const QString &text);
 
 // Wire bytes to text: UTF-8 when valid, otherwise Latin-1.
 QString DecodeWireText(const QByteArray &bytes);
+// The same line by line (a listing may mix both); lines that needed Latin-1 and
+// hold non-ASCII characters are added to fallbackLines.
+QString DecodeWireLines(const QByteArray &bytes, QSet<QString> *fallbackLines = nullptr);
+// Text to wire bytes: a text that came as Latin-1 (it occurs in one of
+// fallbackLines) goes back as the same Latin-1 bytes, everything else as UTF-8.
+QByteArray EncodeWireText(const QString &text, const QString &argument, const QSet<QString> &fallbackLines);
 
 // "127,0,0,1,18,52" for 127.0.0.1 port 4660; the high byte comes from the
 // hexadecimal text of the port, so ports below 256 give their whole value there.

@@ -33,6 +33,7 @@ bool FtpSession::LogOn()
     ui.refreshCommandStates();
 
     sRecvBuffer.clear();
+    latin1Lines.clear();
     lateStartReplies = lateEndReplies = 0;
     BeginCommand(DataMode::None);
     control.connectToHost(settings.sFTPServer, quint16(settings.nFTPPort));

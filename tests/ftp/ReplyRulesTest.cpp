@@ -26,6 +26,9 @@ private slots:
     void folderReply_data();
     void folderReply();
     void wireText();
+    void wireLines();
+    void wireEncoding_data();
+    void wireEncoding();
     void messageTexts();
 };
 
@@ -208,6 +211,42 @@ void ReplyRulesTest::wireText()
     QCOMPARE(DecodeWireText("257 \"/caf\xe9\"\r\n"), QString::fromLatin1("257 \"/caf\xe9\"\r\n"));
     // A sequence cut in the middle is not valid UTF-8.
     QCOMPARE(DecodeWireText("x\xc3"), QString::fromLatin1("x\xc3"));
+}
+
+void ReplyRulesTest::wireLines()
+{
+    QSet<QString> fallback;
+    const QByteArray listing = "-rw-r--r-- 1 a a 1 Jan 1 2020 caf\xc3\xa9.txt\r\n"
+                               "-rw-r--r-- 1 a a 1 Jan 1 2020 caf\xe9.txt\r\n"
+                               "-rw-r--r-- 1 a a 1 Jan 1 2020 plain.txt\r\n"
+                               "tail without line end \xff";
+    const QString text = DecodeWireLines(listing, &fallback);
+    QCOMPARE(text, QString::fromUtf8("-rw-r--r-- 1 a a 1 Jan 1 2020 caf\xc3\xa9.txt\r\n")
+                       + QString::fromLatin1("-rw-r--r-- 1 a a 1 Jan 1 2020 caf\xe9.txt\r\n")
+                       + "-rw-r--r-- 1 a a 1 Jan 1 2020 plain.txt\r\n" + QString::fromLatin1("tail without line end \xff"));
+    QCOMPARE(fallback.size(), 2);
+    QVERIFY(fallback.contains(QString::fromLatin1("-rw-r--r-- 1 a a 1 Jan 1 2020 caf\xe9.txt\r\n")));
+    QCOMPARE(DecodeWireLines({}), QString());
+}
+
+void ReplyRulesTest::wireEncoding_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QByteArray>("bytes");
+    const QString latin1Name = QString::fromLatin1("caf\xe9.txt");
+    QTest::newRow("ascii") << "RETR plain.txt" << QByteArray("RETR plain.txt");
+    QTest::newRow("name that came as Latin-1") << "RETR " + latin1Name << QByteArray("RETR caf\xe9.txt");
+    QTest::newRow("same letters never seen as Latin-1") << QString::fromLatin1("RETR d\xe9j\xe0.txt")
+                                                        << QByteArray("RETR d\xc3\xa9j\xc3\xa0.txt");
+    QTest::newRow("beyond Latin-1") << QString::fromUtf8("RETR \xe2\x82\xac.txt") << QByteArray("RETR \xe2\x82\xac.txt");
+}
+
+void ReplyRulesTest::wireEncoding()
+{
+    QFETCH(QString, text);
+    QFETCH(QByteArray, bytes);
+    const QSet<QString> fallback{QString::fromLatin1("-rw-r--r-- 1 a a 1 Jan 1 2020 caf\xe9.txt\r\n")};
+    QCOMPARE(EncodeWireText(text, text.section(' ', 1), fallback), bytes);
 }
 
 void ReplyRulesTest::messageTexts()

@@ -16,6 +16,9 @@
 
 #include <memory>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 using namespace korvan;
 using namespace korvan::test;
 
@@ -117,6 +120,8 @@ private slots:
     void wrongPassword_data();
     void wrongPassword();
     void keepAliveWhileIdle();
+    void latin1NameRoundTrip_data();
+    void latin1NameRoundTrip();
 };
 
 void SessionServerTest::sessionCommands()
@@ -309,3 +314,48 @@ void SessionServerTest::keepAliveWhileIdle()
 
 QTEST_GUILESS_MAIN(SessionServerTest)
 #include "SessionServerTest.moc"
+
+void SessionServerTest::latin1NameRoundTrip_data()
+{
+    QTest::addColumn<ServerKind>("kind");
+    QTest::addColumn<bool>("passive");
+    // pyftpdlib lists a name that is not UTF-8 with "?" in place of its bytes, so
+    // no client can reach such a file there.
+    for (ServerKind kind : {ServerKind::Vsftpd, ServerKind::Proftpd, ServerKind::PureFtpd}) {
+        QTest::newRow(qPrintable(serverName(kind) + " passive")) << kind << true;
+        QTest::newRow(qPrintable(serverName(kind) + " active")) << kind << false;
+    }
+}
+
+// A name stored as Latin-1 bytes is listed, shown as Latin-1 and fetched back by
+// the very same bytes.
+void SessionServerTest::latin1NameRoundTrip()
+{
+    QFETCH(ServerKind, kind);
+    QFETCH(bool, passive);
+    Bench bench(kind);
+    START_BENCH(bench, passive);
+    const QByteArray rawName = "caf\xe9.txt";
+    const QByteArray contents = "latin-1 named file\n";
+    {
+        const QByteArray path = QFile::encodeName(bench.server.rootDir()) + "/" + rawName;
+        const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        QVERIFY(fd >= 0);
+        QCOMPARE(::write(fd, contents.constData(), contents.size()), ssize_t(contents.size()));
+        ::close(fd);
+    }
+    bench.server.handOver();
+    QTemporaryDir local;
+    FtpSession &session = bench.session;
+    QVERIFY(session.LogOn());
+    QVERIFY(session.SetType("A"));
+    QVERIFY(session.ListFolder());
+    const QString name = QString::fromLatin1(rawName);
+    QVERIFY2(session.listText().contains(name), qPrintable(session.listText()));
+    QVERIFY(session.SetType("I"));
+    QVERIFY(session.RetrieveFile(name, local.filePath("copy.txt"), contents.size()));
+    QFile copy(local.filePath("copy.txt"));
+    QVERIFY(copy.open(QIODevice::ReadOnly));
+    QCOMPARE(copy.readAll(), contents);
+    CHECK_NO_UI_FAILURES(bench);
+}
