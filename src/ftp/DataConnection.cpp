@@ -48,7 +48,7 @@ bool FtpSession::RetrieveFile(const QString &remotePath, const QString &localPat
     beginTransfer(localPath, remotePath, size);
     const bool ok = OpenDataConnection() && SendAndWait(u"RETR "_qs + remotePath, DataMode::Download);
     // An empty file sends no data, so nothing created the local file yet.
-    if (ok && !transferFile.isOpen()) {
+    if (ok && nTransferResult == TransferResult::Running && !transferFile.isOpen()) {
         transferFile.setFileName(localPath);
         transferFile.open(QIODevice::WriteOnly);
     }

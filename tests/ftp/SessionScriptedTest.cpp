@@ -8,6 +8,7 @@
 #include "korvan/FtpSettings.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -66,6 +67,7 @@ private slots:
     void closeRequestDuringWait();
     void activeUploadStartsWhenAccepted();
     void uploadOfMissingFile();
+    void downloadIntoMissingFolder();
     void logMasksPassword();
 
 private:
@@ -541,6 +543,23 @@ void SessionScriptedTest::uploadOfMissingFile()
     QVERIFY(!session->StoreFile(local.filePath("gone.bin"), "gone.bin", 1000));
     QCOMPARE(session->nTransferResult, TransferResult::Failed);
     QCOMPARE(ui->messages, QStringList{"Downloading 'gone.bin' is failed.\r\nSWITCH PASSIVE MODE, if it fails again."});
+    CHECK_NO_UI_FAILURES();
+}
+
+// The local file cannot be written: the file fails, the session goes on.
+void SessionScriptedTest::downloadIntoMissingFolder()
+{
+    QTemporaryDir local;
+    QVERIFY(logOn());
+    server->expect("PASV").passive();
+    server->expect("RETR f.bin").reply("150 sending\r\n").sendData(600000).closeData().reply("226 done\r\n");
+    server->expect("NOOP").reply("200 ok\r\n");
+    const QString target = local.filePath("missing/f.bin");
+    QVERIFY(!session->RetrieveFile("f.bin", target, 600000));
+    QCOMPARE(session->nTransferResult, TransferResult::Failed);
+    QVERIFY(!QFileInfo::exists(target));
+    QVERIFY(session->SendAndWait("NOOP"));
+    QCOMPARE(session->sLastReply, QString("200 ok\r\n"));
     CHECK_NO_UI_FAILURES();
 }
 
