@@ -143,6 +143,9 @@ void ListingParserTest::entries_data()
         << QStringList{u"Grüße 日本.txt|2,048|-rw-r--r--||12/24/2025 12:00 AM|f"_qs,
                        u"Ωmega||drwxr-xr-x||3/1/2026 8:00 AM|d"_qs}
         << ListingStyle::UnixWithGroup;
+    QTest::newRow("characters beyond the BMP pass through")
+        << u"01-15-03 10:20AM 7 🎵 song 𝄞.mp3"_qs << QStringList{u"🎵 song 𝄞.mp3|7|||1/15/2003 10:20 AM|f"_qs}
+        << ListingStyle::Dos;
     QTest::newRow("many entries keep their order")
         << crlf({u"01-15-03 10:20AM <DIR> b"_qs, u"01-16-03 10:20AM 1 a"_qs, u"01-17-03 11:20PM 22 c"_qs})
         << QStringList{u"b||||1/15/2003 10:20 AM|d"_qs, u"a|1|||1/16/2003 10:20 AM|f"_qs,
