@@ -2,6 +2,7 @@
 
 #include "transfer/ProgressTick.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace korvan {
@@ -9,9 +10,13 @@ namespace korvan {
 namespace {
 
 // Whole-number rounding of the old runtime: halves go to the even neighbour.
+// Amounts beyond any real transfer (or not numbers at all) are held at a bound.
 qint64 RoundHalfEven(double value)
 {
-    return qint64(std::nearbyint(value));
+    constexpr double bound = 4e18;
+    if (std::isnan(value))
+        return 0;
+    return qint64(std::nearbyint(std::clamp(value, -bound, bound)));
 }
 
 QString TwoDigits(qint64 value)

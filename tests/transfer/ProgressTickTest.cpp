@@ -138,6 +138,7 @@ void ProgressTickTest::shortenPath_data()
                                                   << "averyveryverylongfilename.txt";
     QTest::newRow("backslashes count as boundaries") << "c:\\users\\me\\documents\\work\\a.txt" << 22
                                                      << "c:\\users\\me\\...\\a.txt";
+    QTest::newRow("names of dots, empty last name") << "....\\...\\\\" << 8 << "....\\...\\";
     QTest::newRow("site address and remote path") << "127.0.0.1/pub/x/y/z/file.bin" << 24
                                                   << "127.0.0.1/.../z/file.bin";
 }
