@@ -77,9 +77,12 @@ private slots:
     void existingLocalFileIsReplacedEvenOnFailure();
     void uploadWalkOrder();
     void shortUploadIsFailed();
+    void pathsBelowTheCurrentFolder();
+    void batchEndsBeforeTheFirstFile_data();
+    void batchEndsBeforeTheFirstFile();
 
 private:
-    void logOn(bool passive = true);
+    void logOn(bool passive = true, const QByteArray &home = "/");
     QStringList commandsAfterLogOn() const;
     QStringList fileMessages() const; // magenta and red lines that report files
 
@@ -128,13 +131,13 @@ void TransferScriptedTest::cleanup()
     local.reset();
 }
 
-void TransferScriptedTest::logOn(bool passive)
+void TransferScriptedTest::logOn(bool passive, const QByteArray &home)
 {
     ftpSettings().bPassive = passive;
     server->expect("USER me").reply("331 password please\r\n");
     server->expect("PASS pw").reply("230 logged on\r\n");
     server->expect("SYST").reply("215 UNIX Type: L8\r\n");
-    server->expect("PWD").reply("257 \"/\" is current\r\n");
+    server->expect("PWD").reply("257 \"" + home + "\" is current\r\n");
     QVERIFY(session->LogOn());
     ui->mainStatus.clear();
 }
@@ -399,6 +402,62 @@ void TransferScriptedTest::shortUploadIsFailed()
     QCOMPARE(fileMessages(), QStringList{"red: Uploading 'big.bin' is failed."});
     QCOMPARE(upload->summary().failed, 1);
     QCOMPARE(host->refreshes, 1);
+}
+
+// Below a current folder other than the root: folders are listed by their full
+// path, files are fetched relative to the working folder and land below the
+// local folder at the same relative place.
+void TransferScriptedTest::pathsBelowTheCurrentFolder()
+{
+    logOn(true, "/home/me");
+    server->expect("TYPE A").reply("200 ascii\r\n");
+    server->expect("PASV").passive().repeat();
+    server->expect("LIST /home/me/sub").reply("150 here\r\n").sendData(unixLine("-rw-r--r--", 40, "in sub.txt"))
+        .closeData().reply("226 done\r\n");
+    server->expect("TYPE I").reply("200 binary\r\n");
+    server->expect("RETR top.txt").reply("150 sending\r\n").sendData(5).closeData().reply("226 done\r\n");
+    server->expect("RETR sub/in sub.txt").reply("150 sending\r\n").sendData(40).closeData().reply("226 done\r\n");
+    QVERIFY(download->DownloadSelected(local->path() + "/", "/home/me/sub/\r\n/home/me/top.txt?5\r\n"));
+    QCOMPARE(commandsAfterLogOn(), (QStringList{"TYPE A", "PASV", "LIST /home/me/sub", "TYPE I", "PASV",
+                                                "RETR top.txt", "PASV", "RETR sub/in sub.txt"}));
+    QCOMPARE(readFile(local->filePath("top.txt")), ScriptedFtpServer::patternBytes(0, 5));
+    QCOMPARE(readFile(local->filePath("sub/in sub.txt")), ScriptedFtpServer::patternBytes(0, 40));
+    QCOMPARE(download->localRoot(), local->path() + "/");
+    QCOMPARE(host->labels.first().section(" | ", 0, 0), QString("127.0.0.1/home/me/top.txt"));
+    CHECK_NO_UI_FAILURES();
+}
+
+void TransferScriptedTest::batchEndsBeforeTheFirstFile_data()
+{
+    QTest::addColumn<bool>("uploading");
+    QTest::addColumn<bool>("localRootExists");
+    QTest::addColumn<QStringList>("wire");
+    QTest::newRow("download, TYPE I refused") << false << true << QStringList{"TYPE I"};
+    QTest::newRow("download, no local folder") << false << false << QStringList{};
+    QTest::newRow("upload, TYPE I refused") << true << true << QStringList{"TYPE I"};
+    QTest::newRow("upload, no local folder") << true << false << QStringList{};
+}
+
+// A failing TYPE I or a local folder that is not there ends the loop with nothing
+// but "Done": no transfer, no per-file message, no refresh.
+void TransferScriptedTest::batchEndsBeforeTheFirstFile()
+{
+    QFETCH(bool, uploading);
+    QFETCH(bool, localRootExists);
+    QFETCH(QStringList, wire);
+    logOn();
+    server->expect("TYPE I").reply("500 no binary today\r\n");
+    const QString root = localRootExists ? local->path() : local->filePath("missing");
+    const QStringList files{root + "/a.txt?10", root + "/b.txt?20"};
+    QVERIFY(writeFile(local->filePath("a.txt"), "0123456789"));
+    const bool result = uploading ? upload->UploadFiles(root, files) : download->DownloadFiles(root, {"a.txt?10"});
+    QVERIFY(!result);
+    QCOMPARE(commandsAfterLogOn(), wire);
+    QCOMPARE(fileMessages(), QStringList());
+    QCOMPARE(ui->mainStatus.last(), QString("Done"));
+    QCOMPARE(host->refreshes, 0);
+    QCOMPARE(QFileInfo(local->filePath("a.txt")).size(), 10);
+    CHECK_NO_UI_FAILURES();
 }
 
 QTEST_GUILESS_MAIN(TransferScriptedTest)
