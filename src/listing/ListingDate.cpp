@@ -5,6 +5,7 @@
 #include <QDate>
 
 #include <array>
+#include <string_view>
 
 namespace korvan {
 
@@ -17,7 +18,7 @@ bool isDigit(QChar c)
     return c >= u'0' && c <= u'9';
 }
 
-// The value of 1 to `maxDigits` decimal digits, or -1.
+// The value of `minDigits` to `maxDigits` decimal digits, or -1.
 int smallNumber(QStringView text, qsizetype minDigits, qsizetype maxDigits)
 {
     if (text.size() < minDigits || text.size() > maxDigits)
