@@ -14,8 +14,9 @@ QString FtpSession::BuildPortArgument()
     const SocketState state = data.state();
     // The server must reach the address we name: listen where the control
     // connection is, never on "any" (which would read 0.0.0.0).
-    if (state != SocketState::Connected && state != SocketState::Listening)
-        data.listen(control.localAddress());
+    const QHostAddress controlAddress = control.localAddress();
+    if (state != SocketState::Connected && state != SocketState::Listening && !controlAddress.isNull())
+        data.listen(controlAddress);
     const QString localIP = data.localIP();
     if (localIP.isEmpty()) {
         ui.messageBox(u"Empty Winsock2.LocalIP"_qs);

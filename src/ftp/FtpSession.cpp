@@ -125,16 +125,16 @@ void FtpSession::ReplyLine(const QString &line)
     dispatchReply(code, line);
 }
 
-// A listing or download whose wait ended on the data close (or a transfer cut by
-// ABOR) still owes its 1xx and final reply; they belong to that transfer, never
-// to the command now running.
+// A listing or download whose wait ended on the data close, a transfer whose
+// data connection failed, or one cut by ABOR still owes its 1xx and final reply;
+// they belong to that transfer, never to the command now running.
 bool FtpSession::consumeLateTransferReply(const QString &code)
 {
     if ((code == u"125" || code == u"150") && lateStartReplies > 0) {
         --lateStartReplies;
         return true;
     }
-    if ((code == u"226" || code == u"426" || code == u"451") && lateEndReplies > 0) {
+    if ((code == u"226" || code == u"425" || code == u"426" || code == u"451") && lateEndReplies > 0) {
         --lateEndReplies;
         lateStartReplies = 0;
         return true;
@@ -336,6 +336,9 @@ bool FtpSession::WaitReply(const QString &what)
         }
         showWaitSeconds(word, shownSeconds);
     }
+    // A transfer given up before its final reply: that reply is still to come.
+    if (lastCommandIsTransfer() && !transferEndSeen)
+        noteTransferEndedEarly();
     ui.setStatusText(StatusPane::Wait, {});
     ui.setWaitControlsEnabled(true);
     drainEvents();

@@ -21,6 +21,8 @@ private slots:
     void transferSizeReachesProgress();
     void lineAssembler();
     void closePendingUnloadsInsteadOfChangingState();
+    void abortWithoutConnection();
+    void portArgumentWithoutConnection();
 };
 
 void SessionDispatchTest::replyLine_data()
@@ -153,6 +155,27 @@ void SessionDispatchTest::closePendingUnloadsInsteadOfChangingState()
     FtpSession idle(ui);
     idle.RequestClose();
     QCOMPARE(ui.unloadRequests, 2);
+}
+
+// Nothing is sent, but the timers still go off.
+void SessionDispatchTest::abortWithoutConnection()
+{
+    HeadlessUi ui;
+    FtpSession session(ui);
+    QVERIFY(session.AbortCommand());
+    QCOMPARE(ui.mainStatus, QStringList{"Aborting FTP command..."});
+    QCOMPARE(ui.timerStops, 1);
+    QVERIFY(!session.keepAliveActive());
+    QVERIFY(ui.log.isEmpty());
+}
+
+// Without a control connection there is no local address to name in PORT.
+void SessionDispatchTest::portArgumentWithoutConnection()
+{
+    HeadlessUi ui;
+    FtpSession session(ui);
+    QCOMPARE(session.BuildPortArgument(), QString());
+    QCOMPARE(ui.messages, QStringList{"Empty Winsock2.LocalIP"});
 }
 
 QTEST_GUILESS_MAIN(SessionDispatchTest)

@@ -9,6 +9,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -67,6 +68,7 @@ private slots:
     void closeRequestDuringWait();
     void activeUploadStartsWhenAccepted();
     void uploadOfMissingFile();
+    void dataConnectionRefused();
     void downloadIntoMissingFolder();
     void logMasksPassword();
 
@@ -543,6 +545,34 @@ void SessionScriptedTest::uploadOfMissingFile()
     QVERIFY(!session->StoreFile(local.filePath("gone.bin"), "gone.bin", 1000));
     QCOMPARE(session->nTransferResult, TransferResult::Failed);
     QCOMPARE(ui->messages, QStringList{"Downloading 'gone.bin' is failed.\r\nSWITCH PASSIVE MODE, if it fails again."});
+    CHECK_NO_UI_FAILURES();
+}
+
+// The 227 names a port nobody listens on: the data socket's error is logged red
+// and fails the command that waits for the data.
+void SessionScriptedTest::dataConnectionRefused()
+{
+    quint16 deadPort = 0;
+    {
+        QTcpServer probe;
+        QVERIFY(probe.listen(QHostAddress::LocalHost));
+        deadPort = probe.serverPort();
+    }
+    QVERIFY(logOn());
+    const QByteArray address = "127,0,0,1," + QByteArray::number(deadPort / 256) + "," + QByteArray::number(deadPort % 256);
+    server->expect("PASV").reply("227 Entering Passive Mode (" + address + ")\r\n");
+    server->expect("LIST").wait(300).reply("425 no data connection\r\n");
+    server->expect("NOOP").reply("200 ok\r\n");
+    QVERIFY(!session->ListFolder());
+    QCOMPARE(session->nReplyState, ReplyState::Failed);
+    // The listing's own 425 comes later and must not fail the next command.
+    QVERIFY(session->SendAndWait("NOOP"));
+    QCOMPARE(session->sLastReply, QString("200 ok\r\n"));
+    QVERIFY(ui->logLines(LogColour::Magenta).contains("Connecting to 127.0.0.1:" + QString::number(deadPort)));
+    const QStringList red = ui->logLines(LogColour::Red);
+    QCOMPARE(red.size(), 2);
+    QVERIFY2(red.first().startsWith("10061 : "), qPrintable(red.first()));
+    QCOMPARE(red.last(), QString("425 no data connection"));
     CHECK_NO_UI_FAILURES();
 }
 
