@@ -21,5 +21,8 @@ struct Command {
 };
 
 extern const Command parseListingCommand;
+extern const Command lsCommand;
+extern const Command getCommand;
+extern const Command putCommand;
 
 } // namespace korvan::cli

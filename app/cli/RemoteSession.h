@@ -1,0 +1,130 @@
+#pragma once
+// What ls, get and put share: their common options, one logged-on session on a
+// server with the folder listings, and finding out what a URL names there.
+
+#include "FtpUrl.h"
+#include "TerminalUi.h"
+
+#include "ftp/FtpSession.h"
+#include "listing/FolderRetrieval.h"
+#include "transfer/TransferLoop.h"
+
+#include <QStringList>
+
+#include <memory>
+#include <optional>
+
+namespace korvan::cli {
+
+// Exit codes of the commands that talk to a server, beside those of Command.h.
+enum RemoteExitCode : int {
+    ExitCannotConnect = 3,
+    ExitLogOnRefused = 4,
+    ExitNoSuchFolder = 5, // no such remote folder or file
+    ExitInterrupted = 130, // Ctrl-C, as the shell counts it
+};
+
+struct RemoteOptions {
+    bool passive = true;
+    int waitSeconds = 30;
+    bool log = false;
+    bool json = false; // ls only
+    QStringList positional;
+};
+
+// The options every server command takes; `allowJson` for ls. Nothing and a
+// one-line reason in `error` for an unknown option or a bad value.
+std::optional<RemoteOptions> ParseRemoteOptions(const QStringList &arguments, bool allowJson, QString *error);
+
+// The options' part of the commands' help, a literal so that each command's
+// help text stays one constant.
+#define KORVAN_REMOTE_OPTIONS_HELP                                                                     \
+    "  --passive        passive data connections: Korvan connects to the server\n"                    \
+    "                   (the default; works through most firewalls and NAT)\n"                         \
+    "  --active         active data connections: the server connects back (PORT)\n"                    \
+    "  --wait SECONDS   how long to wait for a reply before giving up (default 30)\n"                  \
+    "  --log            print every command, reply and connection event on\n"                          \
+    "                   standard error (coloured when it is a terminal)\n"
+
+// The URL's part of the commands' help.
+#define KORVAN_URL_HELP                                                                                \
+    "URL: ftp://[user[:password]@]host[:port]/[path]. Without a user, Korvan logs on\n"              \
+    "as 'anonymous'. Write special characters in the user, password and path\n"                      \
+    "percent-encoded (%40 for '@', %3A for ':', %20 for a blank). The path starts\n"                  \
+    "from the folder the server puts you in after logging on (usually its root);\n"                  \
+    "ftp://host/%2Fetc names /etc from the server's root.\n"
+
+// The exit codes' part of the commands' help.
+#define KORVAN_EXIT_HELP                                                                               \
+    "Exit status: 0 success, 1 failure (a file failed, a folder could not be\n"                      \
+    "listed), 2 wrong usage, 3 cannot connect, 4 log-on refused, 5 no such remote\n"                 \
+    "folder or file, 130 cancelled with Ctrl-C.\n"
+
+struct CliError {
+    int exitCode = 1;
+    QString message; // without "korvan: "
+};
+
+// "korvan: <message>" on standard error.
+void PrintError(const QString &message);
+
+// What a URL names on the server.
+struct RemoteTarget {
+    QString path;    // absolute; a folder ends in "/"
+    bool isFolder = false;
+    // The log-on folder or the root: a get fetches what is in it, not the folder.
+    bool isTop = false;
+    QString size;    // a file's size as the listing shows it
+    const cFTPList *list = nullptr; // a file's entry: the parent folder's listing
+    qint32 index = -1;
+};
+
+class RemoteSession {
+public:
+    explicit RemoteSession(const RemoteOptions &options);
+    ~RemoteSession();
+
+    // Connects and logs on to the URL's server, unless already logged on there.
+    std::optional<CliError> open(const FtpUrl &url);
+    // QUIT and close.
+    void close();
+
+    // CWD and PWD: afterwards the session's current folder is the server's name
+    // for `folder`.
+    bool enterFolder(const QString &folder);
+    // The listing of the current folder, fetched once; null when LIST failed.
+    const cFTPList *listCurrentFolder();
+    // What the URL names: a folder (entered) or a file (its parent entered).
+    std::optional<CliError> locate(const FtpUrl &url, RemoteTarget &target);
+    // Folders below `roots` the engine walked but could not list (links followed
+    // as the engine follows them).
+    QStringList unlistedFolders(const QStringList &roots) const;
+
+    TerminalUi ui;
+    FtpSession &session() { return *ftp; }
+    FolderRetrieval &folders() { return *retrieval; }
+
+private:
+    CliError logOnError(const FtpUrl &url) const;
+
+    RemoteOptions options;
+    std::optional<FtpUrl> connectedTo;
+    std::unique_ptr<FtpSession> ftp;
+    std::unique_ptr<FolderRetrieval> retrieval;
+};
+
+// The summary line of a transfer batch and the exit code it earns.
+struct TransferTally {
+    int succeeded = 0;
+    int failed = 0;
+    int zeroSize = 0;
+    bool cancelled = false;
+    int worstExit = 0; // of targets that could not even start
+    void add(const BatchSummary &summary);
+    void addError(const CliError &error);
+    int exitCode() const;
+    // "3 files downloaded, 1 failed, 1 empty file skipped"
+    QString text(const QString &verbPast) const;
+};
+
+} // namespace korvan::cli
