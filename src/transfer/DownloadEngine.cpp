@@ -11,6 +11,7 @@
 #include <QDir>
 #include <QFile>
 #include <QRegularExpression>
+#include <QSet>
 
 namespace korvan {
 
@@ -63,12 +64,18 @@ bool DownloadEngine::DownloadSelected(const QString &localFolder, const QStringL
 }
 
 // Breadth-first: all files of the whole tree are collected before the first byte
-// moves. A folder whose listing fails is skipped; its local folder stays.
+// moves. A folder whose listing fails is skipped; its local folder stays. A folder
+// reached a second time (through a link such as "current -> .") is not walked
+// again: a link back up would otherwise never let the walk end.
 void DownloadEngine::walkFolders(QStringList queue, QStringList &fileList)
 {
     const qsizetype currentLength = session.sCurrentDir.size();
+    QSet<QString> walked;
     while (!queue.isEmpty()) {
         QString folder = queue.takeFirst();
+        if (walked.contains(WithTrailingSlash(folder)))
+            continue;
+        walked.insert(WithTrailingSlash(folder));
         const QString relative = folder.mid(currentLength);
         QDir().mkpath(sLocalRoot + relative);
         if (!folders.GetList(folder))

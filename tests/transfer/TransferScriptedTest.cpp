@@ -78,6 +78,7 @@ private slots:
     void uploadWalkOrder();
     void shortUploadIsFailed();
     void pathsBelowTheCurrentFolder();
+    void linksIntoWalkedFoldersEndTheWalk();
     void batchEndsBeforeTheFirstFile_data();
     void batchEndsBeforeTheFirstFile();
 
@@ -424,6 +425,36 @@ void TransferScriptedTest::pathsBelowTheCurrentFolder()
     QCOMPARE(readFile(local->filePath("sub/in sub.txt")), ScriptedFtpServer::patternBytes(0, 40));
     QCOMPARE(download->localRoot(), local->path() + "/");
     QCOMPARE(host->labels.first().section(" | ", 0, 0), QString("127.0.0.1/home/me/top.txt"));
+    CHECK_NO_UI_FAILURES();
+}
+
+// "here -> ." and "up -> .." lead back into folders this walk has already taken:
+// each link is resolved once, and neither folder is listed or fetched again.
+void TransferScriptedTest::linksIntoWalkedFoldersEndTheWalk()
+{
+    logOn();
+    server->expect("TYPE A").reply("200 ascii\r\n").repeat();
+    server->expect("PASV").passive().repeat();
+    server->expect("LIST /top").reply("150 here\r\n")
+        .sendData(unixLine("lrwxrwxrwx", 1, "here -> .") + unixLine("drwxr-xr-x", 4096, "sub")
+                  + unixLine("-rw-r--r--", 3, "t.txt"))
+        .closeData().reply("226 done\r\n");
+    server->expect("CWD /top/here").reply("250 ok\r\n");
+    server->expect("CWD /").reply("250 ok\r\n").repeat();
+    server->expect("LIST /top/sub").reply("150 here\r\n")
+        .sendData(unixLine("lrwxrwxrwx", 2, "up -> ..") + unixLine("-rw-r--r--", 4, "s.txt"))
+        .closeData().reply("226 done\r\n");
+    server->expect("CWD /top/sub/up").reply("250 ok\r\n");
+    server->expect("TYPE I").reply("200 binary\r\n");
+    server->expect("RETR top/t.txt").reply("150 sending\r\n").sendData(3).closeData().reply("226 done\r\n");
+    server->expect("RETR top/sub/s.txt").reply("150 sending\r\n").sendData(4).closeData().reply("226 done\r\n");
+    QVERIFY(download->DownloadSelected(local->path(), "/top/"));
+    QCOMPARE(commandsAfterLogOn(),
+             (QStringList{"TYPE A", "PASV", "LIST /top", "CWD /top/here", "CWD /", "TYPE A", "PASV", "LIST /top/sub",
+                          "CWD /top/sub/up", "CWD /", "TYPE I", "PASV", "RETR top/t.txt", "PASV",
+                          "RETR top/sub/s.txt"}));
+    QCOMPARE(download->summary().succeeded, 2);
+    QCOMPARE(readFile(local->filePath("top/sub/s.txt")), ScriptedFtpServer::patternBytes(0, 4));
     CHECK_NO_UI_FAILURES();
 }
 
