@@ -130,7 +130,8 @@ int get(const QStringList &arguments)
         download(remote, url, localDir, tally);
     }
     remote.close();
-    PrintError(tally.text(u"downloaded"_qs));
+    if (tally.attempted())
+        PrintError(tally.text(u"downloaded"_qs));
     return tally.exitCode();
 }
 

@@ -113,7 +113,8 @@ int put(const QStringList &arguments)
     else
         upload(remote, paths, tally);
     remote.close();
-    PrintError(tally.text(u"uploaded"_qs));
+    if (tally.attempted())
+        PrintError(tally.text(u"uploaded"_qs));
     return tally.exitCode();
 }
 

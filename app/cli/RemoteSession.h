@@ -123,6 +123,8 @@ struct TransferTally {
     void add(const BatchSummary &summary);
     void addError(const CliError &error);
     int exitCode() const;
+    // Some file was tried, or nothing failed before the transfers.
+    bool attempted() const { return worstExit == 0 || succeeded + failed + zeroSize > 0; }
     // "3 files downloaded, 1 failed, 1 empty file skipped"
     QString text(const QString &verbPast) const;
 };
