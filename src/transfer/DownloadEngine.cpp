@@ -77,6 +77,8 @@ void DownloadEngine::walkFolders(QStringList queue, QStringList &fileList)
             continue;
         walked.insert(WithTrailingSlash(folder));
         const QString relative = folder.mid(currentLength);
+        if (!insideLocalRoot(sLocalRoot + relative))
+            continue;
         QDir().mkpath(sLocalRoot + relative);
         if (!folders.GetList(folder))
             continue;
@@ -97,10 +99,23 @@ bool DownloadEngine::DownloadFiles(const QString &localFolder, const QStringList
                     [this](const TransferItem &item) { return DownloadFile(item.path, item.size); });
 }
 
+// A listing may name a file "x/../../../.profile": such a name must not reach
+// outside the folder the user chose.
+bool DownloadEngine::insideLocalRoot(const QString &localPath) const
+{
+    const QString root = QDir::cleanPath(sLocalRoot);
+    const QString path = QDir::cleanPath(localPath);
+    return path == root || path.startsWith(root == u"/"_qs ? root : root + u'/');
+}
+
 bool DownloadEngine::DownloadFile(const QString &remotePath, double size)
 {
     ui.setStatusText(StatusPane::Main, u"Downloading '"_qs + remotePath + u"'..."_qs);
     const QString localPath = sLocalRoot + remotePath;
+    if (!insideLocalRoot(localPath)) {
+        session.nTransferResult = TransferResult::Failed;
+        return false;
+    }
     // A download always replaces the local file, also when it then fails.
     QFile::remove(localPath);
     showLabels(remotePath, localPath);

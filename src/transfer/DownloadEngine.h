@@ -37,6 +37,7 @@ public:
 
 private:
     QString relativeToCurrentFolder(const QString &remotePath) const;
+    bool insideLocalRoot(const QString &localPath) const;
     void walkFolders(QStringList queue, QStringList &fileList);
     void showLabels(const QString &remotePath, const QString &localPath);
 

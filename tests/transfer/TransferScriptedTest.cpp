@@ -79,6 +79,7 @@ private slots:
     void shortUploadIsFailed();
     void pathsBelowTheCurrentFolder();
     void linksIntoWalkedFoldersEndTheWalk();
+    void namesThatClimbOutOfTheLocalFolder();
     void batchEndsBeforeTheFirstFile_data();
     void batchEndsBeforeTheFirstFile();
 
@@ -455,6 +456,29 @@ void TransferScriptedTest::linksIntoWalkedFoldersEndTheWalk()
                           "RETR top/sub/s.txt"}));
     QCOMPARE(download->summary().succeeded, 2);
     QCOMPARE(readFile(local->filePath("top/sub/s.txt")), ScriptedFtpServer::patternBytes(0, 4));
+    CHECK_NO_UI_FAILURES();
+}
+
+// A hostile listing names a file and a folder whose paths climb out of the local
+// folder: neither is fetched nor made there; the file is reported failed.
+void TransferScriptedTest::namesThatClimbOutOfTheLocalFolder()
+{
+    logOn();
+    const QString target = local->filePath("target");
+    QVERIFY(QDir().mkpath(target));
+    server->expect("TYPE A").reply("200 ascii\r\n").repeat();
+    server->expect("PASV").passive().repeat();
+    server->expect("LIST /top").reply("150 here\r\n")
+        .sendData(unixLine("-rw-r--r--", 5, "x/../../../escape.txt") + unixLine("-rw-r--r--", 6, "fine.txt"))
+        .closeData().reply("226 done\r\n");
+    server->expect("TYPE I").reply("200 binary\r\n");
+    server->expect("RETR top/fine.txt").reply("150 sending\r\n").sendData(6).closeData().reply("226 done\r\n");
+    QVERIFY(download->DownloadSelected(target, "/top/\r\n/x/../../out/"));
+    QCOMPARE(commandsAfterLogOn(), (QStringList{"TYPE A", "PASV", "LIST /top", "TYPE I", "PASV", "RETR top/fine.txt"}));
+    QCOMPARE(fileMessages(), (QStringList{"red: Downloading 'escape.txt' is failed.",
+                                          "magenta: Downloading 'fine.txt' is successful."}));
+    QVERIFY(!QFileInfo::exists(local->filePath("escape.txt")));
+    QVERIFY(!QFileInfo::exists(local->filePath("out")));
     CHECK_NO_UI_FAILURES();
 }
 
