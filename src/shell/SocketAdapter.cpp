@@ -146,7 +146,10 @@ QString SocketAdapter::localIP() const
     const quint32 ipv4 = address.toIPv4Address(&mapped);
     if (mapped)
         address = QHostAddress(ipv4);
-    return address.isNull() ? QString() : address.toString();
+    // "Any" is no address a peer could connect to.
+    const bool unusable = address.isNull() || address == QHostAddress::AnyIPv4 || address == QHostAddress::AnyIPv6
+                          || address == QHostAddress::Any;
+    return unusable ? QString() : address.toString();
 }
 
 bool SocketAdapter::peerHasClosed() const

@@ -24,6 +24,7 @@ private slots:
     void listenAcceptAndStopListening();
     void acceptConnectionAlreadyClosedByPeer();
     void refusedConnection();
+    void anyAddressIsNoLocalIP();
     void closeDeliversLastSend();
 
 private:
@@ -216,6 +217,14 @@ void SocketAdapterTest::refusedConnection()
     QCOMPARE(adapter.state(), SocketState::Error);
     adapter.close();
     QCOMPARE(adapter.state(), SocketState::Closed);
+}
+
+void SocketAdapterTest::anyAddressIsNoLocalIP()
+{
+    SocketAdapter adapter;
+    QVERIFY(adapter.listen(QHostAddress::AnyIPv4));
+    QVERIFY(adapter.localPort() != 0);
+    QCOMPARE(adapter.localIP(), QString());
 }
 
 // A command sent just before closing (QUIT) still reaches the peer.
