@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace korvan::cli {
@@ -45,7 +46,13 @@ bool isFileProblem(const QString &text)
     return transferMessage && !text.endsWith(u" is successful.");
 }
 
-constexpr int kProgressWidth = 100; // characters, bar included
+// The progress line stays one character short of the terminal's width, so it never wraps.
+int progressWidth()
+{
+    winsize size = {};
+    const int columns = ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 20 ? size.ws_col : 80;
+    return columns - 1;
+}
 constexpr int kBarCells = 20;
 constexpr int kRedrawMs = 200;
 
@@ -198,8 +205,9 @@ QString TerminalUi::progressText() const
                 + speedParts.value(0) + u"  "_qs + speedParts.value(2) + u"  "_qs;
     }
     line += TerminalSafe(currentFile);
-    if (line.size() > kProgressWidth)
-        line = line.left(kProgressWidth - 3) + u"..."_qs;
+    const int width = progressWidth();
+    if (line.size() > width)
+        line = line.left(width - 3) + u"..."_qs;
     return line;
 }
 
