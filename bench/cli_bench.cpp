@@ -7,7 +7,9 @@
 //   big     a 1 GiB file: korvan get / put versus curl (MB/s, ratio korvan/curl;
 //           target >= 0.9)
 // Usage: cli_bench [many|listing|big]... (all three when none is named). Needs
-// root (vsftpd logs on a system user), lftp and curl.
+// root (vsftpd logs on a system user), lftp and curl. `cli_bench serve` only
+// starts the server, prints its URL and root and serves until standard input
+// closes (for profiling by hand).
 
 #include "servers/FtpServer.h"
 
@@ -211,6 +213,14 @@ int main(int argc, char *argv[])
         return 1;
     }
     Bench bench(server);
+    if (parts == QStringList{u"serve"_qs}) {
+        std::printf("%s\n%s\n", qPrintable(bench.url({})), qPrintable(bench.root()));
+        std::fflush(stdout);
+        QFile input;
+        input.open(stdin, QIODevice::ReadOnly);
+        input.readAll();
+        return 0;
+    }
     QTemporaryDir local;
     std::printf("vsftpd on 127.0.0.1:%u, passive, best of %d rounds\n", server.port(), kRounds);
     for (const QString &part : parts) {
