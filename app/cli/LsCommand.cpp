@@ -57,31 +57,50 @@ Columns columnWidths(const cFTPList &list, qint32 first, qint32 last)
     return widths;
 }
 
-QString longLine(const cFTPList &list, qint32 i, const Columns &widths)
+void appendBlanks(QString &text, qsizetype count)
 {
-    QString line = attributeText(list, i).leftJustified(widths.attr) + u' '
-                   + list.FileSize(i).rightJustified(widths.size) + u"  "_qs
-                   + list.FileDate(i).leftJustified(widths.date) + u"  "_qs + list.FileName(i);
-    if (list.IsLink(i))
-        line += u" -> "_qs + list.FileLink(i) + (list.IsFolder(i) ? u"/"_qs : QString());
-    return line;
+    if (count > 0)
+        text.resize(text.size() + count, u' ');
+}
+
+// Appended in place: a listing can have a hundred thousand lines.
+void appendLongLine(QString &text, const cFTPList &list, qint32 i, const Columns &widths, bool terminal)
+{
+    const QString attr = attributeText(list, i);
+    const QString size = list.FileSize(i);
+    const QString date = list.FileDate(i);
+    text += attr;
+    appendBlanks(text, widths.attr - attr.size() + 1 + widths.size - size.size());
+    text += size;
+    text += u"  ";
+    text += date;
+    appendBlanks(text, widths.date - date.size() + 2);
+    text += terminal ? TerminalSafe(list.FileName(i)) : list.FileName(i);
+    if (list.IsLink(i)) {
+        text += u" -> ";
+        text += terminal ? TerminalSafe(list.FileLink(i)) : list.FileLink(i);
+        if (list.IsFolder(i))
+            text += u'/';
+    }
+    text += u'\n';
 }
 
 // Entries first..last of the listing; names made safe when a terminal shows them.
 QByteArray entryLines(const cFTPList &list, qint32 first, qint32 last, bool json)
 {
-    const bool terminal = ::isatty(STDOUT_FILENO) == 1;
-    const Columns widths = columnWidths(list, first, last);
-    QByteArray out;
-    for (qint32 i = first; i <= last; ++i) {
-        if (json) {
+    if (json) {
+        QByteArray out;
+        for (qint32 i = first; i <= last; ++i)
             out += EntryJsonLine(list, i);
-            continue;
-        }
-        const QString line = longLine(list, i, widths);
-        out += (terminal ? TerminalSafe(line) : line).toUtf8() + '\n';
+        return out;
     }
-    return out;
+    const Columns widths = columnWidths(list, first, last);
+    QString text;
+    text.reserve((last - first + 1) * (widths.attr + widths.size + widths.date + 24));
+    const bool terminal = ::isatty(STDOUT_FILENO) == 1;
+    for (qint32 i = first; i <= last; ++i)
+        appendLongLine(text, list, i, widths, terminal);
+    return text.toUtf8();
 }
 
 int list(const QStringList &arguments)

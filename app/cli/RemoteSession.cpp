@@ -87,17 +87,16 @@ CliError RemoteSession::logOnError(const FtpUrl &url) const
     const QString server = url.hostAndPort();
     const QString lastCommand = ftp->sLastCommand.section(u' ', 0, 0);
     const QString reply = ftp->sLastReply.trimmed();
+    const QString waited = QString::number(options.waitSeconds) + (options.waitSeconds == 1 ? u" second"_qs : u" seconds"_qs);
     // Socket errors are logged as "<number> : <description>".
     const QString socketError = ui.lastError().section(u" : "_qs, 1);
     if (lastCommand.isEmpty()) {
-        const QString reason = ui.timedOut() ? u"no greeting within "_qs + QString::number(options.waitSeconds)
-                                                   + u" seconds"_qs
-                                             : socketError.isEmpty() ? ui.lastError() : socketError;
+        const QString reason = ui.timedOut()             ? u"no greeting within "_qs + waited
+                               : socketError.isEmpty() ? ui.lastError()
+                                                       : socketError;
         return {ExitCannotConnect, u"cannot connect to "_qs + server + u": "_qs + reason};
     }
-    const QString why = ui.timedOut() ? u"no reply within "_qs + QString::number(options.waitSeconds) + u" seconds"_qs
-                        : reply.isEmpty() ? ui.lastError()
-                                          : reply;
+    const QString why = ui.timedOut() ? u"no reply within "_qs + waited : reply.isEmpty() ? ui.lastError() : reply;
     if (lastCommand == u"USER" || lastCommand == u"PASS")
         return {ExitLogOnRefused, u"log-on refused by "_qs + server + u" for user '"_qs + url.user + u"': "_qs + why};
     return {ExitFailure, u"log-on to "_qs + server + u" failed at "_qs + lastCommand + u": "_qs + why};

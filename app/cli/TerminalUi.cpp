@@ -2,8 +2,6 @@
 
 #include "transfer/ProgressTick.h"
 
-#include <QRegularExpression>
-
 #include <csignal>
 #include <cstdio>
 #include <sys/ioctl.h>
@@ -118,13 +116,15 @@ void TerminalUi::messageBox(const QString &text)
 
 void TerminalUi::setStatusText(StatusPane pane, const QString &text)
 {
-    // "Downloading 'a/b.txt'..." names the file the progress line shows.
-    static const QRegularExpression fileStatus(u"^(?:Downloading|Uploading) '(.*)'\\.\\.\\.$"_qs);
-    if (pane != StatusPane::Main)
+    // "Downloading 'a/b.txt'..." names the file the progress line shows. Cheap
+    // tests only: a listing sets a status text for each of its entries.
+    static constexpr QStringView kEnd = u"'...";
+    if (pane != StatusPane::Main || !text.endsWith(kEnd))
         return;
-    const QRegularExpressionMatch match = fileStatus.match(text);
-    if (match.hasMatch())
-        currentFile = match.captured(1);
+    for (const QStringView verb : {QStringView(u"Downloading '"), QStringView(u"Uploading '")}) {
+        if (text.startsWith(verb))
+            currentFile = text.mid(verb.size(), text.size() - verb.size() - kEnd.size());
+    }
 }
 
 void TerminalUi::logLine(LogColour lineColour, const QString &text)
