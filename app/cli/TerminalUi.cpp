@@ -160,21 +160,21 @@ void TerminalUi::progressSetCaption(const QString &text)
 
 void TerminalUi::progressSetPrg1(double value, double maximum)
 {
-    // A new batch amount means the running file is counted in it now.
-    if (value >= 0) {
-        bar1Value = value;
-        bar2Value = 0;
-    }
+    if (value >= 0)
+        fileValue = value;
     if (maximum >= 0)
-        bar1Maximum = maximum;
+        fileMaximum = maximum;
 }
 
 void TerminalUi::progressSetPrg2(double value, double maximum)
 {
-    if (value >= 0)
-        bar2Value = value;
+    // A new batch amount means the running file is counted in it now.
+    if (value >= 0) {
+        batchValue = value;
+        fileValue = 0;
+    }
     if (maximum >= 0)
-        bar2Maximum = maximum;
+        batchMaximum = maximum;
 }
 
 void TerminalUi::unloadProgress()
@@ -193,11 +193,11 @@ void TerminalUi::endProgress()
 // bytes of the running one, against the batch total.
 QString TerminalUi::progressText() const
 {
-    const double done = qMin(bar1Value + bar2Value, bar1Maximum);
-    const double fraction = bar1Maximum > 0 ? done / bar1Maximum : 0;
+    const double done = qMin(batchValue + fileValue, batchMaximum);
+    const double fraction = batchMaximum > 0 ? done / batchMaximum : 0;
     const int filled = int(fraction * kBarCells);
     QString line = u'[' + QString(filled, u'#') + QString(kBarCells - filled, u'.') + u"] "_qs;
-    const ProgressSnapshot snapshot{done, bar1Maximum, done, bar1Maximum, double(sinceCaption.elapsed()) / 1000,
+    const ProgressSnapshot snapshot{done, batchMaximum, done, batchMaximum, double(sinceCaption.elapsed()) / 1000,
                                     caption};
     if (const std::optional<ProgressTexts> tick = ComputeProgressTick(snapshot)) {
         const QStringList speedParts = tick->speedText.split(u"  "_qs);

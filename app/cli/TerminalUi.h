@@ -69,7 +69,8 @@ private:
     // Progress dialog state.
     QString caption;
     QString currentFile;
-    double bar1Value = 0, bar1Maximum = 0, bar2Value = 0, bar2Maximum = 0;
+    double fileValue = 0, fileMaximum = 0;   // bar 1: the running file
+    double batchValue = 0, batchMaximum = 0; // bar 2: the whole batch, finished files only
     QElapsedTimer sinceCaption;
     QTimer redraw;
     bool progressShown = false;

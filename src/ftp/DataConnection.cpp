@@ -76,6 +76,7 @@ void FtpSession::beginTransfer(const QString &localPath, const QString &remotePa
     sTransferRemotePath = remotePath;
     nTransferSize = size;
     nBytesReceived = 0;
+    nAnnouncedSize = -1;
     nBytesSent = 0;
     nTransferResult = TransferResult::Running;
     transferFile.setFileName(localPath);
@@ -118,8 +119,10 @@ void FtpSession::onTransferStarting(const QString &line)
     if (nDataMode != DataMode::Download || !lastCommandIs(u"RETR"_qs))
         return;
     const qint64 size = ParseTransferSize(line);
-    if (size >= 0)
-        ui.progressSetPrg2(-1, double(size));
+    if (size < 0)
+        return;
+    nAnnouncedSize = size;
+    ui.progressSetPrg1(-1, double(size));
 }
 
 // ---- data socket events -------------------------------------------------------------
@@ -172,7 +175,7 @@ void FtpSession::writeDownloadData(qint64 bytesTotal)
         return;
     }
     nBytesReceived = transferFile.size();
-    ui.progressSetPrg2(double(nBytesReceived), -1);
+    ui.progressSetPrg1(double(nBytesReceived), -1);
 }
 
 // ---- upload -------------------------------------------------------------------------
@@ -199,7 +202,7 @@ void FtpSession::sendNextBlock()
             CloseWinsock2();
             return;
         }
-        ui.progressSetPrg2(0, double(nTransferSize));
+        ui.progressSetPrg1(0, double(nTransferSize));
     }
     const qint64 block = qMin(nTransferSize - nBytesSent, kUploadBlockSize);
     if (!transferFile.isOpen() && !transferFile.open(QIODevice::ReadOnly)) {
@@ -230,7 +233,7 @@ void FtpSession::onDataSendProgress(qint64 bytesSent, qint64)
     if (nDataMode != DataMode::Upload)
         return;
     nBytesSent += bytesSent;
-    ui.progressSetPrg2(double(nBytesSent), -1);
+    ui.progressSetPrg1(double(nBytesSent), -1);
 }
 
 void FtpSession::onDataSendComplete()

@@ -59,6 +59,7 @@ public:
     QString sTransferLocalPath;
     qint64 nTransferSize = 0;
     qint64 nBytesReceived = 0;
+    qint64 nAnnouncedSize = -1;  // the size a "150" reply to RETR gave, -1 when none
     qint64 nBytesSent = 0;
     TransferResult nTransferResult = TransferResult::Running;
 

@@ -123,10 +123,12 @@ bool DownloadEngine::DownloadFile(const QString &remotePath, double size)
         QFile empty(localPath);
         return empty.open(QIODevice::WriteOnly);
     }
-    ui.progressSetPrg2(0, size);
+    ui.progressSetPrg1(0, size);
     const bool ok = session.RetrieveFile(remotePath, localPath, qint64(size));
-    // A transfer that ended early is a failed file, never a successful one.
-    if (session.nTransferResult == TransferResult::Succeeded && double(session.nBytesReceived) < size)
+    // A transfer that ended early is a failed file, never a successful one: short of
+    // the listing's size or of the size the server announced for it.
+    const double expected = qMax(size, double(session.nAnnouncedSize));
+    if (session.nTransferResult == TransferResult::Succeeded && double(session.nBytesReceived) < expected)
         session.nTransferResult = TransferResult::Failed;
     return ok && session.nTransferResult == TransferResult::Succeeded;
 }

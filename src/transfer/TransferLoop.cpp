@@ -68,7 +68,7 @@ bool TransferLoop::runItems(const QList<TransferItem> &items, const FileStep &tr
     for (const TransferItem &item : items)
         total += item.size;
     double done = 0;
-    ui.progressSetPrg1(0, total);
+    ui.progressSetPrg2(0, total);
     for (const TransferItem &item : items) {
         if (item.size == 0) {
             // Never transferred, never created: an empty file is only reported.
@@ -89,7 +89,7 @@ bool TransferLoop::runItems(const QList<TransferItem> &items, const FileStep &tr
             ++lastSummary.succeeded;
         }
         done += item.size;
-        ui.progressSetPrg1(done, -1);
+        ui.progressSetPrg2(done, -1);
     }
     return true;
 }

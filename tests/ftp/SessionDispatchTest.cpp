@@ -117,8 +117,11 @@ void SessionDispatchTest::transferSizeReachesProgress()
     session.ReplyLine("150 Opening BINARY mode data connection for big (1048576 bytes).\r\n");
     QCOMPARE(session.nReplyState, ReplyState::Waiting);
     QCOMPARE(ui.progress.isEmpty(), maximum < 0);
-    if (maximum >= 0)
+    QCOMPARE(session.nAnnouncedSize, qint64(maximum));
+    if (maximum >= 0) {
+        QCOMPARE(ui.progress.last().name, QString("SetPrg1")); // the running file's bar
         QCOMPARE(ui.progress.last().maximum, maximum);
+    }
 }
 
 void SessionDispatchTest::lineAssembler()

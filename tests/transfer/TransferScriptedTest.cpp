@@ -54,7 +54,7 @@ struct RecordingHost : TransferHost {
 };
 
 // How the second of three downloaded files goes wrong.
-enum class MiddleFault { Refused, Truncated, DataReset };
+enum class MiddleFault { Refused, Truncated, DataReset, ShortOfAnnounced };
 
 } // namespace
 
@@ -170,6 +170,7 @@ void TransferScriptedTest::failingFileInTheMiddle_data()
     QTest::newRow("RETR refused") << MiddleFault::Refused;
     QTest::newRow("fewer bytes than the listing said") << MiddleFault::Truncated;
     QTest::newRow("data connection reset") << MiddleFault::DataReset;
+    QTest::newRow("fewer bytes than the 150 reply said") << MiddleFault::ShortOfAnnounced;
 }
 
 void TransferScriptedTest::failingFileInTheMiddle()
@@ -184,6 +185,8 @@ void TransferScriptedTest::failingFileInTheMiddle()
         middle.reply("550 Permission denied\r\n");
     else if (fault == MiddleFault::Truncated)
         middle.reply("150 sending\r\n").sendData(1200).closeData().reply("226 done\r\n");
+    else if (fault == MiddleFault::ShortOfAnnounced) // more than the listing's 2,000, less than announced
+        middle.reply("150 sending b.bin (2500 bytes)\r\n").sendData(2200).closeData().reply("226 done\r\n");
     else
         middle.reply("150 sending\r\n").sendData(300).abortData().reply("426 Connection closed\r\n");
     server->expect("RETR c.bin").reply("150 sending\r\n").sendData(3000).closeData().reply("226 done\r\n");
@@ -205,7 +208,7 @@ void TransferScriptedTest::failingFileInTheMiddle()
     // The overall bar: the total first, then the bytes done after each file, the failed one included.
     QList<double> overall;
     for (const HeadlessUi::ProgressCall &call : ui->progress) {
-        if (call.name == "SetPrg1")
+        if (call.name == "SetPrg2")
             overall << (call.maximum >= 0 ? -call.maximum : call.value);
     }
     QCOMPARE(overall, (QList<double>{-6000, 1000, 3000, 6000}));
