@@ -1,11 +1,11 @@
 // The korvan program run as a user runs it, against real FTP servers on loopback:
 // what ls prints, the trees get and put leave on disk, and the exit status and
 // one-line error of each way a run can go wrong.
+#include "fixtures/ServerRows.h"
+#include "fixtures/TestFiles.h"
 #include "servers/FtpServer.h"
 
-#include <QCryptographicHash>
 #include <QDir>
-#include <QDirIterator>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -42,21 +42,6 @@ QString describeRun(const Run &run)
            + u"\nstderr:\n"_qs + QString::fromUtf8(run.err);
 }
 
-// Bytes that differ per file and position, so a swapped or shifted file shows.
-QByteArray contentOf(const QString &path, qint64 size)
-{
-    QByteArray bytes(size, Qt::Uninitialized);
-    const uint seed = qHash(path);
-    for (qint64 i = 0; i < size; ++i)
-        bytes[i] = char((i * 131 + seed + (i >> 9)) & 0xFF);
-    return bytes;
-}
-
-struct TreeFile {
-    QString path;
-    qint64 size;
-};
-
 // Nested folders, blanks in names, a file larger than one upload block; the
 // empty folder and the link are added by the test that needs them.
 const QList<TreeFile> kTree{
@@ -66,42 +51,6 @@ const QList<TreeFile> kTree{
     {"tree/nested/deeper/bottom.txt", 5},
     {"tree/folder with blank/inner.txt", 999},
 };
-
-bool writeTree(const QString &root, const QList<TreeFile> &files)
-{
-    for (const TreeFile &file : files) {
-        const QString path = root + u'/' + file.path;
-        QDir().mkpath(QFileInfo(path).path());
-        QFile out(path);
-        const QByteArray bytes = contentOf(file.path, file.size);
-        if (!out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size())
-            return false;
-    }
-    return true;
-}
-
-// Every file and folder below root: "folder/" or "file = size:sha1", one per line.
-QString treeOf(const QString &root)
-{
-    QMap<QString, QString> tree;
-    QDirIterator it(root, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        const QFileInfo info(it.next());
-        const QString relative = QDir(root).relativeFilePath(info.filePath());
-        if (info.isDir()) {
-            tree[relative + u'/'] = QString();
-            continue;
-        }
-        QFile file(info.filePath());
-        file.open(QIODevice::ReadOnly);
-        tree[relative] = QString::number(info.size()) + u':'
-                         + QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha1).toHex();
-    }
-    QStringList lines;
-    for (auto i = tree.cbegin(); i != tree.cend(); ++i)
-        lines << i.key() + (i.value().isEmpty() ? QString() : u" = "_qs + i.value());
-    return lines.join(u'\n');
-}
 
 QString urlOf(const FtpServer &server, const QString &password, const QString &path)
 {
@@ -121,25 +70,15 @@ quint16 closedPort()
     return probe.serverPort(); // nobody listens there once the probe is gone
 }
 
-void addServerRows(const QList<ServerKind> &kinds)
-{
-    QTest::addColumn<ServerKind>("kind");
-    QTest::addColumn<bool>("passive");
-    for (ServerKind kind : kinds) {
-        QTest::newRow(qPrintable(serverName(kind) + u" passive"_qs)) << kind << true;
-        QTest::newRow(qPrintable(serverName(kind) + u" active"_qs)) << kind << false;
-    }
-}
-
 } // namespace
 
 class CliServerTest : public QObject {
     Q_OBJECT
 
 private slots:
-    void listsFolder_data() { addServerRows({ServerKind::Pyftpdlib, ServerKind::Vsftpd}); }
+    void listsFolder_data() { addServerModeRows({ServerKind::Pyftpdlib, ServerKind::Vsftpd}); }
     void listsFolder();
-    void treesBothWays_data() { addServerRows(allServerKinds()); }
+    void treesBothWays_data() { addServerModeRows(); }
     void treesBothWays();
     void failures_data();
     void failures();
@@ -150,8 +89,7 @@ void CliServerTest::listsFolder()
     QFETCH(ServerKind, kind);
     QFETCH(bool, passive);
     FtpServer server(kind);
-    QString error;
-    QVERIFY2(server.start(&error), qPrintable(error));
+    START_OR_FAIL(server);
     QVERIFY(writeTree(server.rootDir(), kTree));
     QVERIFY(QFile::link(u"nested"_qs, server.rootDir() + u"/tree/link to nested"_qs));
     server.handOver();
@@ -202,8 +140,7 @@ void CliServerTest::treesBothWays()
     QFETCH(ServerKind, kind);
     QFETCH(bool, passive);
     FtpServer server(kind);
-    QString error;
-    QVERIFY2(server.start(&error), qPrintable(error));
+    START_OR_FAIL(server);
     QVERIFY(writeTree(server.rootDir(), kTree));
     QVERIFY(QDir().mkpath(server.rootDir() + u"/tree/empty"_qs));
     server.handOver();
@@ -213,7 +150,7 @@ void CliServerTest::treesBothWays()
     const QString into = local.filePath(u"new/down"_qs); // made by get
     const Run get = runKorvan({u"get"_qs, modeOption(passive), urlOf(server, server.password(), u"tree"_qs), into});
     QVERIFY2(get.exitCode == 0, qPrintable(describeRun(get)));
-    QCOMPARE(treeOf(into), treeOf(server.rootDir()));
+    QCOMPARE(describe(treeOf(into)), describe(treeOf(server.rootDir())));
     QVERIFY2(get.err.contains("5 files downloaded"), get.err.constData());
 
     // Up: the same tree, plus a dot-file (uploaded) and a dot-folder (left out),
@@ -225,7 +162,7 @@ void CliServerTest::treesBothWays()
         runKorvan({u"put"_qs, modeOption(passive), into + u"/tree"_qs, urlOf(server, server.password(), u"in/"_qs)});
     QVERIFY2(put.exitCode == 0, qPrintable(describeRun(put)));
     QDir(into + u"/tree/.cache"_qs).removeRecursively();
-    QCOMPARE(treeOf(server.rootDir() + u"/in"_qs), treeOf(into));
+    QCOMPARE(describe(treeOf(server.rootDir() + u"/in"_qs)), describe(treeOf(into)));
 
     // And what went up comes down again byte-identical (a lone file this time).
     const Run again = runKorvan({u"get"_qs, modeOption(passive),
@@ -274,8 +211,7 @@ void CliServerTest::failures()
     QFETCH(QString, message);
     // vsftpd runs as the test's user, so a file only root may read fails for it.
     FtpServer server(ServerKind::Vsftpd);
-    QString error;
-    QVERIFY2(server.start(&error), qPrintable(error));
+    START_OR_FAIL(server);
     QVERIFY(writeTree(server.rootDir(), kTree + QList<TreeFile>{{u"tree/secret.bin"_qs, 100}}));
     server.handOver();
     QVERIFY(QFile::setPermissions(server.rootDir() + u"/tree/secret.bin"_qs, QFileDevice::Permissions()));

@@ -4,6 +4,8 @@
 
 #include "fixtures/HeadlessUi.h"
 #include "fixtures/ScriptedFtpServer.h"
+#include "fixtures/ScriptedSession.h"
+#include "fixtures/TestFiles.h"
 #include "ftp/FtpSession.h"
 #include "korvan/FtpSettings.h"
 
@@ -17,7 +19,7 @@
 #include <functional>
 
 using namespace korvan;
-using korvan::test::HeadlessUi;
+using namespace korvan::test;
 
 Q_DECLARE_METATYPE(korvan::ReplyState)
 
@@ -26,15 +28,7 @@ namespace {
 const QByteArray kListing = "drwxr-xr-x 2 ftp ftp 4096 Jan 15 10:20 pub\r\n"
                             "-rw-r--r-- 1 ftp ftp 1234 Jan 15 10:21 readme.txt\r\n";
 
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("missing");
-}
-
 } // namespace
-
-#define CHECK_NO_UI_FAILURES() QVERIFY2(ui->failures.isEmpty(), qPrintable(ui->failures.join('\n')))
 
 class SessionScriptedTest : public QObject {
     Q_OBJECT
@@ -74,7 +68,6 @@ private slots:
 
 private:
     bool logOn(bool passive = true);
-    void scriptLogOn(const QByteArray &userReply = "331 password please\r\n");
 
     std::unique_ptr<ScriptedFtpServer> server;
     std::unique_ptr<HeadlessUi> ui;
@@ -86,39 +79,21 @@ void SessionScriptedTest::init()
     server = std::make_unique<ScriptedFtpServer>();
     ui = std::make_unique<HeadlessUi>();
     session = std::make_unique<FtpSession>(*ui);
-    FtpSettings &settings = ftpSettings();
-    settings.sFTPServer = "127.0.0.1";
-    settings.nFTPPort = server->port();
-    settings.sFTPUser = "me";
-    settings.sFTPPassword = "pw";
-    settings.sFTPDir.clear();
-    settings.bPassive = true;
-    settings.nFTPWaitTime = 5;
+    pointSettingsAt(*server);
 }
 
 void SessionScriptedTest::cleanup()
 {
-    if (QTest::currentTestFailed()) {
-        qInfo().noquote() << "session log:\n" << ui->logText();
-        qInfo() << "server errors:" << server->errors();
-    }
+    reportIfFailed(*ui, *server);
     session.reset();
     ui.reset();
     server.reset();
 }
 
-void SessionScriptedTest::scriptLogOn(const QByteArray &userReply)
-{
-    server->expect("USER me").reply(userReply);
-    server->expect("PASS pw").reply("230 logged on\r\n");
-    server->expect("SYST").reply("215 UNIX Type: L8\r\n");
-    server->expect("PWD").reply("257 \"/\" is current\r\n");
-}
-
 bool SessionScriptedTest::logOn(bool passive)
 {
     ftpSettings().bPassive = passive;
-    scriptLogOn();
+    scriptLogOn(*server);
     return session->LogOn();
 }
 
@@ -240,7 +215,7 @@ void SessionScriptedTest::silentServer()
 
 void SessionScriptedTest::userAnswered230StillSendsPass()
 {
-    scriptLogOn("230 no password needed\r\n");
+    scriptLogOn(*server, "230 no password needed\r\n");
     QVERIFY(session->LogOn());
     QCOMPARE(server->commands(), (QByteArrayList{"USER me", "PASS pw", "SYST", "PWD"}));
     CHECK_NO_UI_FAILURES();

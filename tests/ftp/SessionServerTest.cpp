@@ -2,8 +2,8 @@
 // and active mode: log-on, the session commands, listings and files both ways.
 
 #include "fixtures/HeadlessUi.h"
+#include "fixtures/ServerRows.h"
 #include "ftp/FtpSession.h"
-#include "korvan/FtpSettings.h"
 #include "servers/FtpServer.h"
 #include "servers/RawFtpClient.h"
 
@@ -57,16 +57,6 @@ QByteArray fileDigest(const QString &path)
     return QByteArray::number(file.size()) + ":" + hash.result().toHex();
 }
 
-void addServerModeRows()
-{
-    QTest::addColumn<ServerKind>("kind");
-    QTest::addColumn<bool>("passive");
-    for (ServerKind kind : allServerKinds()) {
-        QTest::newRow(qPrintable(serverName(kind) + " passive")) << kind << true;
-        QTest::newRow(qPrintable(serverName(kind) + " active")) << kind << false;
-    }
-}
-
 // One server and one session on it, with the shared settings pointing there.
 struct Bench {
     explicit Bench(ServerKind kind) : server(kind), session(ui) {}
@@ -80,18 +70,7 @@ struct Bench {
     HeadlessUi ui;
     FtpSession session;
 
-    void configure(bool passive, const QString &password = {})
-    {
-        FtpSettings &settings = ftpSettings();
-        settings.sFTPServer = server.host();
-        settings.nFTPPort = server.port();
-        settings.sFTPUser = server.user();
-        settings.sFTPPassword = password.isEmpty() ? server.password() : password;
-        settings.sFTPDir.clear();
-        settings.bPassive = passive;
-        // Long enough for a slow server, short enough that a lost reply ends the test.
-        settings.nFTPWaitTime = 20;
-    }
+    void configure(bool passive, const QString &password = {}) { pointSettingsAt(server, passive, password); }
     QStringList commandsSent() const
     {
         QStringList commands = ui.logLines(LogColour::Blue);
@@ -103,8 +82,7 @@ struct Bench {
 
 #define START_BENCH(bench, passive)                                                               \
     do {                                                                                          \
-        QString startError;                                                                       \
-        QVERIFY2((bench).server.start(&startError), qPrintable(startError));                      \
+        START_OR_FAIL((bench).server);                                                            \
         (bench).configure(passive);                                                               \
     } while (false)
 
@@ -268,9 +246,7 @@ void SessionServerTest::transfers()
 
 void SessionServerTest::wrongPassword_data()
 {
-    QTest::addColumn<ServerKind>("kind");
-    for (ServerKind kind : allServerKinds())
-        QTest::newRow(qPrintable(serverName(kind))) << kind;
+    addServerRows();
 }
 
 void SessionServerTest::wrongPassword()
@@ -317,14 +293,9 @@ QTEST_GUILESS_MAIN(SessionServerTest)
 
 void SessionServerTest::latin1NameRoundTrip_data()
 {
-    QTest::addColumn<ServerKind>("kind");
-    QTest::addColumn<bool>("passive");
     // pyftpdlib lists a name that is not UTF-8 with "?" in place of its bytes, so
     // no client can reach such a file there.
-    for (ServerKind kind : {ServerKind::Vsftpd, ServerKind::Proftpd, ServerKind::PureFtpd}) {
-        QTest::newRow(qPrintable(serverName(kind) + " passive")) << kind << true;
-        QTest::newRow(qPrintable(serverName(kind) + " active")) << kind << false;
-    }
+    addServerModeRows({ServerKind::Vsftpd, ServerKind::Proftpd, ServerKind::PureFtpd});
 }
 
 // A name stored as Latin-1 bytes is listed, shown as Latin-1 and fetched back by

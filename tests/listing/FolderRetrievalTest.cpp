@@ -4,6 +4,7 @@
 
 #include "fixtures/HeadlessUi.h"
 #include "fixtures/ScriptedFtpServer.h"
+#include "fixtures/ScriptedSession.h"
 #include "ftp/FtpSession.h"
 #include "korvan/FtpSettings.h"
 #include "listing/FolderRetrieval.h"
@@ -14,28 +15,13 @@
 #include <memory>
 
 using namespace korvan;
-using korvan::test::HeadlessUi;
+using namespace korvan::test;
 
 namespace {
 
 const QString kGetting = "Getting List of Files and Folders. Wait a Second...";
 
-QByteArray unixLine(const QByteArray &attributes, qint64 size, const QByteArray &name)
-{
-    return attributes + " 1 ftp ftp " + QByteArray::number(size) + " Jan 15 10:20 " + name + "\r\n";
-}
-
-QStringList strings(const QByteArrayList &lines)
-{
-    QStringList result;
-    for (const QByteArray &line : lines)
-        result << QString::fromUtf8(line);
-    return result;
-}
-
 } // namespace
-
-#define CHECK_NO_UI_FAILURES() QVERIFY2(ui->failures.isEmpty(), qPrintable(ui->failures.join('\n')))
 
 class FolderRetrievalTest : public QObject {
     Q_OBJECT
@@ -56,8 +42,7 @@ private slots:
 
 private:
     void logOn(const QByteArray &home = "/", bool passive = true);
-    // Commands after the log-on, as sent.
-    QStringList commandsAfterLogOn() const { return strings(server->commands().mid(4)); }
+    QStringList commandsAfterLogOn() const { return korvan::test::commandsAfterLogOn(*server); }
 
     std::unique_ptr<ScriptedFtpServer> server;
     std::unique_ptr<HeadlessUi> ui;
@@ -71,21 +56,12 @@ void FolderRetrievalTest::init()
     ui = std::make_unique<HeadlessUi>();
     session = std::make_unique<FtpSession>(*ui);
     folders = std::make_unique<FolderRetrieval>(*session, *ui);
-    FtpSettings &settings = ftpSettings();
-    settings.sFTPServer = "127.0.0.1";
-    settings.nFTPPort = server->port();
-    settings.sFTPUser = "me";
-    settings.sFTPPassword = "pw";
-    settings.sFTPDir.clear();
-    settings.nFTPWaitTime = 5;
+    pointSettingsAt(*server);
 }
 
 void FolderRetrievalTest::cleanup()
 {
-    if (QTest::currentTestFailed()) {
-        qInfo().noquote() << "session log:\n" << ui->logText();
-        qInfo() << "server errors:" << server->errors();
-    }
+    reportIfFailed(*ui, *server);
     folders.reset();
     session.reset();
     ui.reset();
@@ -95,10 +71,7 @@ void FolderRetrievalTest::cleanup()
 void FolderRetrievalTest::logOn(const QByteArray &home, bool passive)
 {
     ftpSettings().bPassive = passive;
-    server->expect("USER me").reply("331 password please\r\n");
-    server->expect("PASS pw").reply("230 logged on\r\n");
-    server->expect("SYST").reply("215 UNIX Type: L8\r\n");
-    server->expect("PWD").reply("257 \"" + home + "\" is current\r\n");
+    scriptLogOn(*server, "331 password please\r\n", home);
     QVERIFY(session->LogOn());
     ui->mainStatus.clear();
 }

@@ -4,6 +4,7 @@
 
 #include <korvan/cFTPList.h>
 
+#include "fixtures/ServerRows.h"
 #include "servers/FtpServer.h"
 #include "servers/RawFtpClient.h"
 
@@ -244,14 +245,6 @@ private slots:
         QVERIFY2(listed.isValid(), qPrintable(list.FileDate(i)));
         // The server lists in its own time zone (proftpd in UTC): allow any offset.
         QVERIFY2(qAbs(listed.secsTo(QDateTime::currentDateTime())) < 15 * 3600, qPrintable(list.FileDate(i)));
-    }
-
-private:
-    static void addServerRows()
-    {
-        QTest::addColumn<ServerKind>("kind");
-        for (ServerKind kind : allServerKinds())
-            QTest::newRow(qPrintable(serverName(kind))) << kind;
     }
 };
 

@@ -2,6 +2,8 @@
 // wrong password, lists in passive and active mode, lets the user write, and
 // leaves nothing behind when stopped.
 
+#include "fixtures/ServerRows.h"
+#include "fixtures/TestFiles.h"
 #include "servers/FtpServer.h"
 #include "servers/RawFtpClient.h"
 
@@ -14,30 +16,6 @@
 #include <pwd.h>
 
 using namespace korvan::test;
-
-namespace {
-
-void addServerRows()
-{
-    QTest::addColumn<ServerKind>("kind");
-    for (ServerKind kind : allServerKinds())
-        QTest::newRow(qPrintable(serverName(kind))) << kind;
-}
-
-bool writeFile(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
-} // namespace
-
-// Starts the server or fails the calling test with the fixture's message.
-#define START_OR_FAIL(server)                                                                      \
-    do {                                                                                           \
-        QString startError;                                                                        \
-        QVERIFY2((server).start(&startError), qPrintable(startError));                             \
-    } while (false)
 
 #define CONNECT_AND_LOGIN(client, server)                                                          \
     do {                                                                                           \

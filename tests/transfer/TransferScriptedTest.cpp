@@ -5,6 +5,8 @@
 
 #include "fixtures/HeadlessUi.h"
 #include "fixtures/ScriptedFtpServer.h"
+#include "fixtures/ScriptedSession.h"
+#include "fixtures/TestFiles.h"
 #include "ftp/FtpSession.h"
 #include "korvan/FtpSettings.h"
 #include "listing/FolderRetrieval.h"
@@ -20,27 +22,9 @@
 #include <memory>
 
 using namespace korvan;
-using korvan::test::HeadlessUi;
+using namespace korvan::test;
 
 namespace {
-
-QByteArray unixLine(const QByteArray &attributes, qint64 size, const QByteArray &name)
-{
-    return attributes + " 1 ftp ftp " + QByteArray::number(size) + " Jan 15 10:20 " + name + "\r\n";
-}
-
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("missing");
-}
-
-bool writeFile(const QString &path, const QByteArray &bytes)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
 
 // Records what the engines ask of their caller beyond SessionUi.
 struct RecordingHost : TransferHost {
@@ -59,8 +43,6 @@ enum class MiddleFault { Refused, Truncated, DataReset, ShortOfAnnounced };
 } // namespace
 
 Q_DECLARE_METATYPE(MiddleFault)
-
-#define CHECK_NO_UI_FAILURES() QVERIFY2(ui->failures.isEmpty(), qPrintable(ui->failures.join('\n')))
 
 class TransferScriptedTest : public QObject {
     Q_OBJECT
@@ -108,21 +90,12 @@ void TransferScriptedTest::init()
     download = std::make_unique<DownloadEngine>(*session, *ui, *folders, host.get());
     upload = std::make_unique<UploadEngine>(*session, *ui, host.get());
     local = std::make_unique<QTemporaryDir>();
-    FtpSettings &settings = ftpSettings();
-    settings.sFTPServer = "127.0.0.1";
-    settings.nFTPPort = server->port();
-    settings.sFTPUser = "me";
-    settings.sFTPPassword = "pw";
-    settings.sFTPDir.clear();
-    settings.nFTPWaitTime = 5;
+    pointSettingsAt(*server);
 }
 
 void TransferScriptedTest::cleanup()
 {
-    if (QTest::currentTestFailed()) {
-        qInfo().noquote() << "session log:\n" << ui->logText();
-        qInfo() << "server errors:" << server->errors();
-    }
+    reportIfFailed(*ui, *server);
     upload.reset();
     download.reset();
     host.reset();
@@ -136,20 +109,14 @@ void TransferScriptedTest::cleanup()
 void TransferScriptedTest::logOn(bool passive, const QByteArray &home)
 {
     ftpSettings().bPassive = passive;
-    server->expect("USER me").reply("331 password please\r\n");
-    server->expect("PASS pw").reply("230 logged on\r\n");
-    server->expect("SYST").reply("215 UNIX Type: L8\r\n");
-    server->expect("PWD").reply("257 \"" + home + "\" is current\r\n");
+    scriptLogOn(*server, "331 password please\r\n", home);
     QVERIFY(session->LogOn());
     ui->mainStatus.clear();
 }
 
 QStringList TransferScriptedTest::commandsAfterLogOn() const
 {
-    QStringList result;
-    for (const QByteArray &line : server->commands().mid(4))
-        result << QString::fromUtf8(line);
-    return result;
+    return korvan::test::commandsAfterLogOn(*server);
 }
 
 QStringList TransferScriptedTest::fileMessages() const

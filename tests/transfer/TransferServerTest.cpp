@@ -4,17 +4,16 @@
 // byte for byte.
 
 #include "fixtures/HeadlessUi.h"
+#include "fixtures/ServerRows.h"
+#include "fixtures/TestFiles.h"
 #include "ftp/FtpSession.h"
-#include "korvan/FtpSettings.h"
 #include "listing/FolderRetrieval.h"
 #include "servers/FtpServer.h"
 #include "transfer/DownloadEngine.h"
 #include "transfer/TransferHost.h"
 #include "transfer/UploadEngine.h"
 
-#include <QCryptographicHash>
 #include <QDir>
-#include <QDirIterator>
 #include <QFile>
 #include <QMap>
 #include <QTemporaryDir>
@@ -26,11 +25,6 @@ using namespace korvan::test;
 namespace {
 
 // "name with blanks" uses single blanks: listings collapse runs of blanks.
-struct TreeFile {
-    QString path;
-    qint64 size;
-};
-
 const QList<TreeFile> kRemoteTree{
     {"tree/top.txt", 10},
     {"tree/zero.txt", 0},
@@ -51,86 +45,6 @@ const QList<TreeFile> kLocalTree{
     {"up/.hidden/skipped.txt", 9},
     {"up/sub/.cache/skipped.bin", 9},
 };
-
-// Bytes that differ per file and per position, so a swapped or shifted file shows.
-QByteArray contentOf(const QString &path, qint64 size)
-{
-    QByteArray bytes(size, Qt::Uninitialized);
-    const uint seed = qHash(path);
-    for (qint64 i = 0; i < size; ++i)
-        bytes[i] = char((i * 131 + seed + (i >> 10) * 7) & 0xFF);
-    return bytes;
-}
-
-bool writeTree(const QString &root, const QList<TreeFile> &files, const QStringList &emptyFolders = {})
-{
-    for (const QString &folder : emptyFolders) {
-        if (!QDir().mkpath(root + "/" + folder))
-            return false;
-    }
-    for (const TreeFile &file : files) {
-        const QString path = root + "/" + file.path;
-        QDir().mkpath(QFileInfo(path).path());
-        QFile out(path);
-        const QByteArray bytes = contentOf(file.path, file.size);
-        if (!out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size())
-            return false;
-    }
-    return true;
-}
-
-// Every file and folder below root (links not followed): "folder/" or "file:size:sha1".
-QMap<QString, QString> treeOf(const QString &root)
-{
-    QMap<QString, QString> tree;
-    QDirIterator it(root, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
-                    QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        it.next();
-        const QFileInfo info = it.fileInfo();
-        const QString relative = QDir(root).relativeFilePath(info.filePath());
-        if (info.isSymLink()) {
-            tree[relative] = "link";
-        } else if (info.isDir()) {
-            tree[relative + "/"] = "folder";
-        } else {
-            QFile file(info.filePath());
-            file.open(QIODevice::ReadOnly);
-            tree[relative] = QString::number(info.size()) + ":"
-                             + QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha1).toHex();
-        }
-    }
-    return tree;
-}
-
-// What a tree should look like: its files, their folders and the empty folders.
-QMap<QString, QString> expectedTree(const QList<TreeFile> &files, const QStringList &emptyFolders,
-                                    const std::function<bool(const TreeFile &)> &keep)
-{
-    QMap<QString, QString> tree;
-    auto addFolders = [&](QString path) {
-        for (qsizetype cut = path.indexOf('/'); cut > 0; cut = path.indexOf('/', cut + 1))
-            tree[path.left(cut) + "/"] = "folder";
-    };
-    for (const QString &folder : emptyFolders)
-        addFolders(folder + "/");
-    for (const TreeFile &file : files) {
-        if (!keep(file))
-            continue;
-        addFolders(file.path);
-        tree[file.path] = QString::number(file.size) + ":"
-                          + QCryptographicHash::hash(contentOf(file.path, file.size), QCryptographicHash::Sha1).toHex();
-    }
-    return tree;
-}
-
-QString describe(const QMap<QString, QString> &tree)
-{
-    QStringList lines;
-    for (auto it = tree.cbegin(); it != tree.cend(); ++it)
-        lines << it.key() + " = " + it.value();
-    return lines.join('\n');
-}
 
 struct CountingHost : TransferHost {
     int refreshes = 0;
@@ -170,12 +84,7 @@ private slots:
 
 void TransferServerTest::treesBothWays_data()
 {
-    QTest::addColumn<ServerKind>("kind");
-    QTest::addColumn<bool>("passive");
-    for (ServerKind kind : allServerKinds()) {
-        QTest::newRow(qPrintable(serverName(kind) + " passive")) << kind << true;
-        QTest::newRow(qPrintable(serverName(kind) + " active")) << kind << false;
-    }
+    addServerModeRows();
 }
 
 void TransferServerTest::treesBothWays()
@@ -183,21 +92,13 @@ void TransferServerTest::treesBothWays()
     QFETCH(ServerKind, kind);
     QFETCH(bool, passive);
     Bench bench(kind);
-    QString startError;
-    QVERIFY2(bench.server.start(&startError), qPrintable(startError));
+    START_OR_FAIL(bench.server);
     const QString root = bench.server.rootDir();
     QVERIFY(writeTree(root, kRemoteTree, kRemoteEmptyFolders));
     // A link to a folder: its contents belong to the folder it leads to.
     QVERIFY(QFile::link("nested", root + "/tree/link to nested"));
     bench.server.handOver();
-    FtpSettings &settings = ftpSettings();
-    settings.sFTPServer = bench.server.host();
-    settings.nFTPPort = bench.server.port();
-    settings.sFTPUser = bench.server.user();
-    settings.sFTPPassword = bench.server.password();
-    settings.sFTPDir.clear();
-    settings.bPassive = passive;
-    settings.nFTPWaitTime = 20;
+    pointSettingsAt(bench.server, passive);
     QVERIFY(bench.session.LogOn());
     QCOMPARE(bench.session.sCurrentDir, QString("/"));
 
