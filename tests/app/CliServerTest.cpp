@@ -1,6 +1,7 @@
 // The korvan program run as a user runs it, against real FTP servers on loopback:
 // what ls prints, the trees get and put leave on disk, and the exit status and
 // one-line error of each way a run can go wrong.
+#include "fixtures/KorvanProgram.h"
 #include "fixtures/ServerRows.h"
 #include "fixtures/TestFiles.h"
 #include "servers/FtpServer.h"
@@ -10,7 +11,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QMap>
-#include <QProcess>
 #include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
@@ -18,29 +18,6 @@
 using namespace korvan::test;
 
 namespace {
-
-struct Run {
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-Run runKorvan(const QStringList &arguments)
-{
-    QProcess process;
-    process.start(qEnvironmentVariable("KORVAN_BUILD_DIR") + u"/app/korvan"_qs, arguments);
-    process.closeWriteChannel();
-    if (!process.waitForFinished(120000))
-        process.kill();
-    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1, process.readAllStandardOutput(),
-            process.readAllStandardError()};
-}
-
-QString describeRun(const Run &run)
-{
-    return u"exit "_qs + QString::number(run.exitCode) + u"\nstdout:\n"_qs + QString::fromUtf8(run.out)
-           + u"\nstderr:\n"_qs + QString::fromUtf8(run.err);
-}
 
 // Nested folders, blanks in names, a file larger than one upload block; the
 // empty folder and the link are added by the test that needs them.
@@ -95,7 +72,7 @@ void CliServerTest::listsFolder()
     server.handOver();
     const QString url = urlOf(server, server.password(), u"tree/"_qs);
 
-    const Run plain = runKorvan({u"ls"_qs, modeOption(passive), url});
+    const KorvanRun plain = runKorvan({u"ls"_qs, modeOption(passive), url});
     QVERIFY2(plain.exitCode == 0, qPrintable(describeRun(plain)));
     const QStringList lines = QString::fromUtf8(plain.out).split(u'\n', Qt::SkipEmptyParts);
     QCOMPARE(lines.size(), 5);
@@ -113,7 +90,7 @@ void CliServerTest::listsFolder()
     QVERIFY(lineOf(u"folder with blank"_qs).startsWith(u'd'));
     QVERIFY2(lineOf(u"link to nested"_qs).endsWith(u"link to nested -> nested/"_qs), qPrintable(plain.out));
 
-    const Run json = runKorvan({u"ls"_qs, u"--json"_qs, modeOption(passive), url});
+    const KorvanRun json = runKorvan({u"ls"_qs, u"--json"_qs, modeOption(passive), url});
     QCOMPARE(json.exitCode, 0);
     QMap<QString, QJsonObject> entries;
     for (const QByteArray &line : json.out.split('\n')) {
@@ -129,7 +106,7 @@ void CliServerTest::listsFolder()
     QCOMPARE(entries[u"link to nested"_qs].value(u"bFolder").toBool(), true);
 
     // A URL that names a file lists that file alone.
-    const Run file = runKorvan({u"ls"_qs, modeOption(passive), urlOf(server, server.password(), u"tree/top.txt"_qs)});
+    const KorvanRun file = runKorvan({u"ls"_qs, modeOption(passive), urlOf(server, server.password(), u"tree/top.txt"_qs)});
     QCOMPARE(file.exitCode, 0);
     QCOMPARE(file.out.count('\n'), 1);
     QVERIFY(file.out.trimmed().endsWith("  top.txt"));
@@ -148,7 +125,7 @@ void CliServerTest::treesBothWays()
     // Down: the server's tree under the folder's own name, byte for byte.
     QTemporaryDir local;
     const QString into = local.filePath(u"new/down"_qs); // made by get
-    const Run get = runKorvan({u"get"_qs, modeOption(passive), urlOf(server, server.password(), u"tree"_qs), into});
+    const KorvanRun get = runKorvan({u"get"_qs, modeOption(passive), urlOf(server, server.password(), u"tree"_qs), into});
     QVERIFY2(get.exitCode == 0, qPrintable(describeRun(get)));
     QCOMPARE(describe(treeOf(into)), describe(treeOf(server.rootDir())));
     QVERIFY2(get.err.contains("5 files downloaded"), get.err.constData());
@@ -158,14 +135,14 @@ void CliServerTest::treesBothWays()
     QVERIFY(writeTree(into, {{u"tree/.dotfile"_qs, 77}, {u"tree/.cache/skipped.bin"_qs, 9}}));
     QVERIFY(QDir().mkpath(server.rootDir() + u"/in"_qs));
     server.handOver(server.rootDir() + u"/in"_qs);
-    const Run put =
+    const KorvanRun put =
         runKorvan({u"put"_qs, modeOption(passive), into + u"/tree"_qs, urlOf(server, server.password(), u"in/"_qs)});
     QVERIFY2(put.exitCode == 0, qPrintable(describeRun(put)));
     QDir(into + u"/tree/.cache"_qs).removeRecursively();
     QCOMPARE(describe(treeOf(server.rootDir() + u"/in"_qs)), describe(treeOf(into)));
 
     // And what went up comes down again byte-identical (a lone file this time).
-    const Run again = runKorvan({u"get"_qs, modeOption(passive),
+    const KorvanRun again = runKorvan({u"get"_qs, modeOption(passive),
                               urlOf(server, server.password(), u"in/tree/nested/middle.bin"_qs), local.path()});
     QVERIFY2(again.exitCode == 0, qPrintable(describeRun(again)));
     QFile middle(local.filePath(u"middle.bin"_qs));
@@ -223,7 +200,7 @@ void CliServerTest::failures()
             .replace(u"{local}"_qs, local.path());
     }
 
-    const Run run = runKorvan(arguments);
+    const KorvanRun run = runKorvan(arguments);
     QVERIFY2(run.exitCode == exitCode, qPrintable(describeRun(run)));
     QVERIFY2(QString::fromUtf8(run.err).contains(message), qPrintable(describeRun(run)));
     QVERIFY(run.out.isEmpty());

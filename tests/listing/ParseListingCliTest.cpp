@@ -1,9 +1,11 @@
 // The korvan program's parse-listing command, run as a user runs it: samples and
 // odd input on standard input, JSON lines out.
+#include "fixtures/KorvanProgram.h"
+
 #include <QDate>
+#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QTest>
 
 namespace {
@@ -11,33 +13,9 @@ namespace {
 const QStringList kKeys = {u"FileName"_qs, u"FileSize"_qs, u"FileAttr"_qs, u"FileLink"_qs,
                            u"FileDate"_qs, u"bFolder"_qs,  u"IsLink"_qs,   u"Path"_qs};
 
-QString program()
-{
-    return qEnvironmentVariable("KORVAN_BUILD_DIR") + u"/app/korvan"_qs;
-}
-
 QString sample(const char *name)
 {
     return qEnvironmentVariable("KORVAN_SOURCE_DIR") + u"/app/samples/"_qs + QString::fromLatin1(name);
-}
-
-struct Run {
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-Run run(const QStringList &arguments, const QByteArray &input)
-{
-    QProcess process;
-    process.start(program(), arguments);
-    if (!process.waitForStarted())
-        return {};
-    process.write(input);
-    process.closeWriteChannel();
-    process.waitForFinished(30000);
-    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1, process.readAllStandardOutput(),
-            process.readAllStandardError()};
 }
 
 QByteArray fileBytes(const QString &path)
@@ -81,6 +59,8 @@ QStringList names(const QByteArray &out)
 
 } // namespace
 
+using namespace korvan::test;
+
 class ParseListingCliTest : public QObject {
     Q_OBJECT
 private slots:
@@ -123,7 +103,7 @@ void ParseListingCliTest::samples()
     const QByteArray input = fileBytes(file);
     QVERIFY2(!input.isEmpty(), qPrintable(file));
     QVERIFY2(!input.contains('\r'), "samples are plain LF text files");
-    const Run result = run({u"parse-listing"_qs, u"--folder"_qs, u"/pub/"_qs}, input);
+    const KorvanRun result = runKorvan({u"parse-listing"_qs, u"--folder"_qs, u"/pub/"_qs}, input);
     QCOMPARE(result.exitCode, 0);
     QCOMPARE(result.err, QByteArray());
     QCOMPARE(names(result.out), expectedNames);
@@ -170,7 +150,7 @@ void ParseListingCliTest::standardInput()
     QFETCH(QStringList, expectedNames);
     QFETCH(QString, expectedLastPath);
 
-    const Run result = run(arguments, input);
+    const KorvanRun result = runKorvan(arguments, input);
     QCOMPARE(result.exitCode, 0);
     QCOMPARE(names(result.out), expectedNames);
     const QList<QByteArray> lines = outputLines(result.out);
@@ -203,7 +183,7 @@ void ParseListingCliTest::usage()
     QFETCH(QByteArray, expectedOut);
     QFETCH(QByteArray, expectedErr);
 
-    const Run result = run(arguments, "01-15-03 10:20AM 5 a\n");
+    const KorvanRun result = runKorvan(arguments, "01-15-03 10:20AM 5 a\n");
     QCOMPARE(result.exitCode, exitCode);
     QVERIFY2(result.out.contains(expectedOut), result.out.constData());
     if (expectedErr.isEmpty()) {
