@@ -135,8 +135,7 @@ void FolderRetrievalTest::secondCallServedFromCache()
     logOn();
     server->expect("TYPE A").reply("200 ascii\r\n");
     server->expect("PASV").passive();
-    server->expect("LIST /pub").reply("150 here\r\n").sendData(unixLine("-rw-r--r--", 5, "a.txt"))
-        .closeData().reply("226 done\r\n");
+    scriptListing(*server, "LIST /pub", unixLine("-rw-r--r--", 5, "a.txt"));
     QString first = "/pub";
     QVERIFY(folders->GetList(first));
     ui->mainStatus.clear();
@@ -151,8 +150,7 @@ void FolderRetrievalTest::secondCallServedFromCache()
     QVERIFY(!folders->cachedList("/pub/"));
     server->expect("TYPE A").reply("200 ascii\r\n");
     server->expect("PASV").passive();
-    server->expect("LIST /pub").reply("150 here\r\n").sendData(unixLine("-rw-r--r--", 6, "b.txt"))
-        .closeData().reply("226 done\r\n");
+    scriptListing(*server, "LIST /pub", unixLine("-rw-r--r--", 6, "b.txt"));
     QVERIFY(folders->GetList(second));
     QCOMPARE(folders->cachedList("/pub")->FileName(0), QString("b.txt"));
     QCOMPARE(server->commands().count("LIST /pub"), 2);
@@ -167,7 +165,7 @@ void FolderRetrievalTest::linksResolvedWithOneCwdEach()
                                + unixLine("lrwxrwxrwx", 5, "abs -> /srv/x");
     server->expect("TYPE A").reply("200 ascii\r\n");
     server->expect("PASV").passive();
-    server->expect("LIST /data").reply("150 here\r\n").sendData(listing).closeData().reply("226 done\r\n");
+    scriptListing(*server, "LIST /data", listing);
     server->expect("CWD /data/docs").reply("250 ok\r\n");
     server->expect("CWD /data/note").reply("550 Not a directory\r\n");
     server->expect("CWD /data/abs").reply("250 ok\r\n");
@@ -224,8 +222,7 @@ void FolderRetrievalTest::failingListCachesNothing()
         server->expect("CWD /no such").reply("550 No such folder\r\n");
     server->expect("CWD /no such").reply("250 ok\r\n");
     server->expect("LIST /gone").reply("550 No such folder\r\n");
-    server->expect("LIST").reply("150 here\r\n").sendData(unixLine("-rw-r--r--", 1, "x")).closeData()
-        .reply("226 done\r\n");
+    scriptListing(*server, "LIST", unixLine("-rw-r--r--", 1, "x"));
     server->expect("CWD /").reply("550 gone away\r\n");
 
     QString folder = folderName;
@@ -243,8 +240,7 @@ void FolderRetrievalTest::failingTypeACachesTheStaleBuffer()
     logOn();
     server->expect("TYPE A").reply("200 ascii\r\n");
     server->expect("PASV").passive();
-    server->expect("LIST /one").reply("150 here\r\n").sendData(unixLine("-rw-r--r--", 7, "stale.txt"))
-        .closeData().reply("226 done\r\n");
+    scriptListing(*server, "LIST /one", unixLine("-rw-r--r--", 7, "stale.txt"));
     server->expect("TYPE A").reply("500 not now\r\n");
     QString one = "/one";
     QVERIFY(folders->GetList(one));

@@ -253,11 +253,9 @@ void TransferScriptedTest::folderWhoseListingFails()
     server->expect("TYPE A").reply("200 ascii\r\n").repeat();
     server->expect("PASV").passive().repeat();
     server->expect("LIST /broken").reply("550 Permission denied\r\n");
-    server->expect("LIST /fine").reply("150 here\r\n")
-        .sendData(unixLine("-rw-r--r--", 500, "f.txt") + unixLine("drwxr-xr-x", 4096, "deep"))
-        .closeData().reply("226 done\r\n");
-    server->expect("LIST /fine/deep").reply("150 here\r\n").sendData(unixLine("-rw-r--r--", 700, "g.txt"))
-        .closeData().reply("226 done\r\n");
+    scriptListing(*server, "LIST /fine",
+                  unixLine("-rw-r--r--", 500, "f.txt") + unixLine("drwxr-xr-x", 4096, "deep"));
+    scriptListing(*server, "LIST /fine/deep", unixLine("-rw-r--r--", 700, "g.txt"));
     server->expect("TYPE I").reply("200 binary\r\n");
     server->expect("RETR fine/f.txt").reply("150 sending\r\n").sendData(500).closeData().reply("226 done\r\n");
     server->expect("RETR fine/deep/g.txt").reply("150 sending\r\n").sendData(700).closeData().reply("226 done\r\n");
@@ -384,8 +382,7 @@ void TransferScriptedTest::pathsBelowTheCurrentFolder()
     logOn(true, "/home/me");
     server->expect("TYPE A").reply("200 ascii\r\n");
     server->expect("PASV").passive().repeat();
-    server->expect("LIST /home/me/sub").reply("150 here\r\n").sendData(unixLine("-rw-r--r--", 40, "in sub.txt"))
-        .closeData().reply("226 done\r\n");
+    scriptListing(*server, "LIST /home/me/sub", unixLine("-rw-r--r--", 40, "in sub.txt"));
     server->expect("TYPE I").reply("200 binary\r\n");
     server->expect("RETR top.txt").reply("150 sending\r\n").sendData(5).closeData().reply("226 done\r\n");
     server->expect("RETR sub/in sub.txt").reply("150 sending\r\n").sendData(40).closeData().reply("226 done\r\n");
@@ -406,15 +403,13 @@ void TransferScriptedTest::linksIntoWalkedFoldersEndTheWalk()
     logOn();
     server->expect("TYPE A").reply("200 ascii\r\n").repeat();
     server->expect("PASV").passive().repeat();
-    server->expect("LIST /top").reply("150 here\r\n")
-        .sendData(unixLine("lrwxrwxrwx", 1, "here -> .") + unixLine("drwxr-xr-x", 4096, "sub")
-                  + unixLine("-rw-r--r--", 3, "t.txt"))
-        .closeData().reply("226 done\r\n");
+    scriptListing(*server, "LIST /top",
+                  unixLine("lrwxrwxrwx", 1, "here -> .") + unixLine("drwxr-xr-x", 4096, "sub")
+                      + unixLine("-rw-r--r--", 3, "t.txt"));
     server->expect("CWD /top/here").reply("250 ok\r\n");
     server->expect("CWD /").reply("250 ok\r\n").repeat();
-    server->expect("LIST /top/sub").reply("150 here\r\n")
-        .sendData(unixLine("lrwxrwxrwx", 2, "up -> ..") + unixLine("-rw-r--r--", 4, "s.txt"))
-        .closeData().reply("226 done\r\n");
+    scriptListing(*server, "LIST /top/sub",
+                  unixLine("lrwxrwxrwx", 2, "up -> ..") + unixLine("-rw-r--r--", 4, "s.txt"));
     server->expect("CWD /top/sub/up").reply("250 ok\r\n");
     server->expect("TYPE I").reply("200 binary\r\n");
     server->expect("RETR top/t.txt").reply("150 sending\r\n").sendData(3).closeData().reply("226 done\r\n");
@@ -438,9 +433,8 @@ void TransferScriptedTest::namesThatClimbOutOfTheLocalFolder()
     QVERIFY(QDir().mkpath(target));
     server->expect("TYPE A").reply("200 ascii\r\n").repeat();
     server->expect("PASV").passive().repeat();
-    server->expect("LIST /top").reply("150 here\r\n")
-        .sendData(unixLine("-rw-r--r--", 5, "x/../../../escape.txt") + unixLine("-rw-r--r--", 6, "fine.txt"))
-        .closeData().reply("226 done\r\n");
+    scriptListing(*server, "LIST /top",
+                  unixLine("-rw-r--r--", 5, "x/../../../escape.txt") + unixLine("-rw-r--r--", 6, "fine.txt"));
     server->expect("TYPE I").reply("200 binary\r\n");
     server->expect("RETR top/fine.txt").reply("150 sending\r\n").sendData(6).closeData().reply("226 done\r\n");
     QVERIFY(download->DownloadSelected(target, "/top/\r\n/x/../../out/"));
