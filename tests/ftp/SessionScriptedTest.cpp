@@ -9,7 +9,6 @@
 #include "ftp/FtpSession.h"
 #include "korvan/FtpSettings.h"
 
-#include <QFile>
 #include <QFileInfo>
 #include <QTcpServer>
 #include <QTemporaryDir>
@@ -377,9 +376,7 @@ void SessionScriptedTest::lateTransferReplyBelongsToItsTransfer()
 
     if (heldUntil == "STOR") {
         const QByteArray upload = ScriptedFtpServer::patternBytes(7, 100000);
-        QFile source(local.filePath("up.bin"));
-        QVERIFY(source.open(QIODevice::WriteOnly) && source.write(upload) == upload.size());
-        source.close();
+        QVERIFY(writeFile(local.filePath("up.bin"), upload));
         QVERIFY(session->StoreFile(local.filePath("up.bin"), "up.bin", upload.size()));
         QCOMPARE(session->sLastReply, QString("226 stored\r\n"));
         QCOMPARE(server->receivedData(), upload);
@@ -498,9 +495,7 @@ void SessionScriptedTest::activeUploadStartsWhenAccepted()
     server->expectPrefix("PORT ").rememberPortAddress().reply("200 PORT ok\r\n");
     server->expect("STOR up.bin").reply("150 go ahead\r\n").wait(200).openData().receiveData().reply("226 stored\r\n");
     const QByteArray upload = ScriptedFtpServer::patternBytes(3, 60000);
-    QFile source(local.filePath("up.bin"));
-    QVERIFY(source.open(QIODevice::WriteOnly) && source.write(upload) == upload.size());
-    source.close();
+    QVERIFY(writeFile(local.filePath("up.bin"), upload));
     QList<qint64> blocks;
     connect(session.get(), &FtpSession::uploadBlockSent, this, [&](qint64 bytes) { blocks << bytes; });
     QVERIFY(session->StoreFile(local.filePath("up.bin"), "up.bin", upload.size()));
