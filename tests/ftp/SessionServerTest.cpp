@@ -2,6 +2,7 @@
 // and active mode: log-on, the session commands, listings and files both ways.
 
 #include "fixtures/HeadlessUi.h"
+#include "fixtures/ServerBench.h"
 #include "fixtures/ServerRows.h"
 #include "ftp/FtpSession.h"
 #include "servers/FtpServer.h"
@@ -58,24 +59,10 @@ QByteArray fileDigest(const QString &path)
 }
 
 // One server and one session on it, with the shared settings pointing there.
-struct Bench {
-    explicit Bench(ServerKind kind) : server(kind), session(ui) {}
-    // KORVAN_TEST_LOG=1 prints the session log of every case, for diagnosis.
-    ~Bench()
-    {
-        if (qEnvironmentVariableIsSet("KORVAN_TEST_LOG"))
-            qInfo().noquote() << ui.logText();
-    }
-    FtpServer server;
-    HeadlessUi ui;
-    FtpSession session;
-
+struct Bench : ServerBench {
+    using ServerBench::ServerBench;
     void configure(bool passive, const QString &password = {}) { pointSettingsAt(server, passive, password); }
-    QStringList commandsSent() const
-    {
-        QStringList commands = ui.logLines(LogColour::Blue);
-        return commands;
-    }
+    QStringList commandsSent() const { return ui.logLines(LogColour::Blue); }
 };
 
 } // namespace

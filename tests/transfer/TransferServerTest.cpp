@@ -4,6 +4,7 @@
 // byte for byte.
 
 #include "fixtures/HeadlessUi.h"
+#include "fixtures/ServerBench.h"
 #include "fixtures/ServerRows.h"
 #include "fixtures/TestFiles.h"
 #include "ftp/FtpSession.h"
@@ -53,20 +54,11 @@ struct CountingHost : TransferHost {
     void refreshCurrentFolder() override { ++refreshes; }
 };
 
-struct Bench {
+struct Bench : ServerBench {
     explicit Bench(ServerKind kind)
-        : server(kind), session(ui), folders(session, ui), download(session, ui, folders, &host),
-          upload(session, ui, &host)
+        : ServerBench(kind), folders(session, ui), download(session, ui, folders, &host), upload(session, ui, &host)
     {
     }
-    ~Bench()
-    {
-        if (qEnvironmentVariableIsSet("KORVAN_TEST_LOG"))
-            qInfo().noquote() << ui.logText();
-    }
-    FtpServer server;
-    HeadlessUi ui;
-    FtpSession session;
     FolderRetrieval folders;
     CountingHost host;
     DownloadEngine download;
