@@ -9,7 +9,7 @@ CXX=clang++ cmake -S . -B fuzz-build -DKORVAN_FUZZ=ON >/dev/null
 cmake --build fuzz-build -j2 >/dev/null
 status=0
 for fuzzer in fuzz-build/fuzz/fuzz_*; do
-    [ -x "$fuzzer" ] || continue
+    [ -f "$fuzzer" ] && [ -x "$fuzzer" ] || continue  # not the automoc folders
     name=$(basename "$fuzzer")
     work=fuzz/corpus-work/$name
     mkdir -p "$work/corpus"
