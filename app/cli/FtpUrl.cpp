@@ -130,7 +130,7 @@ std::optional<FtpUrl> ParseFtpUrl(const QString &text, QString *error)
 
 QString FtpUrl::remotePath(const QString &home) const
 {
-    const QString base = home.endsWith(u'/') ? home : home + u'/';
+    const QString base = WithTrailingSlash(home);
     const QString joined = path.startsWith(u'/') ? path : base + path;
     // The helper always ends a path with "/"; only a folder the URL marks keeps it.
     const QString normalized = NormalizeRemotePath(joined);

@@ -27,11 +27,6 @@ double SizeTextValue(const QString &text)
     return ok && size > 0 ? size : 0;
 }
 
-QString WithTrailingSlash(const QString &folder)
-{
-    return folder.endsWith(u'/') ? folder : folder + u'/';
-}
-
 FolderRetrieval::FolderRetrieval(FtpSession &session, SessionUi &ui) : session(session), ui(ui) {}
 
 FolderRetrieval::~FolderRetrieval() = default;

@@ -50,9 +50,6 @@ private:
 // word that is no number counts as 0.
 double SizeTextValue(const QString &text);
 
-// "/" appended unless the path already ends with one.
-QString WithTrailingSlash(const QString &folder);
-
 // Sorting the file list folders first. A row's sort key for a column (1 = name,
 // 2 = size, 3.. = the other columns) is its tag ("0" folder, "1" file) followed by
 // the column's text; sizes are written with leading zeros to twelve digits

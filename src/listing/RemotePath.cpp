@@ -45,4 +45,9 @@ QString StripTrailingSlash(const QString &path)
     return path;
 }
 
+QString WithTrailingSlash(const QString &path)
+{
+    return path.endsWith(u'/') ? path : path + u'/';
+}
+
 } // namespace korvan

@@ -18,4 +18,7 @@ QString NormalizeRemotePath(const QString &path);
 // "/" -> "/", "/pub" -> "/pub".
 QString StripTrailingSlash(const QString &path);
 
+// Appends "/" unless the path already ends with one (local folders too).
+QString WithTrailingSlash(const QString &path);
+
 } // namespace korvan

@@ -5,6 +5,7 @@
 #include "ftp/FtpSession.h"
 #include "korvan/FtpSettings.h"
 #include "listing/FolderRetrieval.h"
+#include "listing/RemotePath.h"
 #include "shell/EventPump.h"
 #include "transfer/TransferHost.h"
 
@@ -22,7 +23,7 @@ DownloadEngine::DownloadEngine(FtpSession &session, SessionUi &ui, FolderRetriev
 
 void DownloadEngine::setLocalRoot(const QString &folder)
 {
-    sLocalRoot = folder.endsWith(u'/') ? folder : folder + u'/';
+    sLocalRoot = WithTrailingSlash(folder);
 }
 
 // Folders are cut by the length of the current folder whatever they begin with;

@@ -4,6 +4,7 @@
 
 #include "ftp/FtpSession.h"
 #include "korvan/FtpSettings.h"
+#include "listing/RemotePath.h"
 #include "transfer/TransferHost.h"
 
 #include <QDir>
@@ -34,7 +35,7 @@ UploadEngine::UploadEngine(FtpSession &session, SessionUi &ui, TransferHost *hos
 
 void UploadEngine::setLocalRoot(const QString &folder)
 {
-    sLocalRoot = folder.endsWith(u'/') ? folder : folder + u'/';
+    sLocalRoot = WithTrailingSlash(folder);
 }
 
 bool UploadEngine::UploadSelected(const QStringList &localPaths)

@@ -50,21 +50,23 @@ void RemotePathTest::normalize()
 void RemotePathTest::stripTrailingSlash_data()
 {
     QTest::addColumn<QString>("path");
-    QTest::addColumn<QString>("expected");
+    QTest::addColumn<QString>("stripped");
+    QTest::addColumn<QString>("withSlash");
 
-    QTest::newRow("root stays") << "/" << "/";
-    QTest::newRow("folder loses its slash") << "/pub/" << "/pub";
-    QTest::newRow("only one slash goes") << "/pub//" << "/pub/";
-    QTest::newRow("no slash unchanged") << "/pub" << "/pub";
-    QTest::newRow("empty unchanged") << "" << "";
-    QTest::newRow("relative") << "pub/" << "pub";
+    QTest::newRow("root stays") << "/" << "/" << "/";
+    QTest::newRow("folder loses its slash") << "/pub/" << "/pub" << "/pub/";
+    QTest::newRow("only one slash goes") << "/pub//" << "/pub/" << "/pub//";
+    QTest::newRow("no slash") << "/pub" << "/pub" << "/pub/";
+    QTest::newRow("empty") << "" << "" << "/";
+    QTest::newRow("relative") << "pub/" << "pub" << "pub/";
 }
 
+// The two trailing-slash helpers, one taking away and one adding.
 void RemotePathTest::stripTrailingSlash()
 {
     QFETCH(QString, path);
-    QFETCH(QString, expected);
-    QCOMPARE(StripTrailingSlash(path), expected);
+    QTEST(StripTrailingSlash(path), "stripped");
+    QTEST(korvan::WithTrailingSlash(path), "withSlash");
 }
 
 QTEST_APPLESS_MAIN(RemotePathTest)
