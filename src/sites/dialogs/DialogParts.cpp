@@ -1,0 +1,116 @@
+#include "sites/dialogs/DialogParts.h"
+
+#include "korvan/FtpSettings.h"
+#include "sites/ConnectRules.h"
+
+#include <QCheckBox>
+#include <QGridLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+
+namespace korvan::dialogParts {
+
+namespace {
+
+QString withoutMnemonic(QString caption)
+{
+    return caption.remove(QLatin1Char('&'));
+}
+
+void name(QWidget *widget, const QString &objectName, const QString &accessibleName)
+{
+    widget->setObjectName(objectName);
+    widget->setAccessibleName(accessibleName);
+}
+
+QLineEdit *textBox(QLabel *label, const QString &boxName)
+{
+    auto *box = new QLineEdit;
+    name(box, boxName, boxName);
+    box->setAccessibleDescription(withoutMnemonic(label->text()));
+    label->setBuddy(box);
+    return box;
+}
+
+QLabel *label(const QString &caption)
+{
+    auto *out = new QLabel(caption);
+    out->setAccessibleName(withoutMnemonic(caption));
+    return out;
+}
+
+} // namespace
+
+QPushButton *button(const QString &caption, const QString &objectName, QWidget *parent)
+{
+    auto *out = new QPushButton(caption, parent);
+    name(out, objectName, withoutMnemonic(caption));
+    out->setAutoDefault(false); // Enter is handled by the dialogs themselves
+    return out;
+}
+
+QCheckBox *checkBox(const QString &caption, const QString &objectName, QWidget *parent)
+{
+    auto *out = new QCheckBox(caption, parent);
+    name(out, objectName, withoutMnemonic(caption));
+    return out;
+}
+
+QLineEdit *addTextRow(QGridLayout *grid, int row, const QString &caption, const QString &boxName)
+{
+    QLabel *rowLabel = label(caption);
+    QLineEdit *box = textBox(rowLabel, boxName);
+    grid->addWidget(rowLabel, row, 0);
+    grid->addWidget(box, row, 1, 1, -1);
+    return box;
+}
+
+PortFields addPortRow(QGridLayout *grid, int row)
+{
+    QLabel *portLabel = label(QObject::tr("P&ort:"));
+    QLabel *waitLabel = label(QObject::tr("Wai&ting time (s):"));
+    const PortFields fields{textBox(portLabel, QStringLiteral("txtFTPPort")),
+                            textBox(waitLabel, QStringLiteral("txtFTPWaitTime"))};
+    const int width = fields.port->fontMetrics().horizontalAdvance(QStringLiteral("000000")) + 16;
+    for (QLineEdit *box : {fields.port, fields.waitTime}) {
+        box->setMaximumWidth(width);
+        box->setAlignment(Qt::AlignRight);
+    }
+    grid->addWidget(portLabel, row, 0);
+    grid->addWidget(fields.port, row, 1);
+    grid->addWidget(waitLabel, row, 2, Qt::AlignRight);
+    grid->addWidget(fields.waitTime, row, 3);
+    return fields;
+}
+
+void setPasswordMasked(QLineEdit *password, bool masked)
+{
+    password->setEchoMode(masked ? QLineEdit::Password : QLineEdit::Normal);
+    password->setStyleSheet(masked ? QStringLiteral("lineedit-password-character: 42;") : QString());
+}
+
+void applyAnonymousChoice(bool anonymous, QLineEdit *user, QLineEdit *password)
+{
+    if (anonymous) {
+        user->setText(QStringLiteral("anonymous"));
+        password->setText(sAnonPassword);
+        setPasswordMasked(password, false);
+        return;
+    }
+    if (connectRules::isAnonymousUser(user->text()))
+        user->clear();
+    password->clear();
+    setPasswordMasked(password, true);
+}
+
+void applyFontSetting(QWidget *dialog, const FtpSettings &settings)
+{
+    if (settings.sFontName.isEmpty())
+        return;
+    QFont font = dialog->font();
+    font.setFamily(settings.sFontName);
+    dialog->setFont(font);
+}
+
+} // namespace korvan::dialogParts

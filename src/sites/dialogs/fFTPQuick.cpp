@@ -1,0 +1,142 @@
+#include "sites/dialogs/fFTPQuick.h"
+
+#include "sites/ConnectRules.h"
+#include "sites/dialogs/DialogParts.h"
+
+#include <QCheckBox>
+#include <QDialogButtonBox>
+#include <QGridLayout>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace korvan {
+
+using namespace dialogParts;
+
+fFTPQuick::fFTPQuick(QWidget *parent, FtpSettings &settings) : QDialog(parent), settings_(settings)
+{
+    setObjectName(QStringLiteral("fFTPQuick"));
+    setWindowTitle(tr("Quick Connect"));
+    setAccessibleName(windowTitle());
+    buildControls();
+    Load();
+}
+
+void fFTPQuick::buildControls()
+{
+    auto *grid = new QGridLayout;
+    grid->setColumnStretch(1, 1);
+    const QString captions[] = {tr("&Server:"), tr("&User:"), tr("Pass&word:"), tr("&Remote folder:")};
+    for (int i = 0; i < 4; ++i) {
+        txtFTPAccount[i] = addTextRow(grid, i, captions[i], QStringLiteral("txtFTPAccount(%1)").arg(i));
+        connect(txtFTPAccount[i], &QLineEdit::textChanged, this, [this, i] { accountChanged(i); });
+    }
+    txtFTPAccount[Server]->setMinimumWidth(txtFTPAccount[Server]->fontMetrics().averageCharWidth() * 36);
+    const PortFields port = addPortRow(grid, 4);
+    txtFTPPort = port.port;
+    txtFTPWaitTime = port.waitTime;
+    for (QLineEdit *box : {txtFTPPort, txtFTPWaitTime})
+        connect(box, &QLineEdit::textChanged, this, &fFTPQuick::ValidateFields);
+
+    chkAnonymous = checkBox(tr("&Anonymous log-on"), QStringLiteral("chkAnonymous"), this);
+    chkFTPPassive = checkBox(tr("Pass&ive mode"), QStringLiteral("chkFTPPassive"), this);
+    connect(chkAnonymous, &QCheckBox::toggled, this,
+            [this](bool on) { applyAnonymousChoice(on, txtFTPAccount[User], txtFTPAccount[Password]); });
+    grid->addWidget(chkAnonymous, 5, 1, 1, -1);
+    grid->addWidget(chkFTPPassive, 6, 1, 1, -1);
+
+    auto *buttons = new QDialogButtonBox;
+    cmdConnect = button(tr("&Connect"), QStringLiteral("cmdConnect"), this);
+    cmdCancel = button(tr("Cancel"), QStringLiteral("cmdCancel"), this);
+    // Enter in any box acts as Connect, only while Connect is enabled.
+    cmdConnect->setDefault(true);
+    buttons->addButton(cmdConnect, QDialogButtonBox::AcceptRole);
+    buttons->addButton(cmdCancel, QDialogButtonBox::RejectRole);
+    connect(cmdConnect, &QPushButton::clicked, this, &fFTPQuick::cmdConnect_Click);
+    connect(cmdCancel, &QPushButton::clicked, this, &fFTPQuick::cmdCancel_Click);
+
+    auto *layout = new QVBoxLayout(this);
+    layout->addLayout(grid);
+    layout->addSpacing(6);
+    layout->addWidget(buttons);
+    layout->setSizeConstraint(QLayout::SetFixedSize);
+}
+
+void fFTPQuick::Load()
+{
+    for (QLineEdit *box : findChildren<QLineEdit *>())
+        box->clear();
+    // Cleared and set so the check box fills in the anonymous log-on; the
+    // settings overwrite it next.
+    chkAnonymous->setChecked(false);
+    chkAnonymous->setChecked(true);
+    txtFTPPort->setText(QString::number(settings_.nFTPPort));
+    txtFTPWaitTime->setText(QString::number(settings_.nFTPWaitTime));
+    txtFTPAccount[Server]->setText(settings_.sFTPServer);
+    txtFTPAccount[User]->setText(settings_.sFTPUser);
+    txtFTPAccount[Password]->setText(settings_.sFTPPassword);
+    txtFTPAccount[Folder]->setText(settings_.sFTPDir);
+    chkFTPPassive->setChecked(settings_.bPassive);
+    if (settings_.sFTPUser.isEmpty())
+        chkAnonymous->setChecked(true);
+    applyFontSetting(this, settings_);
+    txtFTPAccount[Server]->setFocus();
+}
+
+void fFTPQuick::accountChanged(int index)
+{
+    if (index == User)
+        chkAnonymous->setChecked(connectRules::isAnonymousUser(txtFTPAccount[User]->text()));
+    ValidateFields();
+}
+
+void fFTPQuick::ValidateFields()
+{
+    using connectRules::numericValue;
+    // A port or waiting time of 0 goes back to its default at once.
+    if (numericValue(txtFTPPort->text()) == 0.0)
+        txtFTPPort->setText(QStringLiteral("21"));
+    if (numericValue(txtFTPWaitTime->text()) == 0.0)
+        txtFTPWaitTime->setText(QStringLiteral("30"));
+    const auto port = numericValue(txtFTPPort->text());
+    const auto waitTime = numericValue(txtFTPWaitTime->text());
+    // A port or waiting time that is no number leaves Connect as it was.
+    if (!port || !waitTime)
+        return;
+    const QString server = txtFTPAccount[Server]->text();
+    cmdConnect->setEnabled(!txtFTPAccount[User]->text().isEmpty() && !txtFTPAccount[Password]->text().isEmpty()
+                           && connectRules::serverNameAccepted(server) && *port >= 1 && *waitTime > 0);
+}
+
+void fFTPQuick::cmdConnect_Click()
+{
+    settings_.sFTPServer = txtFTPAccount[Server]->text();
+    settings_.sFTPUser = txtFTPAccount[User]->text();
+    settings_.sFTPPassword = txtFTPAccount[Password]->text();
+    settings_.sFTPDir = txtFTPAccount[Folder]->text();
+    // Connect can be enabled with a port that is no number; the old value stays then.
+    settings_.nFTPPort = connectRules::integerValue(txtFTPPort->text()).value_or(settings_.nFTPPort);
+    settings_.nFTPWaitTime = connectRules::integerValue(txtFTPWaitTime->text()).value_or(settings_.nFTPWaitTime);
+    settings_.bPassive = chkFTPPassive->isChecked();
+    accept();
+}
+
+void fFTPQuick::cmdCancel_Click()
+{
+    bCanceled = true;
+    reject();
+}
+
+void fFTPQuick::keyPressEvent(QKeyEvent *event)
+{
+    // Escape cancels like the Cancel button; the close box does not (see the header).
+    if (event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier) {
+        cmdCancel->click();
+        return;
+    }
+    QDialog::keyPressEvent(event);
+}
+
+} // namespace korvan
