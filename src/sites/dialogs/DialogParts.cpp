@@ -5,11 +5,42 @@
 
 #include <QCheckBox>
 #include <QGridLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 
-namespace korvan::dialogParts {
+namespace korvan {
+
+void ConnectDialog::connectWith(const Fields &fields)
+{
+    settings_.sFTPServer = fields.server;
+    settings_.sFTPUser = fields.user;
+    settings_.sFTPPassword = fields.password;
+    settings_.sFTPDir = fields.folder;
+    settings_.nFTPPort = dialogParts::numberOr(fields.port, settings_.nFTPPort);
+    settings_.nFTPWaitTime = dialogParts::numberOr(fields.waitTime, settings_.nFTPWaitTime);
+    settings_.bPassive = fields.passive;
+    accept();
+}
+
+void ConnectDialog::cancel()
+{
+    bCanceled = true;
+    reject();
+}
+
+void ConnectDialog::keyPressEvent(QKeyEvent *event)
+{
+    // Escape is Cancel; only the close box closes without cancelling.
+    if (event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier) {
+        cancel();
+        return;
+    }
+    QDialog::keyPressEvent(event);
+}
+
+namespace dialogParts {
 
 namespace {
 
@@ -113,4 +144,11 @@ void applyFontSetting(QWidget *dialog, const FtpSettings &settings)
     dialog->setFont(font);
 }
 
-} // namespace korvan::dialogParts
+qint32 numberOr(const QString &text, qint32 previous)
+{
+    return connectRules::integerValue(text).value_or(previous);
+}
+
+} // namespace dialogParts
+
+} // namespace korvan

@@ -2,6 +2,9 @@
 // Pieces the site manager and the quick-connect dialog share: named controls,
 // the log-on field rows, the anonymous check box rule and password masking.
 
+#include "korvan/FtpSettings.h"
+
+#include <QDialog>
 #include <QString>
 
 class QCheckBox;
@@ -12,7 +15,33 @@ class QWidget;
 
 namespace korvan {
 
-struct FtpSettings;
+// What both connect dialogs share towards their caller: construct (that
+// loads the dialog), exec(), then read Canceled(), true only after Cancel or
+// Escape. Connect writes the shared settings and closes; the window's close
+// box closes leaving Canceled() false and the settings unchanged, a case the
+// caller has always had to tell apart by itself.
+class ConnectDialog : public QDialog {
+public:
+    bool Canceled() const { return bCanceled; }
+
+protected:
+    ConnectDialog(QWidget *parent, FtpSettings &settings) : QDialog(parent), settings_(settings) {}
+
+    struct Fields {
+        QString server, user, password, folder, port, waitTime;
+        bool passive = false;
+    };
+    // Connect: the fields into the settings, then close.
+    void connectWith(const Fields &fields);
+    // Cancel: remembered for the caller, then close.
+    void cancel();
+    void keyPressEvent(QKeyEvent *event) override;
+
+    FtpSettings &settings_;
+
+private:
+    bool bCanceled = false;
+};
 
 namespace dialogParts {
 
@@ -42,6 +71,11 @@ void applyAnonymousChoice(bool anonymous, QLineEdit *user, QLineEdit *password);
 
 // The host's font face (cPellam::SetFont) for the dialog and all its controls.
 void applyFontSetting(QWidget *dialog, const FtpSettings &settings);
+
+// Connect's rule on the numeric fields: a port or waiting time that is no
+// number can get past ValidateFields (it leaves Connect as it was), and then
+// keeps the setting's old value.
+qint32 numberOr(const QString &text, qint32 previous);
 
 } // namespace dialogParts
 

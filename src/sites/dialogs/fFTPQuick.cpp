@@ -6,7 +6,6 @@
 #include <QCheckBox>
 #include <QDialogButtonBox>
 #include <QGridLayout>
-#include <QKeyEvent>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QVBoxLayout>
@@ -15,7 +14,7 @@ namespace korvan {
 
 using namespace dialogParts;
 
-fFTPQuick::fFTPQuick(QWidget *parent, FtpSettings &settings) : QDialog(parent), settings_(settings)
+fFTPQuick::fFTPQuick(QWidget *parent, FtpSettings &settings) : ConnectDialog(parent, settings)
 {
     setObjectName(QStringLiteral("fFTPQuick"));
     setWindowTitle(tr("Quick Connect"));
@@ -55,7 +54,7 @@ void fFTPQuick::buildControls()
     buttons->addButton(cmdConnect, QDialogButtonBox::AcceptRole);
     buttons->addButton(cmdCancel, QDialogButtonBox::RejectRole);
     connect(cmdConnect, &QPushButton::clicked, this, &fFTPQuick::cmdConnect_Click);
-    connect(cmdCancel, &QPushButton::clicked, this, &fFTPQuick::cmdCancel_Click);
+    connect(cmdCancel, &QPushButton::clicked, this, &fFTPQuick::cancel);
 
     auto *layout = new QVBoxLayout(this);
     layout->addLayout(grid);
@@ -112,31 +111,8 @@ void fFTPQuick::ValidateFields()
 
 void fFTPQuick::cmdConnect_Click()
 {
-    settings_.sFTPServer = txtFTPAccount[Server]->text();
-    settings_.sFTPUser = txtFTPAccount[User]->text();
-    settings_.sFTPPassword = txtFTPAccount[Password]->text();
-    settings_.sFTPDir = txtFTPAccount[Folder]->text();
-    // Connect can be enabled with a port that is no number; the old value stays then.
-    settings_.nFTPPort = connectRules::integerValue(txtFTPPort->text()).value_or(settings_.nFTPPort);
-    settings_.nFTPWaitTime = connectRules::integerValue(txtFTPWaitTime->text()).value_or(settings_.nFTPWaitTime);
-    settings_.bPassive = chkFTPPassive->isChecked();
-    accept();
-}
-
-void fFTPQuick::cmdCancel_Click()
-{
-    bCanceled = true;
-    reject();
-}
-
-void fFTPQuick::keyPressEvent(QKeyEvent *event)
-{
-    // Escape cancels like the Cancel button; the close box does not (see the header).
-    if (event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier) {
-        cmdCancel->click();
-        return;
-    }
-    QDialog::keyPressEvent(event);
+    connectWith({txtFTPAccount[Server]->text(), txtFTPAccount[User]->text(), txtFTPAccount[Password]->text(),
+                 txtFTPAccount[Folder]->text(), txtFTPPort->text(), txtFTPWaitTime->text(), chkFTPPassive->isChecked()});
 }
 
 } // namespace korvan

@@ -4,14 +4,9 @@
 // password, remote folder, port, waiting time and the passive flag back and
 // closes. Nothing is stored.
 //
-// Use: construct (this loads it from the settings), exec(), then read
-// Canceled(): true after Cancel (or Escape). Closing it with the window's close
-// box leaves Canceled() false and the settings unchanged, as Connect's caller
-// has always had to tell apart by itself.
+// Use: see ConnectDialog.
 
-#include "korvan/FtpSettings.h"
-
-#include <QDialog>
+#include "sites/dialogs/DialogParts.h"
 
 #include <array>
 
@@ -21,17 +16,12 @@ class QPushButton;
 
 namespace korvan {
 
-class fFTPQuick : public QDialog {
+class fFTPQuick : public ConnectDialog {
     Q_OBJECT
 public:
     explicit fFTPQuick(QWidget *parent = nullptr, FtpSettings &settings = ftpSettings());
 
-    bool Canceled() const { return bCanceled; }
-
     enum Account { Server = 0, User = 1, Password = 2, Folder = 3 };
-
-protected:
-    void keyPressEvent(QKeyEvent *event) override;
 
 private:
     void buildControls();
@@ -39,10 +29,7 @@ private:
     void ValidateFields();
     void accountChanged(int index);
     void cmdConnect_Click();
-    void cmdCancel_Click();
 
-    FtpSettings &settings_;
-    bool bCanceled = false;
     std::array<QLineEdit *, 4> txtFTPAccount{};
     QLineEdit *txtFTPPort = nullptr;
     QLineEdit *txtFTPWaitTime = nullptr;
