@@ -93,25 +93,21 @@ QLineEdit *addTextRow(QGridLayout *grid, int row, const QString &caption, const 
     QLabel *rowLabel = label(caption);
     QLineEdit *box = textBox(rowLabel, boxName);
     grid->addWidget(rowLabel, row, 0);
-    grid->addWidget(box, row, 1, 1, -1);
+    grid->addWidget(box, row, 1);
     return box;
 }
 
-PortFields addPortRow(QGridLayout *grid, int row)
+PortFields addPortRows(QGridLayout *grid, int row)
 {
-    QLabel *portLabel = label(QObject::tr("P&ort:"));
-    QLabel *waitLabel = label(QObject::tr("Wai&ting time (s):"));
-    const PortFields fields{textBox(portLabel, QStringLiteral("txtFTPPort")),
-                            textBox(waitLabel, QStringLiteral("txtFTPWaitTime"))};
-    const int width = fields.port->fontMetrics().horizontalAdvance(QStringLiteral("000000")) + 16;
+    const PortFields fields{addTextRow(grid, row, QObject::tr("P&ort:"), QStringLiteral("txtFTPPort")),
+                            addTextRow(grid, row + 1, QObject::tr("Wai&ting time (s):"), QStringLiteral("txtFTPWaitTime"))};
+    // Short boxes for numbers, left-aligned under the text boxes.
+    const int width = fields.port->fontMetrics().horizontalAdvance(QStringLiteral("0000000")) + 12;
     for (QLineEdit *box : {fields.port, fields.waitTime}) {
-        box->setMaximumWidth(width);
+        box->setFixedWidth(width);
         box->setAlignment(Qt::AlignRight);
+        grid->setAlignment(box, Qt::AlignLeft);
     }
-    grid->addWidget(portLabel, row, 0);
-    grid->addWidget(fields.port, row, 1);
-    grid->addWidget(waitLabel, row, 2, Qt::AlignRight);
-    grid->addWidget(fields.waitTime, row, 3);
     return fields;
 }
 

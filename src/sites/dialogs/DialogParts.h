@@ -50,16 +50,16 @@ namespace dialogParts {
 QPushButton *button(const QString &caption, const QString &name, QWidget *parent);
 QCheckBox *checkBox(const QString &caption, const QString &name, QWidget *parent);
 
-// A label and a text box on `row` of `grid`, the box spanning the remaining
-// columns; the label's caption describes the box to assistive tools.
+// A label (column 0) and a text box (column 1) on `row` of `grid`; the
+// label's caption describes the box to assistive tools.
 QLineEdit *addTextRow(QGridLayout *grid, int row, const QString &caption, const QString &name);
 
 struct PortFields {
     QLineEdit *port;
     QLineEdit *waitTime;
 };
-// "Port" and "Waiting time" side by side on one row.
-PortFields addPortRow(QGridLayout *grid, int row);
+// "Port" on `row` and "Waiting time" on the next, as short boxes.
+PortFields addPortRows(QGridLayout *grid, int row);
 
 // Masked shows "*" for every character.
 void setPasswordMasked(QLineEdit *password, bool masked);

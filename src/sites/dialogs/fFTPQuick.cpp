@@ -33,7 +33,7 @@ void fFTPQuick::buildControls()
         connect(txtFTPAccount[i], &QLineEdit::textChanged, this, [this, i] { accountChanged(i); });
     }
     txtFTPAccount[Server]->setMinimumWidth(txtFTPAccount[Server]->fontMetrics().averageCharWidth() * 36);
-    const PortFields port = addPortRow(grid, 4);
+    const PortFields port = addPortRows(grid, 4);
     txtFTPPort = port.port;
     txtFTPWaitTime = port.waitTime;
     for (QLineEdit *box : {txtFTPPort, txtFTPWaitTime})
@@ -43,8 +43,8 @@ void fFTPQuick::buildControls()
     chkFTPPassive = checkBox(tr("Pass&ive mode"), QStringLiteral("chkFTPPassive"), this);
     connect(chkAnonymous, &QCheckBox::toggled, this,
             [this](bool on) { applyAnonymousChoice(on, txtFTPAccount[User], txtFTPAccount[Password]); });
-    grid->addWidget(chkAnonymous, 5, 1, 1, -1);
-    grid->addWidget(chkFTPPassive, 6, 1, 1, -1);
+    grid->addWidget(chkAnonymous, 6, 1);
+    grid->addWidget(chkFTPPassive, 7, 1);
 
     auto *buttons = new QDialogButtonBox;
     cmdConnect = button(tr("&Connect"), QStringLiteral("cmdConnect"), this);

@@ -83,7 +83,10 @@ void fFTPSites::buildControls()
     TV1->setAccessibleDescription(tr("FTP sites and folders"));
     TV1->setHeaderHidden(true);
     TV1->setUniformRowHeights(true);
-    TV1->setMinimumSize(240, 300);
+    TV1->setMinimumSize(270, 320);
+    // Long captions scroll rather than being cut short.
+    TV1->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    TV1->header()->setStretchLastSection(false);
     connect(TV1, &QTreeWidget::currentItemChanged, this, &fFTPSites::currentNodeChanged);
     connect(TV1, &QTreeWidget::itemCollapsed, this, &fFTPSites::nodeCollapsed);
 
@@ -134,13 +137,13 @@ QWidget *fFTPSites::buildFields()
     auto *fields = new QWidget;
     auto *grid = new QGridLayout(fields);
     grid->setContentsMargins(0, 0, 0, 0);
-    grid->setColumnStretch(3, 1);
+    grid->setColumnStretch(1, 1);
     txtFTPName = addTextRow(grid, 0, tr("Na&me:"), QStringLiteral("txtFTPName"));
     txtFTPServer = addTextRow(grid, 1, tr("Se&rver:"), QStringLiteral("txtFTPServer"));
     txtFTPUser = addTextRow(grid, 2, tr("&User:"), QStringLiteral("txtFTPUser"));
     txtFTPPassword = addTextRow(grid, 3, tr("Pass&word:"), QStringLiteral("txtFTPPassword"));
     txtFTPDir = addTextRow(grid, 4, tr("Remote fo&lder:"), QStringLiteral("txtFTPDir"));
-    const PortFields port = addPortRow(grid, 5);
+    const PortFields port = addPortRows(grid, 5);
     txtFTPPort = port.port;
     txtFTPWaitTime = port.waitTime;
     txtFTPServer->setMinimumWidth(txtFTPServer->fontMetrics().averageCharWidth() * 34);
@@ -151,9 +154,9 @@ QWidget *fFTPSites::buildFields()
     chkAnonymous = checkBox(tr("&Anonymous log-on"), QStringLiteral("chkAnonymous"), this);
     chkSavePassword = checkBox(tr("Sa&ve password"), QStringLiteral("chkSavePassword"), this);
     chkFTPPassive = checkBox(tr("Pass&ive mode"), QStringLiteral("chkFTPPassive"), this);
-    int row = 6;
+    int row = 7;
     for (QCheckBox *box : {chkAnonymous, chkSavePassword, chkFTPPassive})
-        grid->addWidget(box, row++, 1, 1, -1);
+        grid->addWidget(box, row++, 1);
     grid->setRowStretch(row, 1);
 
     connect(chkAnonymous, &QCheckBox::toggled, this,
