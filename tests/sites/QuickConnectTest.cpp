@@ -61,6 +61,7 @@ private slots:
     void enterKey();
     void closing_data();
     void closing();
+    void tabOrder();
 };
 
 void QuickConnectTest::opensFromSettings_data()
@@ -263,6 +264,22 @@ void QuickConnectTest::closing()
                           QString::number(settings.nFTPPort), QString::number(settings.nFTPWaitTime),
                           settings.bPassive ? u"passive"_qs : u"active"_qs}),
              expected);
+}
+
+void QuickConnectTest::tabOrder()
+{
+    FtpSettings settings = namedUser();
+    fFTPQuick dialog(nullptr, settings);
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowActive(&dialog));
+    QStringList visited{QApplication::focusWidget()->objectName()};
+    for (int i = 0; i < 10; ++i) {
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+        visited << QApplication::focusWidget()->objectName();
+    }
+    QCOMPARE(visited, QStringList({"txtFTPAccount(0)", "txtFTPAccount(1)", "txtFTPAccount(2)", "txtFTPAccount(3)",
+                                   "txtFTPPort", "txtFTPWaitTime", "chkAnonymous", "chkFTPPassive", "cmdConnect",
+                                   "cmdCancel", "txtFTPAccount(0)"}));
 }
 
 QTEST_MAIN(QuickConnectTest)

@@ -128,6 +128,7 @@ private slots:
     void closing_data();
     void closing();
     void help();
+    void tabOrder();
 
 private:
     std::unique_ptr<QTemporaryDir> dir_;
@@ -442,6 +443,27 @@ void SiteManagerTest::help()
     QTest::mouseClick(control<QPushButton>(dialog, "cmdHelp"), Qt::LeftButton);
     QCOMPARE(text, u"1. Passwords are stored as encrypted text for the password protection.\r\n"
                    "2. All FTP site details are stored in FTPSite.dat of the system folder.\r\n"_qs);
+}
+
+void SiteManagerTest::tabOrder()
+{
+    const Tree small = smallTree();
+    QVERIFY(mRwTreeView::save(storeFile_, small, small.front()));
+    fFTPSites dialog(nullptr, settings_, storeFile_);
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowActive(&dialog));
+    QCOMPARE(QApplication::focusWidget(), tree(dialog));
+    QTest::keyClick(tree(dialog), Qt::Key_Down); // to the first site, by keyboard
+    QCOMPARE(control(dialog, "txtFTPServer")->text(), u"anon.example.org"_qs);
+    QStringList visited{QApplication::focusWidget()->objectName()};
+    for (int i = 0; i < 18; ++i) {
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+        visited << QApplication::focusWidget()->objectName();
+    }
+    QCOMPARE(visited, QStringList({"TV1", "cmdSession(0)", "cmdSession(1)", "cmdSession(2)", "txtFTPName",
+                                   "txtFTPServer", "txtFTPUser", "txtFTPPassword", "txtFTPDir", "txtFTPPort",
+                                   "txtFTPWaitTime", "chkAnonymous", "chkSavePassword", "chkFTPPassive", "cmdSave",
+                                   "cmdConnect", "cmdCancel", "cmdHelp", "TV1"}));
 }
 
 QTEST_MAIN(SiteManagerTest)

@@ -111,6 +111,16 @@ PortFields addPortRows(QGridLayout *grid, int row)
     return fields;
 }
 
+void chainTabOrder(std::initializer_list<QWidget *> widgets)
+{
+    QWidget *previous = nullptr;
+    for (QWidget *widget : widgets) {
+        if (previous)
+            QWidget::setTabOrder(previous, widget);
+        previous = widget;
+    }
+}
+
 void setPasswordMasked(QLineEdit *password, bool masked)
 {
     password->setEchoMode(masked ? QLineEdit::Password : QLineEdit::Normal);

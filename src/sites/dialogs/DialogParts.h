@@ -7,6 +7,8 @@
 #include <QDialog>
 #include <QString>
 
+#include <initializer_list>
+
 class QCheckBox;
 class QGridLayout;
 class QLineEdit;
@@ -60,6 +62,9 @@ struct PortFields {
 };
 // "Port" on `row` and "Waiting time" on the next, as short boxes.
 PortFields addPortRows(QGridLayout *grid, int row);
+
+// Tab moves through `widgets` in this order.
+void chainTabOrder(std::initializer_list<QWidget *> widgets);
 
 // Masked shows "*" for every character.
 void setPasswordMasked(QLineEdit *password, bool masked);

@@ -61,6 +61,9 @@ void fFTPQuick::buildControls()
     layout->addSpacing(6);
     layout->addWidget(buttons);
     layout->setSizeConstraint(QLayout::SetFixedSize);
+
+    chainTabOrder({txtFTPAccount[Server], txtFTPAccount[User], txtFTPAccount[Password], txtFTPAccount[Folder],
+                   txtFTPPort, txtFTPWaitTime, chkAnonymous, chkFTPPassive, cmdConnect, cmdCancel});
 }
 
 void fFTPQuick::Load()

@@ -126,10 +126,9 @@ void fFTPSites::buildControls()
     layout->addSpacing(6);
     layout->addLayout(bottom);
 
-    setTabOrder(TV1, cmdSession[NewFolder]);
-    setTabOrder(cmdSession[NewFolder], cmdSession[NewSite]);
-    setTabOrder(cmdSession[NewSite], cmdSession[Delete]);
-    setTabOrder(cmdSession[Delete], txtFTPName);
+    chainTabOrder({TV1, cmdSession[NewFolder], cmdSession[NewSite], cmdSession[Delete], txtFTPName, txtFTPServer,
+                   txtFTPUser, txtFTPPassword, txtFTPDir, txtFTPPort, txtFTPWaitTime, chkAnonymous, chkSavePassword,
+                   chkFTPPassive, cmdSave, cmdConnect, cmdCancel, cmdHelp});
 }
 
 QWidget *fFTPSites::buildFields()
@@ -188,6 +187,7 @@ void fFTPSites::Load(const QString &storeFile)
     bSelectingFromCode = true;
     siteItems::fill(TV1, tree, images_);
     bSelectingFromCode = false;
+    TV1->setFocus();
     if (QTreeWidgetItem *first = TV1->topLevelItem(0))
         clickNode(first);
     else
