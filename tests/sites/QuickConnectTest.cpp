@@ -2,35 +2,21 @@
 // settings, the anonymous rules, when Connect is enabled, Enter, and what
 // Connect, Cancel, Escape and the close box leave in the settings.
 #include "sites/dialogs/fFTPQuick.h"
+#include "DialogDriving.h"
 
 #include <QCheckBox>
-#include <QDir>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
 
 using namespace korvan;
+using namespace dialogDriving;
 
 namespace {
 
-template <typename T = QLineEdit> T *control(QWidget &dialog, const char *name)
-{
-    T *found = dialog.findChild<T *>(QLatin1String(name));
-    if (!found)
-        qFatal("no control %s", name);
-    return found;
-}
-
 QLineEdit *account(QWidget &dialog, int index)
 {
-    return control(dialog, QStringLiteral("txtFTPAccount(%1)").arg(index).toLatin1().constData());
-}
-
-void type(QLineEdit *box, const QString &text)
-{
-    box->selectAll();
-    box->del();
-    QTest::keyClicks(box, text);
+    return control(dialog, QStringLiteral("txtFTPAccount(%1)").arg(index));
 }
 
 FtpSettings namedUser()
@@ -101,9 +87,7 @@ void QuickConnectTest::opensFromSettings()
     dialog.show();
     QVERIFY(QTest::qWaitForWindowActive(&dialog));
     QCOMPARE(QApplication::focusWidget(), account(dialog, fFTPQuick::Server));
-    QDir().mkpath(qEnvironmentVariable("KORVAN_BUILD_DIR") + u"/screenshots"_qs);
-    dialog.grab().save(qEnvironmentVariable("KORVAN_BUILD_DIR") + u"/screenshots/fFTPQuick-"_qs
-                       + QString::fromLatin1(QTest::currentDataTag()).replace(u' ', u'-').remove(u':') + u".png"_qs);
+    saveScreenshot(dialog, u"fFTPQuick-"_qs + QString::fromLatin1(QTest::currentDataTag()).replace(u' ', u'-').remove(u':'));
 }
 
 void QuickConnectTest::anonymousRules_data()
@@ -214,7 +198,7 @@ void QuickConnectTest::enterKey()
     fFTPQuick dialog(nullptr, settings);
     dialog.show();
     QVERIFY(QTest::qWaitForWindowActive(&dialog));
-    QLineEdit *target = control(dialog, box.toLatin1().constData());
+    QLineEdit *target = control(dialog, box);
     target->setFocus();
     QTest::keyClick(target, Qt::Key_Return);
 
@@ -224,14 +208,7 @@ void QuickConnectTest::enterKey()
 
 void QuickConnectTest::closing_data()
 {
-    QTest::addColumn<QString>("how");
-    QTest::addColumn<bool>("canceled");
-    QTest::addColumn<bool>("settingsWritten");
-
-    QTest::newRow("Connect") << "cmdConnect" << false << true;
-    QTest::newRow("Cancel") << "cmdCancel" << true << false;
-    QTest::newRow("Escape") << "escape" << true << false;
-    QTest::newRow("close box") << "close" << false << false;
+    closingRows();
 }
 
 void QuickConnectTest::closing()
@@ -247,23 +224,14 @@ void QuickConnectTest::closing()
     type(control(dialog, "txtFTPWaitTime"), u"12"_qs);
     QTest::mouseClick(control<QCheckBox>(dialog, "chkFTPPassive"), Qt::LeftButton, {}, QPoint(5, 5));
 
-    if (how == u"escape")
-        QTest::keyClick(&dialog, Qt::Key_Escape);
-    else if (how == u"close")
-        dialog.close();
-    else
-        QTest::mouseClick(control<QPushButton>(dialog, how.toLatin1().constData()), Qt::LeftButton);
+    closeBy(dialog, how);
 
     QVERIFY(!dialog.isVisible());
     QTEST(dialog.Canceled(), "canceled");
     QFETCH(bool, settingsWritten);
-    const QStringList expected = settingsWritten
-        ? QStringList{"ftp.other.net", "bob", "pw2", "/pub", "990", "12", "active"}
-        : QStringList{"ftp.example.org", "bob", "secret", "/pub", "2121", "45", "passive"};
-    QCOMPARE(QStringList({settings.sFTPServer, settings.sFTPUser, settings.sFTPPassword, settings.sFTPDir,
-                          QString::number(settings.nFTPPort), QString::number(settings.nFTPWaitTime),
-                          settings.bPassive ? u"passive"_qs : u"active"_qs}),
-             expected);
+    QCOMPARE(summary(settings), settingsWritten
+                                    ? QStringList({"ftp.other.net", "bob", "pw2", "/pub", "990", "12", "active"})
+                                    : QStringList({"ftp.example.org", "bob", "secret", "/pub", "2121", "45", "passive"}));
 }
 
 void QuickConnectTest::tabOrder()
@@ -272,12 +240,7 @@ void QuickConnectTest::tabOrder()
     fFTPQuick dialog(nullptr, settings);
     dialog.show();
     QVERIFY(QTest::qWaitForWindowActive(&dialog));
-    QStringList visited{QApplication::focusWidget()->objectName()};
-    for (int i = 0; i < 10; ++i) {
-        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
-        visited << QApplication::focusWidget()->objectName();
-    }
-    QCOMPARE(visited, QStringList({"txtFTPAccount(0)", "txtFTPAccount(1)", "txtFTPAccount(2)", "txtFTPAccount(3)",
+    QCOMPARE(tabWalk(10), QStringList({"txtFTPAccount(0)", "txtFTPAccount(1)", "txtFTPAccount(2)", "txtFTPAccount(3)",
                                    "txtFTPPort", "txtFTPWaitTime", "chkAnonymous", "chkFTPPassive", "cmdConnect",
                                    "cmdCancel", "txtFTPAccount(0)"}));
 }

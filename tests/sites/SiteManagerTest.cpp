@@ -2,11 +2,11 @@
 // shows, when Connect is enabled, New Folder / New Site / Delete, Save, and
 // what Connect, Cancel, Escape and the close box leave behind.
 #include "sites/dialogs/fFTPSites.h"
+#include "DialogDriving.h"
 #include "sites/mmEncrypt.h"
 
 #include <QApplication>
 #include <QCheckBox>
-#include <QDir>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -17,16 +17,9 @@
 #include <QTreeWidget>
 
 using namespace korvan;
+using namespace dialogDriving;
 
 namespace {
-
-template <typename T = QLineEdit> T *control(QWidget &dialog, const char *name)
-{
-    T *found = dialog.findChild<T *>(QLatin1String(name));
-    if (!found)
-        qFatal("no control %s", name);
-    return found;
-}
 
 QTreeWidget *tree(QWidget &dialog)
 {
@@ -57,24 +50,10 @@ void click(QWidget &dialog, const QString &caption)
     QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->visualItemRect(item).center());
 }
 
-void type(QLineEdit *box, const QString &text)
-{
-    box->selectAll();
-    box->del();
-    QTest::keyClicks(box, text);
-}
-
 QString currentCaption(QWidget &dialog)
 {
     QTreeWidgetItem *current = tree(dialog)->currentItem();
     return current ? current->text(0) : QString();
-}
-
-void saveScreenshot(QWidget &widget, const QString &name)
-{
-    const QString dir = qEnvironmentVariable("KORVAN_BUILD_DIR") + u"/screenshots"_qs;
-    QDir().mkpath(dir);
-    widget.grab().save(dir + u'/' + name + u".png"_qs);
 }
 
 TreeNode site(const QString &name, SiteRecord record)
@@ -306,7 +285,7 @@ void SiteManagerTest::session()
     QFETCH(QList<int>, buttons);
     click(dialog, select);
     for (const int index : buttons)
-        QTest::mouseClick(control<QPushButton>(dialog, QStringLiteral("cmdSession(%1)").arg(index).toLatin1().constData()),
+        QTest::mouseClick(control<QPushButton>(dialog, QStringLiteral("cmdSession(%1)").arg(index)),
                           Qt::LeftButton);
 
     QTEST(currentCaption(dialog), "current");
@@ -384,14 +363,7 @@ void SiteManagerTest::unkeptPasswordDroppedOnSave()
 
 void SiteManagerTest::closing_data()
 {
-    QTest::addColumn<QString>("how");
-    QTest::addColumn<bool>("canceled");
-    QTest::addColumn<bool>("settingsWritten");
-
-    QTest::newRow("Connect") << "cmdConnect" << false << true;
-    QTest::newRow("Cancel") << "cmdCancel" << true << false;
-    QTest::newRow("Escape") << "escape" << true << false;
-    QTest::newRow("close box") << "close" << false << false;
+    closingRows();
 }
 
 void SiteManagerTest::closing()
@@ -407,23 +379,14 @@ void SiteManagerTest::closing()
     click(dialog, u"Named"_qs);
     type(control(dialog, "txtFTPPassword"), u"typed"_qs);
 
-    if (how == u"escape")
-        QTest::keyClick(&dialog, Qt::Key_Escape);
-    else if (how == u"close")
-        dialog.close();
-    else
-        QTest::mouseClick(control<QPushButton>(dialog, how.toLatin1().constData()), Qt::LeftButton);
+    closeBy(dialog, how);
 
     QVERIFY(!dialog.isVisible());
     QTEST(dialog.Canceled(), "canceled");
     QFETCH(bool, settingsWritten);
-    const QStringList expected = settingsWritten
-        ? QStringList{"named.example.org", "bob", "typed", "/home/bob", "2121", "45", "passive"}
-        : QStringList{"old.example.org", "", "", "", "21", "30", "active"};
-    QCOMPARE(QStringList({settings_.sFTPServer, settings_.sFTPUser, settings_.sFTPPassword, settings_.sFTPDir,
-                          QString::number(settings_.nFTPPort), QString::number(settings_.nFTPWaitTime),
-                          settings_.bPassive ? u"passive"_qs : u"active"_qs}),
-             expected);
+    QCOMPARE(summary(settings_), settingsWritten
+                                     ? QStringList({"named.example.org", "bob", "typed", "/home/bob", "2121", "45", "passive"})
+                                     : QStringList({"old.example.org", "", "", "", "21", "30", "active"}));
     QCOMPARE(fileBytes(storeFile_), before); // only Save writes the file
 }
 
@@ -455,12 +418,7 @@ void SiteManagerTest::tabOrder()
     QCOMPARE(QApplication::focusWidget(), tree(dialog));
     QTest::keyClick(tree(dialog), Qt::Key_Down); // to the first site, by keyboard
     QCOMPARE(control(dialog, "txtFTPServer")->text(), u"anon.example.org"_qs);
-    QStringList visited{QApplication::focusWidget()->objectName()};
-    for (int i = 0; i < 18; ++i) {
-        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
-        visited << QApplication::focusWidget()->objectName();
-    }
-    QCOMPARE(visited, QStringList({"TV1", "cmdSession(0)", "cmdSession(1)", "cmdSession(2)", "txtFTPName",
+    QCOMPARE(tabWalk(18), QStringList({"TV1", "cmdSession(0)", "cmdSession(1)", "cmdSession(2)", "txtFTPName",
                                    "txtFTPServer", "txtFTPUser", "txtFTPPassword", "txtFTPDir", "txtFTPPort",
                                    "txtFTPWaitTime", "chkAnonymous", "chkSavePassword", "chkFTPPassive", "cmdSave",
                                    "cmdConnect", "cmdCancel", "cmdHelp", "TV1"}));
