@@ -104,6 +104,7 @@ private slots:
     void session();
     void editsKeptWhenMovingAndRenameKeepsKeyOnSave();
     void unkeptPasswordDroppedOnSave();
+    void collapsingHidesNoSelection();
     void closing_data();
     void closing();
     void help();
@@ -359,6 +360,24 @@ void SiteManagerTest::unkeptPasswordDroppedOnSave()
     QVERIFY(!control<QPushButton>(reopened, "cmdConnect")->isEnabled());
     type(control(reopened, "txtFTPPassword"), u"again"_qs);
     QVERIFY(control<QPushButton>(reopened, "cmdConnect")->isEnabled());
+}
+
+void SiteManagerTest::collapsingHidesNoSelection()
+{
+    fFTPSites dialog(nullptr, settings_, storeFile_);
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    click(dialog, u"Debian"_qs);
+    type(control(dialog, "txtFTPServer"), u"ftp.debian.net"_qs);
+    node(dialog, u"MIS"_qs)->setExpanded(true);
+    node(dialog, u"MIS"_qs)->setExpanded(false); // another folder: nothing moves
+    QCOMPARE(currentCaption(dialog), u"Debian"_qs);
+    QCOMPARE(control(dialog, "txtFTPServer")->text(), u"ftp.debian.net"_qs);
+
+    node(dialog, u"Web Server"_qs)->setExpanded(false);
+    QCOMPARE(currentCaption(dialog), u"Web Server"_qs);
+    QCOMPARE(control(dialog, "txtFTPName")->text(), u"Web Server"_qs);
+    QCOMPARE(SiteRecord::fromTag(siteItems::tag(node(dialog, u"Debian"_qs))).server, u"ftp.debian.net"_qs);
 }
 
 void SiteManagerTest::closing_data()
