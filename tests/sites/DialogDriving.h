@@ -64,13 +64,16 @@ inline void closeBy(QWidget &dialog, const QString &how)
         QTest::mouseClick(control<QPushButton>(dialog, how), Qt::LeftButton);
 }
 
-// The object names focus visits: the focused control, then `tabs` presses of Tab.
+// The object names focus visits: the focused control, then `tabs` presses of
+// Tab. A control without an accessible name shows up marked.
 inline QStringList tabWalk(int tabs)
 {
-    QStringList visited{QApplication::focusWidget()->objectName()};
-    for (int i = 0; i < tabs; ++i) {
-        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
-        visited << QApplication::focusWidget()->objectName();
+    QStringList visited;
+    for (int i = 0; i <= tabs; ++i) {
+        if (i > 0)
+            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+        const QWidget *focus = QApplication::focusWidget();
+        visited << focus->objectName() + (focus->accessibleName().isEmpty() ? u" (no accessible name)"_qs : QString());
     }
     return visited;
 }
