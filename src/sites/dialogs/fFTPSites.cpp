@@ -7,7 +7,6 @@
 #include <QFileInfo>
 #include <QGridLayout>
 #include <QHBoxLayout>
-#include <QHeaderView>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
@@ -84,9 +83,6 @@ void fFTPSites::buildControls()
     TV1->setHeaderHidden(true);
     TV1->setUniformRowHeights(true);
     TV1->setMinimumSize(270, 320);
-    // Long captions scroll rather than being cut short.
-    TV1->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
-    TV1->header()->setStretchLastSection(false);
     connect(TV1, &QTreeWidget::currentItemChanged, this, &fFTPSites::currentNodeChanged);
     connect(TV1, &QTreeWidget::itemCollapsed, this, &fFTPSites::nodeCollapsed);
 
