@@ -137,7 +137,6 @@ void QuickConnectTest::validateFields_data()
 
     QTest::newRow("three-word server") << false << "21" << "30" << "alpha.beta.gamma" << "pw" << true << "21" << "30";
     QTest::newRow("two-word server") << true << "21" << "30" << "beta.gamma" << "pw" << false << "21" << "30";
-    QTest::newRow("one word") << true << "21" << "30" << "ftp" << "pw" << false << "21" << "30";
     QTest::newRow("four-number address") << false << "21" << "30" << "10.0.0.1" << "pw" << true << "21" << "30";
     QTest::newRow("three-number address") << true << "21" << "30" << "10.0.1" << "pw" << false << "21" << "30";
     QTest::newRow("empty password") << true << "21" << "30" << "alpha.beta.gamma" << "" << false << "21" << "30";

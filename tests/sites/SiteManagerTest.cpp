@@ -216,11 +216,8 @@ void SiteManagerTest::validateFields_data()
     QTest::addColumn<QString>("password");
     QTest::addColumn<bool>("enabled");
 
-    QTest::newRow("three-word server") << false << "21" << "30" << "n" << "alpha.beta.gamma" << "pw" << true;
     QTest::newRow("two-word server") << true << "21" << "30" << "n" << "beta.gamma" << "pw" << false;
-    QTest::newRow("one word") << true << "21" << "30" << "n" << "gamma" << "pw" << false;
     QTest::newRow("four-number address") << false << "21" << "30" << "n" << "10.0.0.1" << "pw" << true;
-    QTest::newRow("three-number address") << true << "21" << "30" << "n" << "10.0.1" << "pw" << false;
     QTest::newRow("empty name") << true << "21" << "30" << "" << "alpha.beta.gamma" << "pw" << false;
     QTest::newRow("empty password") << true << "21" << "30" << "n" << "alpha.beta.gamma" << "" << false;
     QTest::newRow("port 0 stays and disables") << true << "0" << "30" << "n" << "alpha.beta.gamma" << "pw" << false;
