@@ -96,6 +96,7 @@ private slots:
     void init();
     void loads_data();
     void loads();
+    void loadingLeavesAnonymousBoxAlone();
     void showsNode_data();
     void showsNode();
     void validateFields_data();
@@ -159,6 +160,19 @@ void SiteManagerTest::loads()
     QVERIFY(!control<QPushButton>(dialog, "cmdConnect")->isEnabled());
     QTest::mouseClick(control<QPushButton>(dialog, "cmdSession(1)"), Qt::LeftButton);
     QTEST(nodeCount(dialog), "nodesAfterNewSite");
+}
+
+void SiteManagerTest::loadingLeavesAnonymousBoxAlone()
+{
+    // A hand-made file whose first node is a site: while loading, its user
+    // name must not set the anonymous box (which would then empty the user).
+    Tree solo;
+    solo.push_back(site(u"Solo"_qs, {"solo.example.org", "Anonymous", mmEncrypt::Encrypt(u"x"_qs), "", "0", "1", "0", "21", "30"}));
+    QVERIFY(mRwTreeView::save(storeFile_, solo, solo.front()));
+    fFTPSites dialog(nullptr, settings_, storeFile_);
+    QCOMPARE(control(dialog, "txtFTPUser")->text(), u"Anonymous"_qs);
+    QCOMPARE(control(dialog, "txtFTPPassword")->text(), u"x"_qs);
+    QVERIFY(!control<QCheckBox>(dialog, "chkAnonymous")->isChecked());
 }
 
 void SiteManagerTest::showsNode_data()
