@@ -21,7 +21,7 @@ std::optional<qint32> integerValue(const QString &text)
     const auto value = numericValue(text);
     if (!value)
         return {};
-    const double rounded = std::nearbyint(*value); // halves to even, as the first dialogs did
+    const double rounded = std::nearbyint(*value); // halves to even: "2.5" gives 2
     if (rounded < std::numeric_limits<qint32>::min() || rounded > std::numeric_limits<qint32>::max())
         return {};
     return qint32(rounded);
