@@ -2,9 +2,6 @@
 // Pieces the site manager and the quick-connect dialog share: named controls,
 // the log-on field rows, the anonymous check box rule and password masking.
 
-#include "korvan/FtpSettings.h"
-
-#include <QDialog>
 #include <QString>
 
 #include <initializer_list>
@@ -17,33 +14,7 @@ class QWidget;
 
 namespace korvan {
 
-// What both connect dialogs share towards their caller: construct (that
-// loads the dialog), exec(), then read Canceled(), true only after Cancel or
-// Escape. Connect writes the shared settings and closes; the window's close
-// box closes leaving Canceled() false and the settings unchanged, a case the
-// caller has always had to tell apart by itself.
-class ConnectDialog : public QDialog {
-public:
-    bool Canceled() const { return bCanceled; }
-
-protected:
-    ConnectDialog(QWidget *parent, FtpSettings &settings) : QDialog(parent), settings_(settings) {}
-
-    struct Fields {
-        QString server, user, password, folder, port, waitTime;
-        bool passive = false;
-    };
-    // Connect: the fields into the settings, then close.
-    void connectWith(const Fields &fields);
-    // Cancel: remembered for the caller, then close.
-    void cancel();
-    void keyPressEvent(QKeyEvent *event) override;
-
-    FtpSettings &settings_;
-
-private:
-    bool bCanceled = false;
-};
+struct FtpSettings;
 
 namespace dialogParts {
 

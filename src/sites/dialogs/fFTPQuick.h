@@ -4,9 +4,9 @@
 // password, remote folder, port, waiting time and the passive flag back and
 // closes. Nothing is stored.
 //
-// Use: see ConnectDialog.
+// Use: see ConnectDialog.h.
 
-#include "sites/dialogs/DialogParts.h"
+#include "sites/dialogs/ConnectDialog.h"
 
 #include <array>
 

@@ -1,6 +1,7 @@
 #include "sites/dialogs/fFTPSites.h"
 
 #include "sites/ConnectRules.h"
+#include "sites/dialogs/DialogParts.h"
 #include "sites/mmEncrypt.h"
 
 #include <QCheckBox>

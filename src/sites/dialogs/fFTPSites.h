@@ -3,11 +3,11 @@
 // file. The user edits a site's log-on details, adds and deletes sites and
 // folders, saves the tree, and connects to the site shown.
 //
-// Use: see ConnectDialog. Connect copies the shown site into the settings
+// Use: see ConnectDialog.h. Connect copies the shown site into the settings
 // (password in plain text) without saving the tree: edits since the last Save
 // are lost. For editing only, hide Connect with setConnectVisible(false).
 
-#include "sites/dialogs/DialogParts.h"
+#include "sites/dialogs/ConnectDialog.h"
 #include "sites/dialogs/SiteTreeItems.h"
 #include "sites/SiteStore.h"
 
