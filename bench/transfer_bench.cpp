@@ -122,13 +122,13 @@ struct Runner {
     bool round(Measurement &best)
     {
         HeadlessUi ui;
-        FtpSession session(ui);
-        FtpSettings &settings = ftpSettings();
+        FtpSettings settings;
         settings.sFTPServer = server.host();
         settings.nFTPPort = server.port();
         settings.sFTPUser = server.user();
         settings.sFTPPassword = server.password();
         settings.bPassive = passive;
+        FtpSession session(ui, settings);
         if (!session.LogOn() || !session.SetType("I"))
             return false;
         const qint64 idle = residentKiB();
@@ -137,12 +137,12 @@ struct Runner {
 
         settleDisk();
         clock.start();
-        if (!session.RetrieveFile("big.bin", localDir + "/got.bin", kFileSize))
+        if (!session.RetrieveFile("big.bin", localDir + "/got.bin", kFileSize).succeeded())
             return false;
         best.sessionGet = qMax(best.sessionGet, megabytesPerSecond(kFileSize, clock.nsecsElapsed()));
         settleDisk();
         clock.restart();
-        if (!session.StoreFile(localDir + "/got.bin", "put.bin", kFileSize))
+        if (!session.StoreFile(localDir + "/got.bin", "put.bin", kFileSize).succeeded())
             return false;
         best.sessionPut = qMax(best.sessionPut, megabytesPerSecond(kFileSize, clock.nsecsElapsed()));
         best.peakExtraKiB = qMax(best.peakExtraKiB, watch.peakExtraKiB());

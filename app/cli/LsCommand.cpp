@@ -122,7 +122,7 @@ int list(const QStringList &arguments)
         failure = remote.locate(*url, target);
     const cFTPList *entries = target.list;
     if (!failure && target.isFolder && !(entries = remote.listCurrentFolder()))
-        failure = CliError{ExitFailure, u"cannot list "_qs + target.path + u": "_qs + remote.ui.lastError()};
+        failure = CliError{ExitFailure, u"cannot list "_qs + target.path + u": "_qs + remote.failureReason()};
     if (failure) {
         remote.close();
         PrintError(failure->message);

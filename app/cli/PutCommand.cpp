@@ -79,7 +79,7 @@ void upload(RemoteSession &remote, const QStringList &paths, TransferTally &tall
         tally.add(engine.summary());
         if (!completed && !engine.summary().cancelled && engine.summary().failed == 0)
             tally.addError({ExitFailure, u"the upload from "_qs + folder + u" did not run: "_qs
-                                             + remote.ui.lastError()});
+                                             + remote.failureReason()});
     }
 }
 
@@ -105,9 +105,9 @@ int put(const QStringList &arguments)
     RemoteSession remote(*options);
     TransferTally tally;
     std::optional<CliError> failure = remote.open(*url);
-    if (!failure && !remote.enterFolder(url->remotePath(remote.session().sHomeDir)))
+    if (!failure && !remote.enterFolder(url->remotePath(remote.session().sHomeDir())))
         failure = CliError{ExitNoSuchFolder, u"no such folder on the server: "_qs
-                                                 + url->remotePath(remote.session().sHomeDir)};
+                                                 + url->remotePath(remote.session().sHomeDir())};
     if (failure)
         tally.addError(*failure);
     else

@@ -103,11 +103,14 @@ public:
     TerminalUi ui;
     FtpSession &session() { return *ftp; }
     FolderRetrieval &folders() { return *retrieval; }
+    // Why the last failing command failed, as the session recorded it.
+    QString failureReason() const;
 
 private:
     CliError logOnError(const FtpUrl &url) const;
 
     RemoteOptions options;
+    FtpSettings settings; // the session's own: a command-line run shares no global
     std::optional<FtpUrl> connectedTo;
     std::unique_ptr<FtpSession> ftp;
     std::unique_ptr<FolderRetrieval> retrieval;

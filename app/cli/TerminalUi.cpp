@@ -97,8 +97,6 @@ QuestionAnswer TerminalUi::question(const QString &, const QString &text, const 
 {
     // The time-out question ("Do you want to wait the server response ?") and the
     // log-on retry are both answered No: a script must never hang on a server.
-    if (text.contains(u"Wait too long"))
-        waitedTooLong = true;
     if (showLog)
         printLine(LogColour::Red, text.simplified() + u" -> No"_qs);
     return QuestionAnswer::No;
@@ -132,8 +130,6 @@ void TerminalUi::logLine(LogColour lineColour, const QString &text)
     QString line = text;
     while (line.endsWith(u'\n') || line.endsWith(u'\r'))
         line.chop(1);
-    if (lineColour == LogColour::Red)
-        lastErrorLine = line.trimmed();
     if (showLog || isFileProblem(line))
         printLine(lineColour, line);
 }

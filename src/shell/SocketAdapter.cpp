@@ -239,6 +239,7 @@ void SocketAdapter::onPeerClosed()
         return;
     peerClosed = true;
     deliverBufferedData();
+    emit closedByPeer();
 }
 
 void SocketAdapter::onSocketError(QAbstractSocket::SocketError socketError)

@@ -8,6 +8,7 @@
 #include "ftp/FtpSession.h"
 #include "korvan/FtpSettings.h"
 #include "listing/FolderRetrieval.h"
+#include "listing/ListSort.h"
 
 #include <QTest>
 
@@ -37,6 +38,8 @@ private slots:
     void failingListCachesNothing();
     void failingTypeACachesTheStaleBuffer();
     void withoutSessionNothingIsSent();
+    void sessionEndEmptiesTheCache_data();
+    void sessionEndEmptiesTheCache();
     void sortKeys_data();
     void sortKeys();
 
@@ -46,6 +49,7 @@ private:
 
     std::unique_ptr<ScriptedFtpServer> server;
     std::unique_ptr<HeadlessUi> ui;
+    FtpSettings settings; // the session's
     std::unique_ptr<FtpSession> session;
     std::unique_ptr<FolderRetrieval> folders;
 };
@@ -54,9 +58,9 @@ void FolderRetrievalTest::init()
 {
     server = std::make_unique<ScriptedFtpServer>();
     ui = std::make_unique<HeadlessUi>();
-    session = std::make_unique<FtpSession>(*ui);
+    session = std::make_unique<FtpSession>(*ui, settings);
     folders = std::make_unique<FolderRetrieval>(*session, *ui);
-    pointSettingsAt(*server);
+    settings = settingsFor(*server);
 }
 
 void FolderRetrievalTest::cleanup()
@@ -70,7 +74,7 @@ void FolderRetrievalTest::cleanup()
 
 void FolderRetrievalTest::logOn(const QByteArray &home, bool passive)
 {
-    ftpSettings().bPassive = passive;
+    settings.bPassive = passive;
     scriptLogOn(*server, "331 password please\r\n", home);
     QVERIFY(session->LogOn());
     ui->mainStatus.clear();
@@ -124,7 +128,7 @@ void FolderRetrievalTest::listCommandForms()
     QCOMPARE(list->FileNumb(), 2);
     QCOMPARE(list->Path(0), argument + "readme.txt");
     QCOMPARE(list->Path(1), argument + "sub dir/");
-    QCOMPARE(session->sCurrentDir, QString("/home/me/"));
+    QCOMPARE(session->sCurrentDir(), QString("/home/me/"));
     QCOMPARE(ui->mainStatus,
              (QStringList{kGetting, "Processing 0/2 files and folders", "Processing 1/2 files and folders", "Done"}));
     CHECK_NO_UI_FAILURES();
@@ -262,6 +266,34 @@ void FolderRetrievalTest::withoutSessionNothingIsSent()
     QCOMPARE(ui->mainStatus, QStringList{"Done"});
     QCOMPARE(folders->cachedFolderCount(), 0);
     QCOMPARE(server->controlConnectionCount(), 0);
+}
+
+// Listings of an ended session must never show when browsing after a reconnect.
+void FolderRetrievalTest::sessionEndEmptiesTheCache_data()
+{
+    QTest::addColumn<bool>("serverCloses");
+    QTest::newRow("Disconnect") << false;
+    QTest::newRow("the server closes the control connection") << true;
+}
+
+void FolderRetrievalTest::sessionEndEmptiesTheCache()
+{
+    QFETCH(bool, serverCloses);
+    logOn();
+    server->expect("TYPE A").reply("200 ascii\r\n");
+    server->expect("PASV").passive();
+    scriptListing(*server, "LIST /pub", unixLine("-rw-r--r--", 5, "a.txt"));
+    QString folder = "/pub";
+    QVERIFY(folders->GetList(folder));
+    QCOMPARE(folders->cachedFolderCount(), 1);
+    if (serverCloses) {
+        server->expect("NOOP").closeControl();
+        QVERIFY(!session->SendAndWait("NOOP"));
+    } else {
+        server->expect("QUIT").reply("221 bye\r\n");
+        session->Disconnect();
+    }
+    QTRY_COMPARE(folders->cachedFolderCount(), 0);
 }
 
 void FolderRetrievalTest::sortKeys_data()

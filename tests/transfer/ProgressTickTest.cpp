@@ -172,7 +172,7 @@ void ProgressTickTest::transferList()
     QFETCH(QStringList, lines);
     QFETCH(QStringList, paths);
     QFETCH(QList<double>, sizes);
-    const QList<TransferItem> items = SplitTransferList(lines);
+    const QList<TransferItem> items = ParseTransferLines(lines);
     QStringList gotPaths;
     QList<double> gotSizes;
     for (const TransferItem &item : items) {

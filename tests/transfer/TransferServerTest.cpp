@@ -90,9 +90,9 @@ void TransferServerTest::treesBothWays()
     // A link to a folder: its contents belong to the folder it leads to.
     QVERIFY(QFile::link("nested", root + "/tree/link to nested"));
     bench.server.handOver();
-    pointSettingsAt(bench.server, passive);
+    bench.settings = settingsFor(bench.server, passive);
     QVERIFY(bench.session.LogOn());
-    QCOMPARE(bench.session.sCurrentDir, QString("/"));
+    QCOMPARE(bench.session.sCurrentDir(), QString("/"));
 
     // Down: the tree as it is on the server, zero-size files left out.
     QTemporaryDir downloaded;
@@ -109,7 +109,7 @@ void TransferServerTest::treesBothWays()
     for (qint32 i = 0; i < tree->FileNumb(); ++i)
         linkIsFolder |= tree->FileName(i) == "link to nested" && tree->IsFolder(i);
     QVERIFY(linkIsFolder);
-    QCOMPARE(bench.session.sCurrentDir, QString("/"));
+    QCOMPARE(bench.session.sCurrentDir(), QString("/"));
 
     // Up: the local tree as it is on disk, without dot-folders and zero-size files.
     QTemporaryDir source;
