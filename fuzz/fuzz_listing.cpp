@@ -2,7 +2,7 @@
 // promises, and every accessor must answer for every slot of the table.
 #include "korvan/cFTPList.h"
 #include "listing/ListingSize.h"
-#include "listing/RemotePath.h"
+#include "ftp/RemotePath.h"
 
 #include <cstdint>
 #include <cstdlib>

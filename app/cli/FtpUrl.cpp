@@ -1,7 +1,7 @@
 #include "FtpUrl.h"
 
 #include "korvan/FtpSettings.h"
-#include "listing/RemotePath.h"
+#include "ftp/RemotePath.h"
 
 namespace korvan::cli {
 

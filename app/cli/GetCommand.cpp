@@ -3,7 +3,7 @@
 #include "RemoteSession.h"
 
 #include "listing/ListingSize.h"
-#include "listing/RemotePath.h"
+#include "ftp/RemotePath.h"
 #include "transfer/DownloadEngine.h"
 
 #include <QDir>

@@ -2,7 +2,7 @@
 
 #include "Command.h"
 
-#include "listing/RemotePath.h"
+#include "ftp/RemotePath.h"
 
 #include <QSet>
 

@@ -1,6 +1,6 @@
 #include "ftp/FtpSession.h"
 
-#include "listing/RemotePath.h"
+#include "ftp/RemotePath.h"
 #include "shell/EventPump.h"
 
 namespace korvan {

@@ -2,7 +2,7 @@
 
 #include "ftp/FtpSession.h"
 
-#include "listing/RemotePath.h"
+#include "ftp/RemotePath.h"
 
 namespace korvan {
 

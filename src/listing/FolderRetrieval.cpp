@@ -3,7 +3,7 @@
 #include "listing/FolderRetrieval.h"
 
 #include "ftp/FtpSession.h"
-#include "listing/RemotePath.h"
+#include "ftp/RemotePath.h"
 
 namespace korvan {
 

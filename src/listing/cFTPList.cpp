@@ -1,7 +1,7 @@
 #include "korvan/cFTPList.h"
 
 #include "listing/ListingParser.h"
-#include "listing/RemotePath.h"
+#include "ftp/RemotePath.h"
 
 #include <QDate>
 

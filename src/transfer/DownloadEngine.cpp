@@ -5,7 +5,7 @@
 #include "ftp/FtpSession.h"
 #include "listing/FolderRetrieval.h"
 #include "listing/ListingSize.h"
-#include "listing/RemotePath.h"
+#include "ftp/RemotePath.h"
 #include "shell/EventPump.h"
 #include "transfer/TransferHost.h"
 

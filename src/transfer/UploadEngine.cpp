@@ -3,7 +3,7 @@
 #include "transfer/UploadEngine.h"
 
 #include "ftp/FtpSession.h"
-#include "listing/RemotePath.h"
+#include "ftp/RemotePath.h"
 #include "transfer/TransferHost.h"
 
 #include <QDir>

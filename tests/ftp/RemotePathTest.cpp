@@ -1,5 +1,5 @@
 // Remote path helpers: how folder paths and link targets are resolved.
-#include "listing/RemotePath.h"
+#include "ftp/RemotePath.h"
 
 #include <QTest>
 
