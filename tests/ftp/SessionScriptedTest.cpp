@@ -297,10 +297,13 @@ void SessionScriptedTest::renameAnswers()
     ui->answerInput(answer);
     QCOMPARE(session->RenameFrom("a.txt/"), result);
     QCOMPARE(session->nReplyState(), state);
-    QTest::qWait(50);
+    // Commands arrive in order: once the NOOP is answered, an RNTO would be there.
+    server->expect("NOOP").reply("200 ok\r\n");
+    QVERIFY(session->SendAndWait("NOOP"));
     const QByteArrayList commands = server->commands();
     const QByteArrayList afterRnfr = commands.mid(commands.indexOf("RNFR a.txt") + 1);
-    QCOMPARE(afterRnfr, sent.isEmpty() ? QByteArrayList{} : QByteArrayList{sent});
+    const QByteArrayList expected = sent.isEmpty() ? QByteArrayList{"NOOP"} : QByteArrayList{sent, "NOOP"};
+    QCOMPARE(afterRnfr, expected);
     CHECK_NO_UI_FAILURES();
 }
 
