@@ -152,6 +152,7 @@ void CliServerTest::treesBothWays()
 
 void CliServerTest::failures_data()
 {
+    // clang-format off
     // {url} is the server with the right password, {wrong} with a wrong one,
     // {closed} a loopback port nobody listens on, {local} a fresh local folder.
     QTest::addColumn<QStringList>("arguments");
@@ -179,6 +180,7 @@ void CliServerTest::failures_data()
     QTest::newRow("no local folder") << QStringList{u"get"_qs, u"{url}tree/"_qs} << 2 << u"local folder"_qs;
     QTest::newRow("unknown option") << QStringList{u"ls"_qs, u"--fast"_qs, u"{url}"_qs} << 2 << u"--fast"_qs;
     QTest::newRow("bad wait") << QStringList{u"ls"_qs, u"--wait"_qs, u"soon"_qs, u"{url}"_qs} << 2 << u"--wait"_qs;
+    // clang-format on
 }
 
 void CliServerTest::failures()

@@ -82,6 +82,7 @@ void FolderRetrievalTest::logOn(const QByteArray &home, bool passive)
 
 void FolderRetrievalTest::listCommandForms_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("folder");
     QTest::addColumn<bool>("passive");
     QTest::addColumn<QStringList>("wire");
@@ -96,6 +97,7 @@ void FolderRetrievalTest::listCommandForms_data()
     QTest::newRow("active: PORT before LIST") << "/pub" << false << QStringList{"TYPE A", port, "LIST /pub"};
     QTest::newRow("active, a blank") << "/a b/" << false
                                      << QStringList{"TYPE A", port, "CWD /a b", "LIST", "CWD /home/me"};
+    // clang-format on
 }
 
 void FolderRetrievalTest::listCommandForms()
@@ -201,6 +203,7 @@ void FolderRetrievalTest::linksResolvedWithOneCwdEach()
 
 void FolderRetrievalTest::failingListCachesNothing_data()
 {
+    // clang-format off
     QTest::addColumn<QByteArray>("failing");
     QTest::addColumn<QStringList>("wire");
     QTest::newRow("PASV refused") << QByteArray("PASV") << QStringList{"TYPE A", "PASV"};
@@ -209,6 +212,7 @@ void FolderRetrievalTest::failingListCachesNothing_data()
                                                  << QStringList{"TYPE A", "PASV", "CWD /no such"};
     QTest::newRow("the way back refused") << QByteArray("CWD /")
                                           << QStringList{"TYPE A", "PASV", "CWD /no such", "LIST", "CWD /"};
+    // clang-format on
 }
 
 void FolderRetrievalTest::failingListCachesNothing()
@@ -271,9 +275,11 @@ void FolderRetrievalTest::withoutSessionNothingIsSent()
 // Listings of an ended session must never show when browsing after a reconnect.
 void FolderRetrievalTest::sessionEndEmptiesTheCache_data()
 {
+    // clang-format off
     QTest::addColumn<bool>("serverCloses");
     QTest::newRow("Disconnect") << false;
     QTest::newRow("the server closes the control connection") << true;
+    // clang-format on
 }
 
 void FolderRetrievalTest::sessionEndEmptiesTheCache()
@@ -298,6 +304,7 @@ void FolderRetrievalTest::sessionEndEmptiesTheCache()
 
 void FolderRetrievalTest::sortKeys_data()
 {
+    // clang-format off
     QTest::addColumn<int>("column");
     QTest::addColumn<QStringList>("rows"); // "F:text" folder, "-:text" file, in any order
     QTest::addColumn<QStringList>("ascending");
@@ -308,6 +315,7 @@ void FolderRetrievalTest::sortKeys_data()
                                       << QStringList{"", "9", "10", "1,234", "12,345"};
     QTest::newRow("dates as text") << 4 << QStringList{"-:1/15/2003 10:20 AM", "-:12/1/2002 9:00 AM", "F:2/1/2001"}
                                    << QStringList{"2/1/2001", "1/15/2003 10:20 AM", "12/1/2002 9:00 AM"};
+    // clang-format on
 }
 
 void FolderRetrievalTest::sortKeys()
