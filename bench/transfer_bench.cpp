@@ -151,9 +151,11 @@ struct Runner {
         QFile::remove(server.rootDir() + "/put.bin");
 
         settleDisk();
-        const double curlGet = curlRun(curlMode() + QStringList{"-o", localDir + "/curl-got.bin", url("big.bin")}, kFileSize);
+        const double curlGet = curlRun(curlMode() + QStringList{"-o", localDir + "/curl-got.bin", url("big.bin")},
+                                       kFileSize);
         settleDisk();
-        const double curlPut = curlRun(curlMode() + QStringList{"-T", localDir + "/curl-got.bin", url("curl-put.bin")}, kFileSize);
+        const double curlPut = curlRun(curlMode() + QStringList{"-T", localDir + "/curl-got.bin", url("curl-put.bin")},
+                                       kFileSize);
         QFile::remove(localDir + "/curl-got.bin");
         QFile::remove(server.rootDir() + "/curl-put.bin");
         best.curlGet = qMax(best.curlGet, curlGet);

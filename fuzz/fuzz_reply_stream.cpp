@@ -7,8 +7,8 @@
 #include <QCoreApplication>
 
 #include <cstdint>
-#include <iterator>
 #include <cstdlib>
+#include <iterator>
 
 namespace {
 
@@ -18,7 +18,10 @@ public:
     {
         return korvan::QuestionAnswer::No;
     }
-    QString inputBox(const QString &, const QString &, const QString &defaultText) override { return defaultText + "2"; }
+    QString inputBox(const QString &, const QString &, const QString &defaultText) override
+    {
+        return defaultText + "2";
+    }
     void messageBox(const QString &) override {}
     void setStatusText(korvan::StatusPane, const QString &) override {}
     void logLine(korvan::LogColour, const QString &) override {}

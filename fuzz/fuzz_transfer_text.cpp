@@ -35,8 +35,8 @@ void checkShortened(const QString &path, int maxChars)
     for (qsizetype cut = shortened.indexOf(u"..."); cut >= 0 && !cutFound; cut = shortened.indexOf(u"...", cut + 1)) {
         const QString head = shortened.left(cut);
         const QString tail = shortened.mid(cut + 3);
-        cutFound = cut > 0 && path.startsWith(head) && isSeparator(head.back()) && path.endsWith(tail) && !tail.isEmpty()
-                   && isSeparator(tail.front()) && head.size() + tail.size() < path.size();
+        cutFound = cut > 0 && path.startsWith(head) && isSeparator(head.back()) && path.endsWith(tail)
+                   && !tail.isEmpty() && isSeparator(tail.front()) && head.size() + tail.size() < path.size();
     }
     require(cutFound);
 }

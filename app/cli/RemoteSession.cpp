@@ -86,7 +86,8 @@ CliError RemoteSession::logOnError(const FtpUrl &url) const
     const QString server = url.hostAndPort();
     const SessionFailure &failure = ftp->lastFailure();
     const QString lastCommand = failure.command.section(u' ', 0, 0);
-    const QString waited = QString::number(options.waitSeconds) + (options.waitSeconds == 1 ? u" second"_qs : u" seconds"_qs);
+    const QString waited = QString::number(options.waitSeconds)
+                           + (options.waitSeconds == 1 ? u" second"_qs : u" seconds"_qs);
     if (lastCommand.isEmpty()) {
         const QString reason = failure.timedOut ? u"no greeting within "_qs + waited : failure.reason();
         return {ExitCannotConnect, u"cannot connect to "_qs + server + u": "_qs + reason};

@@ -28,10 +28,14 @@ bool stderrIsTerminal()
 const char *escapeFor(LogColour colour)
 {
     switch (colour) {
-    case LogColour::Blue: return "\033[34m";
-    case LogColour::Red: return "\033[31m";
-    case LogColour::Magenta: return "\033[35m";
-    case LogColour::Black: break;
+    case LogColour::Blue:
+        return "\033[34m";
+    case LogColour::Red:
+        return "\033[31m";
+    case LogColour::Magenta:
+        return "\033[35m";
+    case LogColour::Black:
+        break;
     }
     return "";
 }
@@ -193,7 +197,7 @@ QString TerminalUi::progressText() const
     const double fraction = batchMaximum > 0 ? done / batchMaximum : 0;
     const int filled = int(fraction * kBarCells);
     QString line = u'[' + QString(filled, u'#') + QString(kBarCells - filled, u'.') + u"] "_qs;
-    const ProgressSnapshot snapshot{done, batchMaximum, done, batchMaximum, double(sinceCaption.elapsed()) / 1000,
+    const ProgressSnapshot snapshot{done,   batchMaximum, done, batchMaximum, double(sinceCaption.elapsed()) / 1000,
                                     caption};
     if (const std::optional<ProgressTexts> tick = ComputeProgressTick(snapshot)) {
         const QStringList speedParts = tick->speedText.split(u"  "_qs);

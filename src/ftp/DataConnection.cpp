@@ -63,8 +63,7 @@ TransferOutcome FtpSession::runTransfer(const QString &command, DataMode mode, c
         return {TransferResult::Failed, failure.reason()};
     }
     // An empty file sends no data, so nothing created the local file yet.
-    if (ok && mode == DataMode::Download && transferState.result == TransferResult::Running
-        && !transferFile.isOpen())
+    if (ok && mode == DataMode::Download && transferState.result == TransferResult::Running && !transferFile.isOpen())
         transferFile.open(QIODevice::WriteOnly);
     return finishTransfer(ok);
 }
@@ -98,7 +97,7 @@ void FtpSession::failTransfer(const QString &reason)
 qint64 FtpSession::expectedBytes() const
 {
     return transferState.mode == DataMode::Download ? qMax(transferState.size, transferState.announcedSize)
-                                          : transferState.size;
+                                                    : transferState.size;
 }
 
 qint64 FtpSession::movedBytes() const
@@ -223,8 +222,7 @@ void FtpSession::writeDownloadData(qint64 bytesTotal)
     // The file stays open for the whole transfer; every block goes where the
     // bytes received so far end, and the counter follows the file's length.
     const bool written = (transferFile.isOpen() || transferFile.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
-                         && transferFile.seek(transferState.bytesReceived)
-                         && transferFile.write(bytes) == bytes.size();
+                         && transferFile.seek(transferState.bytesReceived) && transferFile.write(bytes) == bytes.size();
     if (!written) {
         const QString reason = DownloadWriteFailedText(transferFileName());
         failTransfer(reason);

@@ -297,8 +297,8 @@ void FtpSession::RequestClose()
 bool FtpSession::controlSocketFailed() const
 {
     const SocketState state = control.state();
-    return state == SocketState::Closed || state == SocketState::Error
-           || state == SocketState::ConnectionPending || state == SocketState::Closing;
+    return state == SocketState::Closed || state == SocketState::Error || state == SocketState::ConnectionPending
+           || state == SocketState::Closing;
 }
 
 bool FtpSession::dataSocketFailed() const

@@ -46,14 +46,14 @@ struct TransferState {
     QString remotePath;
     QString localPath;
     DataMode mode = DataMode::None; // Listing, Download or Upload
-    qint64 size = 0;           // as the listing (or the local file) gives it
+    qint64 size = 0;                // as the listing (or the local file) gives it
     qint64 bytesReceived = 0;
     qint64 announcedSize = -1; // the size a "150" reply to RETR gave, -1 when none
     qint64 bytesSent = 0;
     TransferResult result = TransferResult::Running;
     QString failureReason;
-    bool startSeen = false;    // the 1xx reply has come
-    bool endSeen = false;      // the final reply has come
+    bool startSeen = false;          // the 1xx reply has come
+    bool endSeen = false;            // the final reply has come
     bool uploadStartPending = false; // 1xx came before the data connection was up
 };
 
@@ -85,16 +85,16 @@ public:
     static constexpr double kMinimumDataGraceSeconds = 0.25;
 
     // Session state, read only: each piece is changed by the one function named.
-    ReplyState nReplyState() const { return replyState; }     // SetReplyState, BeginCommand, RequestClose
-    DataMode nDataMode() const { return dataMode; }           // BeginCommand
-    QString sLastCommand() const { return lastCommand; }      // SendCommand; without its line end
-    QString sLastReply() const { return lastReply; }          // ReplyLine; the last final reply with its line end
-    QString sCurrentDir() const { return currentDir; }        // ReplyLine (257 to PWD); always ends in "/"
-    QString sHomeDir() const { return homeDir; }              // LogOn: the folder the session started in
-    QByteArray sListText() const { return listBytes; }        // the listing bytes as the server sent them
-    QString sRenameFrom() const { return renameFrom; }        // RenameFrom
-    QByteArray sRecvBuffer() const { return recvBuffer; }     // control bytes not yet ending in a line feed
-    double fLastActivity() const { return lastActivity; }     // monotonic seconds
+    ReplyState nReplyState() const { return replyState; } // SetReplyState, BeginCommand, RequestClose
+    DataMode nDataMode() const { return dataMode; }       // BeginCommand
+    QString sLastCommand() const { return lastCommand; }  // SendCommand; without its line end
+    QString sLastReply() const { return lastReply; }      // ReplyLine; the last final reply with its line end
+    QString sCurrentDir() const { return currentDir; }    // ReplyLine (257 to PWD); always ends in "/"
+    QString sHomeDir() const { return homeDir; }          // LogOn: the folder the session started in
+    QByteArray sListText() const { return listBytes; }    // the listing bytes as the server sent them
+    QString sRenameFrom() const { return renameFrom; }    // RenameFrom
+    QByteArray sRecvBuffer() const { return recvBuffer; } // control bytes not yet ending in a line feed
+    double fLastActivity() const { return lastActivity; } // monotonic seconds
     const TransferState &transfer() const { return transferState; }
     // Empty until a command fails; then that failure until the next one.
     const SessionFailure &lastFailure() const { return failure; }

@@ -70,8 +70,7 @@ bool FtpSession::finishLogOn(bool connected)
 void FtpSession::askToRetryLogOn()
 {
     const QString server = config.sFTPServer;
-    if (ui.question(u"Vantrel"_qs, LogOnFailedText(server, lastCommand), u"&Yes"_qs, u"&No"_qs)
-        != QuestionAnswer::Yes)
+    if (ui.question(u"Vantrel"_qs, LogOnFailedText(server, lastCommand), u"&Yes"_qs, u"&No"_qs) != QuestionAnswer::Yes)
         return;
     Disconnect();
     ui.reconnect();

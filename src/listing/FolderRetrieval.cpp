@@ -14,8 +14,7 @@ const QString kDone = u"Done"_qs;
 
 QString ProcessingText(qint32 index, qint32 count)
 {
-    return u"Processing "_qs + QString::number(index) + u'/' + QString::number(count)
-           + u" files and folders"_qs;
+    return u"Processing "_qs + QString::number(index) + u'/' + QString::number(count) + u" files and folders"_qs;
 }
 
 } // namespace
@@ -24,8 +23,7 @@ QString ProcessingText(qint32 index, qint32 count)
 FolderRetrieval::FolderRetrieval(FtpSession &session, SessionUi &ui)
     : session(session), ui(ui),
       sessionEndWatch(QObject::connect(&session, &FtpSession::sessionEnded, [this] { clearCache(); }))
-{
-}
+{}
 
 FolderRetrieval::~FolderRetrieval()
 {

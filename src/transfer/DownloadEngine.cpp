@@ -3,9 +3,9 @@
 #include "transfer/DownloadEngine.h"
 
 #include "ftp/FtpSession.h"
+#include "ftp/RemotePath.h"
 #include "listing/FolderRetrieval.h"
 #include "listing/ListingSize.h"
-#include "ftp/RemotePath.h"
 #include "shell/EventPump.h"
 #include "transfer/TransferHost.h"
 
@@ -18,8 +18,7 @@ namespace korvan {
 
 DownloadEngine::DownloadEngine(FtpSession &session, SessionUi &ui, FolderRetrieval &folders, TransferHost *host)
     : session(session), ui(ui), folders(folders), host(host), loop(session, ui, TransferDirection::Download)
-{
-}
+{}
 
 void DownloadEngine::setLocalRoot(const QString &folder)
 {
@@ -139,8 +138,7 @@ void DownloadEngine::showLabels(const QString &remotePath, const QString &localP
     const QString remote = remotePath.startsWith(u'/') ? remotePath : session.sCurrentDir() + remotePath;
     const QString source = session.settings().sFTPServer + remote;
     host->progressSetLabels(ShortenPath(source.toLower(), kProgressLabelChars),
-                            ShortenPath(localPath.toLower(), kProgressLabelChars),
-                            FileNamePart(remotePath).toLower());
+                            ShortenPath(localPath.toLower(), kProgressLabelChars), FileNamePart(remotePath).toLower());
 }
 
 } // namespace korvan

@@ -32,8 +32,7 @@ void CancelWatch::poll()
 
 TransferLoop::TransferLoop(FtpSession &session, SessionUi &ui, TransferDirection direction)
     : session(session), ui(ui), direction(direction), watch(session, ui)
-{
-}
+{}
 
 bool TransferLoop::run(const QString &localRoot, const QList<TransferItem> &items, const FileStep &transferOne)
 {
@@ -89,8 +88,8 @@ TransferOutcome TransferLoop::transferOne(const TransferItem &item, qint64 doneB
 {
     if (ui.progressCanceled())
         return {TransferResult::Cancelled, {}};
-    const QMetaObject::Connection following =
-        QObject::connect(&session, &FtpSession::transferProgress, [this, &item, doneBefore](qint64 bytes, qint64) {
+    const QMetaObject::Connection following = QObject::connect(
+        &session, &FtpSession::transferProgress, [this, &item, doneBefore](qint64 bytes, qint64) {
             ui.progressSetPrg2(double(doneBefore + qMin(bytes, item.size)), -1);
         });
     const TransferOutcome outcome = step(item);

@@ -13,7 +13,6 @@
 
 namespace korvan {
 
-
 // How a batch ended, per file: for callers that report more than the log does
 // (the command-line client's exit status).
 struct BatchSummary {

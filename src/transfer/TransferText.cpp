@@ -68,8 +68,8 @@ QString ShortenPath(const QString &path, int maxChars)
     // before it), then grow the kept ends alternately while they still fit.
     const auto firstInner = std::find_if(separators.cbegin(), separators.cend(), [](qsizetype s) { return s > 0; });
     if (firstInner == separators.cend())
-        return path; // one component only: nothing to cut at a boundary
-    qsizetype headEnd = *firstInner + 1; // one past the kept head
+        return path;                         // one component only: nothing to cut at a boundary
+    qsizetype headEnd = *firstInner + 1;     // one past the kept head
     qsizetype tailStart = separators.last(); // the separator before the kept tail
     if (headEnd > tailStart)
         return path;

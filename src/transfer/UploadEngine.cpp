@@ -29,8 +29,7 @@ TransferItem FileItem(const QFileInfo &file)
 
 UploadEngine::UploadEngine(FtpSession &session, SessionUi &ui, TransferHost *host)
     : session(session), ui(ui), host(host), loop(session, ui, TransferDirection::Upload)
-{
-}
+{}
 
 void UploadEngine::setLocalRoot(const QString &folder)
 {
@@ -73,9 +72,8 @@ void UploadEngine::walkFolders(QStringList queue, QList<TransferItem> &files)
         const QString relative = folder.mid(sLocalRoot.size());
         if (!relative.isEmpty())
             session.MakeDir(relative);
-        const QFileInfoList entries =
-            QDir(folder).entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
-                                       QDir::Name);
+        const QFileInfoList entries = QDir(folder).entryInfoList(
+            QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
         for (const QFileInfo &entry : entries) {
             if (entry.isDir()) {
                 if (!entry.fileName().startsWith(u'.'))

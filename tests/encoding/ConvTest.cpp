@@ -276,7 +276,8 @@ void ConvTest::textRoundTripsThroughCodePage()
 {
     QFETCH(int, encodeMode);
     QFETCH(int, decodeMode);
-    const QString text = QStringLiteral("Grüße €5 — “quoted” = _ \r\n\t") + windows1252::toUnicode("\x81\x8d\x8f\x90\x9d");
+    const QString text = QStringLiteral("Grüße €5 — “quoted” = _ \r\n\t")
+                         + windows1252::toUnicode("\x81\x8d\x8f\x90\x9d");
     const QString encoded = cEncode::Conv(text, encodeMode);
     QCOMPARE(encoded, QString::fromLatin1(cEncode::ConvBytes(windows1252::fromUnicode(text), encodeMode)));
     QCOMPARE(cEncode::Conv(encoded, decodeMode), text);

@@ -237,7 +237,8 @@ void ReplyRulesTest::wireLines()
     const QString text = DecodeWireLines(listing, &fallback);
     QCOMPARE(text, QString::fromUtf8("-rw-r--r-- 1 a a 1 Jan 1 2020 caf\xc3\xa9.txt\r\n")
                        + QString::fromLatin1("-rw-r--r-- 1 a a 1 Jan 1 2020 caf\xe9.txt\r\n")
-                       + "-rw-r--r-- 1 a a 1 Jan 1 2020 plain.txt\r\n" + QString::fromLatin1("tail without line end \xff"));
+                       + "-rw-r--r-- 1 a a 1 Jan 1 2020 plain.txt\r\n"
+                       + QString::fromLatin1("tail without line end \xff"));
     QCOMPARE(fallback.size(), 2);
     QVERIFY(fallback.contains(QString::fromLatin1("-rw-r--r-- 1 a a 1 Jan 1 2020 caf\xe9.txt\r\n")));
     QCOMPARE(DecodeWireLines({}), QString());
@@ -267,12 +268,14 @@ void ReplyRulesTest::wireEncoding()
 
 void ReplyRulesTest::messageTexts()
 {
-    QCOMPARE(WaitTooLongText(30),
-             QStringLiteral("Wait too long (30 seconds) !\r\nIf your FTP command does not work, switch passive mode !\r\n"
-                            "Do you want to wait the server response ?\r\n"));
+    QCOMPARE(
+        WaitTooLongText(30),
+        QStringLiteral("Wait too long (30 seconds) !\r\nIf your FTP command does not work, switch passive mode !\r\n"
+                       "Do you want to wait the server response ?\r\n"));
     QCOMPARE(LogOnFailedText("ftp.example", "PASS secret"),
              QStringLiteral("Log on failed to ftp.example.\r\nLast command was PASS ******\r\nTry again ? "));
-    QVERIFY(DownloadWriteFailedText("a.bin").startsWith("Downloading 'a.bin' is failed.\r\nThe server response is too fast to syncronize"));
+    QVERIFY(DownloadWriteFailedText("a.bin").startsWith(
+        "Downloading 'a.bin' is failed.\r\nThe server response is too fast to syncronize"));
     QCOMPARE(UploadSendFailedText("b.bin"),
              QStringLiteral("Downloading 'b.bin' is failed.\r\nSWITCH PASSIVE MODE, if it fails again."));
 }

@@ -262,7 +262,8 @@ void SessionScriptedTest::failedPrintDirFailsLogOn()
     ui->answerQuestion(QuestionAnswer::Yes);
     QVERIFY(!session->LogOn());
     QCOMPARE(ui->questions.size(), 1);
-    QCOMPARE(ui->questions.first().text, QString("Log on failed to 127.0.0.1.\r\nLast command was PWD\r\nTry again ? "));
+    QCOMPARE(ui->questions.first().text,
+             QString("Log on failed to 127.0.0.1.\r\nLast command was PWD\r\nTry again ? "));
     // "Yes" disconnects and opens the connect dialog again.
     QCOMPARE(ui->reconnectRequests, 1);
     QVERIFY(ui->mainStatus.contains("Disconnected"));
@@ -364,13 +365,21 @@ void SessionScriptedTest::lateTransferReplyBelongsToItsTransfer()
     QVERIFY(logOn());
     const qint64 size = 300000;
     server->expect("PASV").passive();
-    server->expect("RETR first.bin").reply("150 sending (300000 bytes)\r\n").sendData(size).closeData()
-        .holdUntil(heldUntil, ScriptedFtpServer::Held::BeforeTriggerReply).reply("226 first done\r\n");
+    server->expect("RETR first.bin")
+        .reply("150 sending (300000 bytes)\r\n")
+        .sendData(size)
+        .closeData()
+        .holdUntil(heldUntil, ScriptedFtpServer::Held::BeforeTriggerReply)
+        .reply("226 first done\r\n");
     server->expect("PASV").passive();
     if (heldUntil == "STOR") {
         server->expect("STOR up.bin").reply("150 go ahead\r\n").receiveData().reply("226 stored\r\n");
     } else {
-        server->expect("RETR second.bin").reply("150 sending\r\n").sendData(size).closeData().wait(100)
+        server->expect("RETR second.bin")
+            .reply("150 sending\r\n")
+            .sendData(size)
+            .closeData()
+            .wait(100)
             .reply("226 second done\r\n");
     }
     QVERIFY(session->RetrieveFile("first.bin", local.filePath("first.bin"), size).succeeded());
@@ -433,7 +442,11 @@ void SessionScriptedTest::abortDuringDownload()
     QTemporaryDir local;
     QVERIFY(logOn());
     server->expect("PASV").passive();
-    server->expect("RETR huge.bin").reply("150 sending\r\n").sendData(qint64(1) << 32).closeData().reply("226 done\r\n");
+    server->expect("RETR huge.bin")
+        .reply("150 sending\r\n")
+        .sendData(qint64(1) << 32)
+        .closeData()
+        .reply("226 done\r\n");
     server->expect("PWD").reply("257 \"/\" is current\r\n");
     bool aborted = false;
     connect(&session->dataSocket(), &SocketAdapter::dataArrival, this, [&] {
@@ -528,7 +541,8 @@ void SessionScriptedTest::dataConnectionRefused()
         deadPort = probe.serverPort();
     }
     QVERIFY(logOn());
-    const QByteArray address = "127,0,0,1," + QByteArray::number(deadPort / 256) + "," + QByteArray::number(deadPort % 256);
+    const QByteArray address = "127,0,0,1," + QByteArray::number(deadPort / 256) + ","
+                               + QByteArray::number(deadPort % 256);
     server->expect("PASV").reply("227 Entering Passive Mode (" + address + ")\r\n");
     server->expect("LIST").wait(300).reply("425 no data connection\r\n");
     server->expect("NOOP").reply("200 ok\r\n");

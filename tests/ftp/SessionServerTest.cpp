@@ -67,10 +67,10 @@ struct Bench : ServerBench {
 
 } // namespace
 
-#define START_BENCH(bench, passive)                                                               \
-    do {                                                                                          \
-        START_OR_FAIL((bench).server);                                                            \
-        (bench).configure(passive);                                                               \
+#define START_BENCH(bench, passive)                                                                                    \
+    do {                                                                                                               \
+        START_OR_FAIL((bench).server);                                                                                 \
+        (bench).configure(passive);                                                                                    \
     } while (false)
 
 #define CHECK_NO_UI_FAILURES(bench) QVERIFY2((bench).ui.failures.isEmpty(), qPrintable((bench).ui.failures.join('\n')))
@@ -166,8 +166,8 @@ void SessionServerTest::sessionCommands()
     const QStringList blue = bench.commandsSent();
     QCOMPARE(blue.mid(logOnCommands.size()),
              (QStringList{"CWD /sub", "PWD", "CWD deeper", "PWD", "CDUP", "PWD", "CWD /", "CWD /no-such-folder",
-                          "MKD made", "RMD made", "DELE doomed.bin", "DELE doomed.bin", "RNFR old.txt",
-                          "RNTO new.txt", "NOOP", "TYPE A", blue.at(logOnCommands.size() + 16), "LIST"}));
+                          "MKD made", "RMD made", "DELE doomed.bin", "DELE doomed.bin", "RNFR old.txt", "RNTO new.txt",
+                          "NOOP", "TYPE A", blue.at(logOnCommands.size() + 16), "LIST"}));
     QVERIFY(blue.at(logOnCommands.size() + 16).startsWith(passive ? "PASV" : "PORT 127,0,0,1,"));
 
     QVERIFY(session.Disconnect());

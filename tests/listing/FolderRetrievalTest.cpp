@@ -2,12 +2,12 @@
 // listing cache, the TYPE A failure path, link resolution with one CWD per link
 // and one back, the status texts; and the folders-first sort keys.
 
+#include "listing/FolderRetrieval.h"
 #include "fixtures/HeadlessUi.h"
 #include "fixtures/ScriptedFtpServer.h"
 #include "fixtures/ScriptedSession.h"
 #include "ftp/FtpSession.h"
 #include "korvan/FtpSettings.h"
-#include "listing/FolderRetrieval.h"
 #include "listing/ListSort.h"
 
 #include <QTest>
@@ -326,9 +326,7 @@ void FolderRetrievalTest::sortKeys()
     QStringList keys;
     for (const QString &row : rows)
         keys << ListSortKey(row.startsWith("F:"), column, row.mid(2));
-    auto text = [&](const QString &key) {
-        return rows.at(keys.indexOf(key)).mid(2);
-    };
+    auto text = [&](const QString &key) { return rows.at(keys.indexOf(key)).mid(2); };
     QStringList sorted = keys;
     std::sort(sorted.begin(), sorted.end(), ListSortLess);
     QStringList ascendingTexts;

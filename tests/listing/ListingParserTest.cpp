@@ -23,8 +23,8 @@ QString crlf(const QStringList &lines)
 // name|size|attr|link|date|d or f
 QString describe(const TFILE &entry)
 {
-    return QStringList{entry.FileName, entry.FileSize, entry.FileAttr, entry.FileLink, entry.FileDate,
-                       entry.bFolder ? u"d"_qs : u"f"_qs}
+    return QStringList{entry.FileName, entry.FileSize, entry.FileAttr,
+                       entry.FileLink, entry.FileDate, entry.bFolder ? u"d"_qs : u"f"_qs}
         .join(u'|');
 }
 

@@ -14,8 +14,8 @@
 
 #include <algorithm>
 #include <atomic>
-#include <mutex>
 #include <csignal>
+#include <mutex>
 #include <pwd.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -40,8 +40,8 @@ QString toolOutput(QProcess &process)
 }
 
 // Runs a system tool to its end; retries while it reports a busy lock.
-bool runTool(const QString &program, const QStringList &arguments, QString *error,
-             const QByteArray &input = {}, const QList<int> &retryCodes = {kUserToolBusy})
+bool runTool(const QString &program, const QStringList &arguments, QString *error, const QByteArray &input = {},
+             const QList<int> &retryCodes = {kUserToolBusy})
 {
     for (int attempt = 0; attempt < 50; ++attempt) {
         QProcess process;
@@ -129,10 +129,14 @@ QStringList serverFolders()
 QString binaryName(ServerKind kind)
 {
     switch (kind) {
-    case ServerKind::Pyftpdlib: return QStringLiteral("python3");
-    case ServerKind::Vsftpd: return QStringLiteral("vsftpd");
-    case ServerKind::Proftpd: return QStringLiteral("proftpd");
-    case ServerKind::PureFtpd: return QStringLiteral("pure-ftpd");
+    case ServerKind::Pyftpdlib:
+        return QStringLiteral("python3");
+    case ServerKind::Vsftpd:
+        return QStringLiteral("vsftpd");
+    case ServerKind::Proftpd:
+        return QStringLiteral("proftpd");
+    case ServerKind::PureFtpd:
+        return QStringLiteral("pure-ftpd");
     }
     return {};
 }
@@ -217,7 +221,8 @@ bool processHoldsSocket(qint64 pid, const QByteArray &inode)
     for (const QString &fd : fds) {
         // readlink, not QFile::symLinkTarget: that one turns "socket:[N]" into a path.
         char target[64] = {};
-        const ssize_t length = ::readlink(QFile::encodeName(fdFolder + QLatin1Char('/') + fd).constData(), target, sizeof target - 1);
+        const ssize_t length = ::readlink(QFile::encodeName(fdFolder + QLatin1Char('/') + fd).constData(), target,
+                                          sizeof target - 1);
         if (length > 0 && QByteArray(target, length) == socket)
             return true;
     }
@@ -234,10 +239,14 @@ QList<ServerKind> allServerKinds()
 QString serverName(ServerKind kind)
 {
     switch (kind) {
-    case ServerKind::Pyftpdlib: return QStringLiteral("pyftpdlib");
-    case ServerKind::Vsftpd: return QStringLiteral("vsftpd");
-    case ServerKind::Proftpd: return QStringLiteral("proftpd");
-    case ServerKind::PureFtpd: return QStringLiteral("pure-ftpd");
+    case ServerKind::Pyftpdlib:
+        return QStringLiteral("pyftpdlib");
+    case ServerKind::Vsftpd:
+        return QStringLiteral("vsftpd");
+    case ServerKind::Proftpd:
+        return QStringLiteral("proftpd");
+    case ServerKind::PureFtpd:
+        return QStringLiteral("pure-ftpd");
     }
     return {};
 }
@@ -326,7 +335,8 @@ bool FtpServer::createSystemUser(QString *error)
                  error))
         return false;
     m_userCreated = true;
-    if (!runTool(QStringLiteral("chpasswd"), {}, error, (m_user + QLatin1Char(':') + m_password + QLatin1Char('\n')).toUtf8()))
+    if (!runTool(QStringLiteral("chpasswd"), {}, error,
+                 (m_user + QLatin1Char(':') + m_password + QLatin1Char('\n')).toUtf8()))
         return false;
     handOver();
     return true;
@@ -349,8 +359,9 @@ void FtpServer::handOver(const QString &path)
         return;
     QString error;
     const QString target = path.isEmpty() ? rootDir() : path;
-    if (!runTool(QStringLiteral("chown"), {QStringLiteral("-R"), QStringLiteral("-h"), m_user + QLatin1Char(':') + m_user, target},
-                 &error, {}, {}))
+    if (!runTool(QStringLiteral("chown"),
+                 {QStringLiteral("-R"), QStringLiteral("-h"), m_user + QLatin1Char(':') + m_user, target}, &error, {},
+                 {}))
         qWarning("FtpServer::handOver: %s", qPrintable(error));
 }
 
@@ -370,7 +381,8 @@ QString FtpServer::program(QString *error) const
         if (QFileInfo(candidate).isExecutable())
             return candidate;
     }
-    *error = QStringLiteral("%1 not found in %2 (run scripts/setup.sh)").arg(name(), folders.join(QStringLiteral(", ")));
+    *error =
+        QStringLiteral("%1 not found in %2 (run scripts/setup.sh)").arg(name(), folders.join(QStringLiteral(", ")));
     return {};
 }
 
@@ -403,30 +415,31 @@ bool FtpServer::writeConfig(QString *error)
                              error);
     }
     if (m_kind == ServerKind::Proftpd) {
-        return writeTextFile(workFile(QStringLiteral("proftpd.conf")),
-                             QStringLiteral("ServerName \"korvan test\"\n"
-                                            "ServerType standalone\n"
-                                            "DefaultServer on\n"
-                                            "UseIPv6 off\n"
-                                            "Port %1\n"
-                                            "DefaultAddress 127.0.0.1\n"
-                                            "SocketBindTight on\n"
-                                            "User nobody\n"
-                                            "Group nogroup\n"
-                                            "PidFile %2\n"
-                                            "ScoreboardFile %3\n"
-                                            "WtmpLog off\n"
-                                            "UseReverseDNS off\n"
-                                            "<IfModule mod_auth_pam.c>\n  AuthPAM off\n</IfModule>\n"
-                                            "AuthOrder mod_auth_unix.c\n"
-                                            "RequireValidShell off\n"
-                                            "DefaultRoot ~\n"
-                                            "AllowOverwrite on\n"
-                                            "Umask 022\n"
-                                            "MaxInstances 64\n"
-                                            "<IfModule mod_delay.c>\n  DelayEngine off\n</IfModule>\n")
-                                 .arg(port, workFile(QStringLiteral("proftpd.pid")), workFile(QStringLiteral("proftpd.scoreboard"))),
-                             error);
+        return writeTextFile(
+            workFile(QStringLiteral("proftpd.conf")),
+            QStringLiteral("ServerName \"korvan test\"\n"
+                           "ServerType standalone\n"
+                           "DefaultServer on\n"
+                           "UseIPv6 off\n"
+                           "Port %1\n"
+                           "DefaultAddress 127.0.0.1\n"
+                           "SocketBindTight on\n"
+                           "User nobody\n"
+                           "Group nogroup\n"
+                           "PidFile %2\n"
+                           "ScoreboardFile %3\n"
+                           "WtmpLog off\n"
+                           "UseReverseDNS off\n"
+                           "<IfModule mod_auth_pam.c>\n  AuthPAM off\n</IfModule>\n"
+                           "AuthOrder mod_auth_unix.c\n"
+                           "RequireValidShell off\n"
+                           "DefaultRoot ~\n"
+                           "AllowOverwrite on\n"
+                           "Umask 022\n"
+                           "MaxInstances 64\n"
+                           "<IfModule mod_delay.c>\n  DelayEngine off\n</IfModule>\n")
+                .arg(port, workFile(QStringLiteral("proftpd.pid")), workFile(QStringLiteral("proftpd.scoreboard"))),
+            error);
     }
     return true; // pyftpdlib and pure-ftpd take everything on the command line
 }
@@ -436,9 +449,19 @@ QStringList FtpServer::arguments() const
     const QString port = QString::number(m_port);
     switch (m_kind) {
     case ServerKind::Pyftpdlib:
-        return {QStringLiteral("-m"), QStringLiteral("pyftpdlib"), QStringLiteral("-i"), host(),
-                QStringLiteral("-p"), port, QStringLiteral("-w"), QStringLiteral("-d"), rootDir(),
-                QStringLiteral("-u"), m_user, QStringLiteral("-P"), m_password};
+        return {QStringLiteral("-m"),
+                QStringLiteral("pyftpdlib"),
+                QStringLiteral("-i"),
+                host(),
+                QStringLiteral("-p"),
+                port,
+                QStringLiteral("-w"),
+                QStringLiteral("-d"),
+                rootDir(),
+                QStringLiteral("-u"),
+                m_user,
+                QStringLiteral("-P"),
+                m_password};
     case ServerKind::Vsftpd:
         return {workFile(QStringLiteral("vsftpd.conf"))};
     case ServerKind::Proftpd:
@@ -446,9 +469,12 @@ QStringList FtpServer::arguments() const
                 workFile(QStringLiteral("proftpd.conf"))};
     case ServerKind::PureFtpd:
         // -L: pure-ftpd silently cuts listings at 10,000 entries otherwise.
-        return {QStringLiteral("-S"), host() + QLatin1Char(',') + port, QStringLiteral("-l"), QStringLiteral("unix"),
-                QStringLiteral("-E"), QStringLiteral("-A"), QStringLiteral("-H"), QStringLiteral("-4"),
-                QStringLiteral("-f"), QStringLiteral("none"), QStringLiteral("-L"), QStringLiteral("200000:5"),
+        return {QStringLiteral("-S"), host() + QLatin1Char(',') + port,
+                QStringLiteral("-l"), QStringLiteral("unix"),
+                QStringLiteral("-E"), QStringLiteral("-A"),
+                QStringLiteral("-H"), QStringLiteral("-4"),
+                QStringLiteral("-f"), QStringLiteral("none"),
+                QStringLiteral("-L"), QStringLiteral("200000:5"),
                 QStringLiteral("-g"), workFile(QStringLiteral("pure-ftpd.pid"))};
     }
     return {};
@@ -509,7 +535,8 @@ bool FtpServer::waitForGreeting(QString *error)
             // The greeting may span several lines ("220-..."); the last starts "220 ".
             while (probe.waitForReadyRead(static_cast<int>(qMax<qint64>(1, deadline.remainingTime())))) {
                 received += probe.readAll();
-                if (received.startsWith("220") && (received.contains("\n220 ") || received.startsWith("220 ")) && received.endsWith('\n')) {
+                if (received.startsWith("220") && (received.contains("\n220 ") || received.startsWith("220 "))
+                    && received.endsWith('\n')) {
                     probe.write("QUIT\r\n");
                     probe.waitForBytesWritten(1000);
                     probe.disconnectFromHost();

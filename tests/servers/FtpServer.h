@@ -28,8 +28,7 @@ enum class ServerKind { Pyftpdlib, Vsftpd, Proftpd, PureFtpd };
 QList<ServerKind> allServerKinds();
 QString serverName(ServerKind kind); // "pyftpdlib", "vsftpd", "proftpd", "pure-ftpd"
 
-class FtpServer
-{
+class FtpServer {
 public:
     explicit FtpServer(ServerKind kind);
     ~FtpServer();

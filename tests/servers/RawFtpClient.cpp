@@ -36,7 +36,8 @@ bool RawFtpClient::connect(const QString &host, quint16 port)
     if (!m_control.waitForConnected(m_timeoutMs))
         return fail(QStringLiteral("cannot connect to %1:%2: %3").arg(host).arg(port).arg(m_control.errorString()));
     m_greeting = readReply();
-    return replyCode(m_greeting) == 220 || fail(QStringLiteral("greeting is not 220: \"%1\"").arg(m_greeting.trimmed()));
+    return replyCode(m_greeting) == 220
+           || fail(QStringLiteral("greeting is not 220: \"%1\"").arg(m_greeting.trimmed()));
 }
 
 bool RawFtpClient::connect(const FtpServer &server)
@@ -114,12 +115,15 @@ bool RawFtpClient::openPassiveData(QTcpSocket *data)
     const QRegularExpressionMatch match = numbers.match(reply);
     if (replyCode(reply) != 227 || !match.hasMatch())
         return fail(QStringLiteral("PASV answered \"%1\"").arg(reply.trimmed()));
-    const QString address = QStringList{match.captured(1), match.captured(2), match.captured(3), match.captured(4)}
-                                .join(QLatin1Char('.'));
+    const QString address =
+        QStringList{match.captured(1), match.captured(2), match.captured(3), match.captured(4)}.join(QLatin1Char('.'));
     const quint16 port = static_cast<quint16>(match.captured(5).toUInt() * 256 + match.captured(6).toUInt());
     data->connectToHost(address, port);
     return data->waitForConnected(m_timeoutMs)
-        || fail(QStringLiteral("cannot open the passive data connection to %1:%2: %3").arg(address).arg(port).arg(data->errorString()));
+           || fail(QStringLiteral("cannot open the passive data connection to %1:%2: %3")
+                       .arg(address)
+                       .arg(port)
+                       .arg(data->errorString()));
 }
 
 QByteArray RawFtpClient::readUntilClosed(QTcpSocket *data)
@@ -156,8 +160,12 @@ QByteArray RawFtpClient::list(const QString &path, bool passive)
         const quint32 ip = local.toIPv4Address();
         const quint16 port = listener.serverPort();
         const QString portCommand = QStringLiteral("PORT %1,%2,%3,%4,%5,%6")
-                                        .arg(ip >> 24).arg((ip >> 16) & 0xff).arg((ip >> 8) & 0xff).arg(ip & 0xff)
-                                        .arg(port >> 8).arg(port & 0xff);
+                                        .arg(ip >> 24)
+                                        .arg((ip >> 16) & 0xff)
+                                        .arg((ip >> 8) & 0xff)
+                                        .arg(ip & 0xff)
+                                        .arg(port >> 8)
+                                        .arg(port & 0xff);
         const QString portReply = command(portCommand);
         if (replyCode(portReply) != 200) {
             fail(QStringLiteral("PORT answered \"%1\"").arg(portReply.trimmed()));

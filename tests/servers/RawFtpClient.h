@@ -13,8 +13,7 @@ namespace korvan::test {
 
 class FtpServer;
 
-class RawFtpClient
-{
+class RawFtpClient {
 public:
     // The default bound covers the slowest real answer: pure-ftpd sends its 530
     // for a wrong password after about 6 s.

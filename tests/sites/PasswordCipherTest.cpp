@@ -187,7 +187,8 @@ void PasswordCipherTest::xorWithKeyIsItsOwnInverse()
             // Many key digits, so that the zero-XOR positions are hit often.
             const bool keyChar = byteValue(random) < 96;
             // NUL is left out: it turns into the key character, which stays (see below).
-            text.append(keyChar ? mmEncrypt::cipherKey[byteValue(random) % 14] : static_cast<char>(1 + byteValue(random) % 255));
+            text.append(keyChar ? mmEncrypt::cipherKey[byteValue(random) % 14]
+                                : static_cast<char>(1 + byteValue(random) % 255));
         }
         const QByteArray once = XorWithKey(text, QByteArray(mmEncrypt::cipherKey));
         QCOMPARE(XorWithKey(once, QByteArray(mmEncrypt::cipherKey)), text);

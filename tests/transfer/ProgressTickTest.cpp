@@ -119,8 +119,8 @@ void ProgressTickTest::tick()
     QFETCH(double, max2);
     QFETCH(double, elapsed);
     QFETCH(bool, shown);
-    const std::optional<ProgressTexts> texts =
-        ComputeProgressTick({value1, max1, value2, max2, elapsed, QStringLiteral("Downloading...")});
+    const std::optional<ProgressTexts> texts = ComputeProgressTick(
+        {value1, max1, value2, max2, elapsed, QStringLiteral("Downloading...")});
     QCOMPARE(texts.has_value(), shown);
     if (!shown)
         return;

@@ -165,9 +165,9 @@ void TransferScriptedTest::failingFileInTheMiddle()
     QVERIFY(download->DownloadSelected(local->path(), "a.bin?1,000\r\nb.bin?2,000\r\nc.bin?3,000\r\n"));
     QCOMPARE(commandsAfterLogOn(),
              (QStringList{"TYPE I", "PASV", "RETR a.bin", "PASV", "RETR b.bin", "PASV", "RETR c.bin"}));
-    QCOMPARE(fileMessages(), (QStringList{"magenta: Downloading 'a.bin' is successful.",
-                                          "red: Downloading 'b.bin' is failed.",
-                                          "magenta: Downloading 'c.bin' is successful."}));
+    QCOMPARE(fileMessages(),
+             (QStringList{"magenta: Downloading 'a.bin' is successful.", "red: Downloading 'b.bin' is failed.",
+                          "magenta: Downloading 'c.bin' is successful."}));
     QCOMPARE(readFile(local->filePath("a.bin")), ScriptedFtpServer::patternBytes(0, 1000));
     QCOMPARE(readFile(local->filePath("c.bin")), ScriptedFtpServer::patternBytes(0, 3000));
     QCOMPARE(download->summary().succeeded, 2);
@@ -254,8 +254,8 @@ void TransferScriptedTest::cancelDuringSecondUpload()
     QVERIFY(!upload->UploadSelected({folder}));
     QCOMPARE(commandsAfterLogOn(),
              (QStringList{"MKD up", "TYPE I", "PASV", "STOR up/a.txt", "PASV", "STOR up/b.bin", "ABOR"}));
-    QCOMPARE(fileMessages(), (QStringList{"magenta: Uploading 'a.txt' is successful.",
-                                          "red: Uploading file(s) is aborted by user."}));
+    QCOMPARE(fileMessages(),
+             (QStringList{"magenta: Uploading 'a.txt' is successful.", "red: Uploading file(s) is aborted by user."}));
     QVERIFY(upload->summary().cancelled);
     QCOMPARE(host->refreshes, 0);
     QCOMPARE(ui->progressUnloads, 1);
@@ -271,8 +271,7 @@ void TransferScriptedTest::folderWhoseListingFails()
     server->expect("TYPE A").reply("200 ascii\r\n").repeat();
     server->expect("PASV").passive().repeat();
     server->expect("LIST /broken").reply("550 Permission denied\r\n");
-    scriptListing(*server, "LIST /fine",
-                  unixLine("-rw-r--r--", 500, "f.txt") + unixLine("drwxr-xr-x", 4096, "deep"));
+    scriptListing(*server, "LIST /fine", unixLine("-rw-r--r--", 500, "f.txt") + unixLine("drwxr-xr-x", 4096, "deep"));
     scriptListing(*server, "LIST /fine/deep", unixLine("-rw-r--r--", 700, "g.txt"));
     server->expect("TYPE I").reply("200 binary\r\n");
     server->expect("RETR fine/f.txt").reply("150 sending\r\n").sendData(500).closeData().reply("226 done\r\n");
@@ -357,12 +356,12 @@ void TransferScriptedTest::uploadWalkOrder()
              (QStringList{"MKD up", "MKD up/one", "MKD up/one/two", "TYPE I", "PASV", "STOR single.txt", "PASV",
                           "STOR up/.profile", "PASV", "STOR up/top.txt", "PASV", "STOR up/one/mid.txt", "PASV",
                           "STOR up/one/two/deep.txt"}));
-    QCOMPARE(fileMessages(), (QStringList{"magenta: Uploading 'single.txt' is successful.",
-                                          "magenta: Uploading '.profile' is successful.",
-                                          "magenta: Uploading 'empty.txt' is aborted since it has 0 size.",
-                                          "magenta: Uploading 'top.txt' is successful.",
-                                          "magenta: Uploading 'mid.txt' is successful.",
-                                          "magenta: Uploading 'deep.txt' is successful."}));
+    QCOMPARE(
+        fileMessages(),
+        (QStringList{"magenta: Uploading 'single.txt' is successful.", "magenta: Uploading '.profile' is successful.",
+                     "magenta: Uploading 'empty.txt' is aborted since it has 0 size.",
+                     "magenta: Uploading 'top.txt' is successful.", "magenta: Uploading 'mid.txt' is successful.",
+                     "magenta: Uploading 'deep.txt' is successful."}));
     QCOMPARE(server->receivedData(), QByteArray("deep"));
     QCOMPARE(ui->mainStatus.first(), QString("Uploading 6 files and folders..."));
     QVERIFY(ui->mainStatus.contains("Uploading 'up/one/two/deep.txt'..."));
@@ -372,7 +371,8 @@ void TransferScriptedTest::uploadWalkOrder()
     const QStringList labels = host->labels.last().split(" | ");
     QCOMPARE(labels.mid(1), (QStringList{"127.0.0.1/up/one/two/deep.txt", "deep.txt"}));
     // The local path is shortened in its middle, in lower case.
-    QVERIFY2(labels.first().contains("/.../") && labels.first().endsWith("/deep.txt") && labels.first().size() <= 48, qPrintable(labels.first()));
+    QVERIFY2(labels.first().contains("/.../") && labels.first().endsWith("/deep.txt") && labels.first().size() <= 48,
+             qPrintable(labels.first()));
     QCOMPARE(labels.first(), labels.first().toLower());
     CHECK_NO_UI_FAILURES();
 }
@@ -405,8 +405,8 @@ void TransferScriptedTest::pathsBelowTheCurrentFolder()
     server->expect("RETR top.txt").reply("150 sending\r\n").sendData(5).closeData().reply("226 done\r\n");
     server->expect("RETR sub/in sub.txt").reply("150 sending\r\n").sendData(40).closeData().reply("226 done\r\n");
     QVERIFY(download->DownloadSelected(local->path() + "/", "/home/me/sub/\r\n/home/me/top.txt?5\r\n"));
-    QCOMPARE(commandsAfterLogOn(), (QStringList{"TYPE A", "PASV", "LIST /home/me/sub", "TYPE I", "PASV",
-                                                "RETR top.txt", "PASV", "RETR sub/in sub.txt"}));
+    QCOMPARE(commandsAfterLogOn(), (QStringList{"TYPE A", "PASV", "LIST /home/me/sub", "TYPE I", "PASV", "RETR top.txt",
+                                                "PASV", "RETR sub/in sub.txt"}));
     QCOMPARE(readFile(local->filePath("top.txt")), ScriptedFtpServer::patternBytes(0, 5));
     QCOMPARE(readFile(local->filePath("sub/in sub.txt")), ScriptedFtpServer::patternBytes(0, 40));
     QCOMPARE(download->localRoot(), local->path() + "/");
@@ -426,17 +426,15 @@ void TransferScriptedTest::linksIntoWalkedFoldersEndTheWalk()
                       + unixLine("-rw-r--r--", 3, "t.txt"));
     server->expect("CWD /top/here").reply("250 ok\r\n");
     server->expect("CWD /").reply("250 ok\r\n").repeat();
-    scriptListing(*server, "LIST /top/sub",
-                  unixLine("lrwxrwxrwx", 2, "up -> ..") + unixLine("-rw-r--r--", 4, "s.txt"));
+    scriptListing(*server, "LIST /top/sub", unixLine("lrwxrwxrwx", 2, "up -> ..") + unixLine("-rw-r--r--", 4, "s.txt"));
     server->expect("CWD /top/sub/up").reply("250 ok\r\n");
     server->expect("TYPE I").reply("200 binary\r\n");
     server->expect("RETR top/t.txt").reply("150 sending\r\n").sendData(3).closeData().reply("226 done\r\n");
     server->expect("RETR top/sub/s.txt").reply("150 sending\r\n").sendData(4).closeData().reply("226 done\r\n");
     QVERIFY(download->DownloadSelected(local->path(), "/top/"));
-    QCOMPARE(commandsAfterLogOn(),
-             (QStringList{"TYPE A", "PASV", "LIST /top", "CWD /top/here", "CWD /", "TYPE A", "PASV", "LIST /top/sub",
-                          "CWD /top/sub/up", "CWD /", "TYPE I", "PASV", "RETR top/t.txt", "PASV",
-                          "RETR top/sub/s.txt"}));
+    QCOMPARE(commandsAfterLogOn(), (QStringList{"TYPE A", "PASV", "LIST /top", "CWD /top/here", "CWD /", "TYPE A",
+                                                "PASV", "LIST /top/sub", "CWD /top/sub/up", "CWD /", "TYPE I", "PASV",
+                                                "RETR top/t.txt", "PASV", "RETR top/sub/s.txt"}));
     QCOMPARE(download->summary().succeeded, 2);
     QCOMPARE(readFile(local->filePath("top/sub/s.txt")), ScriptedFtpServer::patternBytes(0, 4));
     CHECK_NO_UI_FAILURES();

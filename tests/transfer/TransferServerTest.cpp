@@ -57,8 +57,7 @@ struct CountingHost : TransferHost {
 struct Bench : ServerBench {
     explicit Bench(ServerKind kind)
         : ServerBench(kind), folders(session, ui), download(session, ui, folders, &host), upload(session, ui, &host)
-    {
-    }
+    {}
     FolderRetrieval folders;
     CountingHost host;
     DownloadEngine download;
@@ -115,8 +114,9 @@ void TransferServerTest::treesBothWays()
     QTemporaryDir source;
     QVERIFY(writeTree(source.path(), kLocalTree));
     QVERIFY(bench.upload.UploadSelected({source.filePath("up")}));
-    const auto uploaded = [](const TreeFile &file) { return file.size > 0 && !file.path.contains("/.hidden/") &&
-                                                            !file.path.contains("/.cache/"); };
+    const auto uploaded = [](const TreeFile &file) {
+        return file.size > 0 && !file.path.contains("/.hidden/") && !file.path.contains("/.cache/");
+    };
     QMap<QString, QString> onServer = treeOf(root + "/up");
     QMap<QString, QString> expected;
     const QMap<QString, QString> all = expectedTree(kLocalTree, {}, uploaded);
