@@ -172,6 +172,8 @@ void SessionScriptedTest::informationRepliesWaitForTheQuestion()
                                      "passive mode !\r\nDo you want to wait the server response ?\r\n"));
     }
     QVERIFY(ui->waitStatus.contains("STAT: 0 seconds"));
+    QCOMPARE(session->lastFailure().command, QString("STAT"));
+    QVERIFY(session->lastFailure().timedOut);
     CHECK_NO_UI_FAILURES();
 }
 
@@ -193,6 +195,11 @@ void SessionScriptedTest::errorRepliesFail()
     QVERIFY(!session->MakeDir("x"));
     QCOMPARE(session->nReplyState(), ReplyState::Failed);
     QCOMPARE(ui->logLines(LogColour::Red), QStringList{QString::fromLatin1(reply.trimmed())});
+    // What a window or the command-line client shows, without reading the log.
+    const SessionFailure &failure = session->lastFailure();
+    QCOMPARE(failure.command, QString("MKD x"));
+    QCOMPARE(failure.reason(), QString::fromLatin1(reply.trimmed()));
+    QVERIFY(failure.socketError.isEmpty() && !failure.timedOut);
     QVERIFY(ui->questions.isEmpty());
     CHECK_NO_UI_FAILURES();
 }
@@ -420,6 +427,8 @@ void SessionScriptedTest::controlDroppedDuringCommand()
     server->expect("NOOP").dropControl();
     QVERIFY(!session->SendAndWait("NOOP"));
     QVERIFY(ui->questions.isEmpty());
+    QCOMPARE(session->lastFailure().command, QString("NOOP"));
+    QVERIFY(!session->lastFailure().socketError.isEmpty());
     CHECK_NO_UI_FAILURES();
 }
 
@@ -584,6 +593,10 @@ void SessionScriptedTest::logMasksPassword()
     server->expect("PWD").reply("257 \"/\"\r\n");
     QVERIFY(session->LogOn());
     QVERIFY(!ui->logText().contains("secret"));
+    // Nor does the failure record hold it.
+    server->expect("PASS secret").reply("530 again?\r\n");
+    QVERIFY(!session->SendAndWait("PASS secret"));
+    QCOMPARE(session->lastFailure().command, QString("PASS ******"));
     QVERIFY(ui->logLines(LogColour::Blue).contains("PASS ******"));
     // A reply holding the four capitals is masked as well, CR LF counted.
     const QString reply = "331 PASS required for me\r\n";
