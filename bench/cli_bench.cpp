@@ -104,10 +104,10 @@ public:
     double korvan(const QStringList &arguments) const { return timedRun(korvanProgram(), arguments); }
     double lftp(const QString &commands) const
     {
-        return timedRun(u"lftp"_qs, {u"-u"_qs, server.user() + u',' + server.password(), u"-p"_qs,
-                                      QString::number(server.port()), u"-e"_qs,
-                                      u"set ftp:ssl-allow no; set ftp:passive-mode on; "_qs + commands + u"; quit"_qs,
-                                      u"127.0.0.1"_qs});
+        return timedRun(u"lftp"_qs,
+                        {u"-u"_qs, server.user() + u',' + server.password(), u"-p"_qs, QString::number(server.port()),
+                         u"-e"_qs, u"set ftp:ssl-allow no; set ftp:passive-mode on; "_qs + commands + u"; quit"_qs,
+                         u"127.0.0.1"_qs});
     }
     double curl(const QStringList &arguments) const
     {
@@ -139,8 +139,11 @@ void benchMany(Bench &bench, QTemporaryDir &local)
     bench.handOver(source);
     const int files = kManyFolders * kManyFilesPerFolder;
     const QString down = local.filePath(u"many-down"_qs);
-    const double korvanGet =
-        bestOf([&] { return bench.korvan({u"get"_qs, bench.url(u"many"_qs), down}); }, [&] { resetFolder(down); });
+    const double korvanGet = bestOf(
+        [&] {
+            return bench.korvan({u"get"_qs, bench.url(u"many"_qs), down});
+        },
+        [&] { resetFolder(down); });
     const double lftpGet = bestOf([&] { return bench.lftp(u"mirror many "_qs + down + u"/many"_qs); },
                                   [&] { resetFolder(down); });
     // Up from a local copy, into a fresh remote folder each round.
@@ -149,8 +152,11 @@ void benchMany(Bench &bench, QTemporaryDir &local)
         resetFolder(up);
         bench.handOver(up);
     };
-    const double korvanPut =
-        bestOf([&] { return bench.korvan({u"put"_qs, down + u"/many"_qs, bench.url(u"up/"_qs)}); }, freshUp);
+    const double korvanPut = bestOf(
+        [&] {
+            return bench.korvan({u"put"_qs, down + u"/many"_qs, bench.url(u"up/"_qs)});
+        },
+        freshUp);
     const double lftpPut = bestOf([&] { return bench.lftp(u"mirror -R "_qs + down + u"/many up/many"_qs); }, freshUp);
     if (korvanGet < 0 || lftpGet < 0 || korvanPut < 0 || lftpPut < 0)
         return;

@@ -122,13 +122,13 @@ struct Runner {
     bool round(Measurement &best)
     {
         HeadlessUi ui;
-        FtpSession session(ui);
-        FtpSettings &settings = ftpSettings();
+        FtpSettings settings;
         settings.sFTPServer = server.host();
         settings.nFTPPort = server.port();
         settings.sFTPUser = server.user();
         settings.sFTPPassword = server.password();
         settings.bPassive = passive;
+        FtpSession session(ui, settings);
         if (!session.LogOn() || !session.SetType("I"))
             return false;
         const qint64 idle = residentKiB();
@@ -137,12 +137,12 @@ struct Runner {
 
         settleDisk();
         clock.start();
-        if (!session.RetrieveFile("big.bin", localDir + "/got.bin", kFileSize))
+        if (!session.RetrieveFile("big.bin", localDir + "/got.bin", kFileSize).succeeded())
             return false;
         best.sessionGet = qMax(best.sessionGet, megabytesPerSecond(kFileSize, clock.nsecsElapsed()));
         settleDisk();
         clock.restart();
-        if (!session.StoreFile(localDir + "/got.bin", "put.bin", kFileSize))
+        if (!session.StoreFile(localDir + "/got.bin", "put.bin", kFileSize).succeeded())
             return false;
         best.sessionPut = qMax(best.sessionPut, megabytesPerSecond(kFileSize, clock.nsecsElapsed()));
         best.peakExtraKiB = qMax(best.peakExtraKiB, watch.peakExtraKiB());
@@ -151,9 +151,11 @@ struct Runner {
         QFile::remove(server.rootDir() + "/put.bin");
 
         settleDisk();
-        const double curlGet = curlRun(curlMode() + QStringList{"-o", localDir + "/curl-got.bin", url("big.bin")}, kFileSize);
+        const double curlGet = curlRun(curlMode() + QStringList{"-o", localDir + "/curl-got.bin", url("big.bin")},
+                                       kFileSize);
         settleDisk();
-        const double curlPut = curlRun(curlMode() + QStringList{"-T", localDir + "/curl-got.bin", url("curl-put.bin")}, kFileSize);
+        const double curlPut = curlRun(curlMode() + QStringList{"-T", localDir + "/curl-got.bin", url("curl-put.bin")},
+                                       kFileSize);
         QFile::remove(localDir + "/curl-got.bin");
         QFile::remove(server.rootDir() + "/curl-put.bin");
         best.curlGet = qMax(best.curlGet, curlGet);

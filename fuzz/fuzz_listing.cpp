@@ -1,8 +1,8 @@
 // Any bytes as a LIST reply: the parse must never crash, hang or break the table's
 // promises, and every accessor must answer for every slot of the table.
+#include "ftp/RemotePath.h"
 #include "korvan/cFTPList.h"
 #include "listing/ListingSize.h"
-#include "listing/RemotePath.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -7,8 +7,8 @@
 #include <QCoreApplication>
 
 #include <cstdint>
-#include <iterator>
 #include <cstdlib>
+#include <iterator>
 
 namespace {
 
@@ -18,7 +18,10 @@ public:
     {
         return korvan::QuestionAnswer::No;
     }
-    QString inputBox(const QString &, const QString &, const QString &defaultText) override { return defaultText + "2"; }
+    QString inputBox(const QString &, const QString &, const QString &defaultText) override
+    {
+        return defaultText + "2";
+    }
     void messageBox(const QString &) override {}
     void setStatusText(korvan::StatusPane, const QString &) override {}
     void logLine(korvan::LogColour, const QString &) override {}
@@ -52,8 +55,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     NullUi ui;
     korvan::FtpSession session(ui);
     // The first byte picks the command the replies answer and the data mode.
-    session.sLastCommand = QString::fromLatin1(kLastCommands[data[0] % std::size(kLastCommands)]);
-    session.nDataMode = korvan::DataMode(data[0] / 16 % 4);
+    // Unconnected, the command goes nowhere; the session waits for its reply.
+    session.BeginCommand(korvan::DataMode(data[0] / 16 % 4));
+    session.SendCommand(QString::fromLatin1(kLastCommands[data[0] % std::size(kLastCommands)]));
     QByteArray stream(reinterpret_cast<const char *>(data + 1), qsizetype(size - 1));
     // A readable 227 would start a real connection; the address parser is fuzzed on its own.
     korvan::ParsePassiveReply(QString::fromLatin1(stream));
@@ -62,7 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const qsizetype cut = size > 1 ? qsizetype(data[1]) % (stream.size() + 1) : 0;
     session.ControlDataArrival(stream.left(cut));
     session.ControlDataArrival(stream.mid(cut));
-    if (session.sRecvBuffer.size() > korvan::FtpSession::kMaxReplyLineBytes)
+    if (session.sRecvBuffer().size() > korvan::FtpSession::kMaxReplyLineBytes)
         std::abort();
     (void)session.listText();
     korvan::ParseTransferSize(QString::fromLatin1(stream));

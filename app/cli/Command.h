@@ -15,8 +15,8 @@ enum ExitCode : int {
 
 struct Command {
     const char *name;
-    const char *summary; // one line for `korvan --help`
-    const char *help;    // the full text for `korvan <name> --help`
+    const char *summary;                      // one line for `korvan --help`
+    const char *help;                         // the full text for `korvan <name> --help`
     int (*run)(const QStringList &arguments); // arguments after the command name
 };
 

@@ -1,7 +1,7 @@
 #include "FtpUrl.h"
 
+#include "ftp/RemotePath.h"
 #include "korvan/FtpSettings.h"
-#include "listing/RemotePath.h"
 
 namespace korvan::cli {
 
@@ -64,8 +64,8 @@ bool parseUserInfo(QStringView text, FtpUrl &url, QString *error)
 {
     const qsizetype colon = text.indexOf(u':');
     const std::optional<QString> user = PercentDecoded(colon < 0 ? text.toString() : text.left(colon).toString());
-    const std::optional<QString> password =
-        colon < 0 ? std::optional<QString>(QString()) : PercentDecoded(text.mid(colon + 1).toString());
+    const std::optional<QString> password = colon < 0 ? std::optional<QString>(QString())
+                                                      : PercentDecoded(text.mid(colon + 1).toString());
     if (!user || !password)
         return fail(error, u"a '%' in the user or password must be followed by two hexadecimal digits"_qs);
     url.user = *user;

@@ -2,8 +2,7 @@
 
 #include "Command.h"
 
-#include "korvan/FtpSettings.h"
-#include "listing/RemotePath.h"
+#include "ftp/RemotePath.h"
 
 #include <QSet>
 
@@ -62,7 +61,7 @@ std::optional<CliError> RemoteSession::open(const FtpUrl &url)
     if (connectedTo && connectedTo->sameLogOn(url) && session().controlSocket().state() == SocketState::Connected)
         return std::nullopt;
     close();
-    FtpSettings &settings = ftpSettings();
+    settings = {};
     settings.sFTPServer = url.host;
     settings.nFTPPort = url.port;
     settings.sFTPUser = url.user;
@@ -71,7 +70,7 @@ std::optional<CliError> RemoteSession::open(const FtpUrl &url)
     settings.nFTPWaitTime = options.waitSeconds;
     settings.bPassive = options.passive;
 
-    ftp = std::make_unique<FtpSession>(ui);
+    ftp = std::make_unique<FtpSession>(ui, settings);
     retrieval = std::make_unique<FolderRetrieval>(*ftp, ui);
     ui.setBusy(true);
     if (!ftp->LogOn())
@@ -80,26 +79,28 @@ std::optional<CliError> RemoteSession::open(const FtpUrl &url)
     return std::nullopt;
 }
 
-// The session's last command tells how far the log-on came: none (no greeting),
-// USER or PASS (refused), or a later one.
+// The session's failure record tells how far the log-on came: no command (no
+// greeting), USER or PASS (refused), or a later one.
 CliError RemoteSession::logOnError(const FtpUrl &url) const
 {
     const QString server = url.hostAndPort();
-    const QString lastCommand = ftp->sLastCommand.section(u' ', 0, 0);
-    const QString reply = ftp->sLastReply.trimmed();
-    const QString waited = QString::number(options.waitSeconds) + (options.waitSeconds == 1 ? u" second"_qs : u" seconds"_qs);
-    // Socket errors are logged as "<number> : <description>".
-    const QString socketError = ui.lastError().section(u" : "_qs, 1);
+    const SessionFailure &failure = ftp->lastFailure();
+    const QString lastCommand = failure.command.section(u' ', 0, 0);
+    const QString waited = QString::number(options.waitSeconds)
+                           + (options.waitSeconds == 1 ? u" second"_qs : u" seconds"_qs);
     if (lastCommand.isEmpty()) {
-        const QString reason = ui.timedOut()             ? u"no greeting within "_qs + waited
-                               : socketError.isEmpty() ? ui.lastError()
-                                                       : socketError;
+        const QString reason = failure.timedOut ? u"no greeting within "_qs + waited : failure.reason();
         return {ExitCannotConnect, u"cannot connect to "_qs + server + u": "_qs + reason};
     }
-    const QString why = ui.timedOut() ? u"no reply within "_qs + waited : reply.isEmpty() ? ui.lastError() : reply;
+    const QString why = failure.timedOut ? u"no reply within "_qs + waited : failure.reason();
     if (lastCommand == u"USER" || lastCommand == u"PASS")
         return {ExitLogOnRefused, u"log-on refused by "_qs + server + u" for user '"_qs + url.user + u"': "_qs + why};
     return {ExitFailure, u"log-on to "_qs + server + u" failed at "_qs + lastCommand + u": "_qs + why};
+}
+
+QString RemoteSession::failureReason() const
+{
+    return ftp ? ftp->lastFailure().reason() : QString();
 }
 
 void RemoteSession::close()
@@ -119,7 +120,7 @@ bool RemoteSession::enterFolder(const QString &folder)
 
 const cFTPList *RemoteSession::listCurrentFolder()
 {
-    QString folder = session().sCurrentDir;
+    QString folder = session().sCurrentDir();
     if (!folders().GetList(folder))
         return nullptr;
     return folders().cachedList(folder);
@@ -145,7 +146,7 @@ QString parentOf(const QString &path)
 
 std::optional<CliError> RemoteSession::locate(const FtpUrl &url, RemoteTarget &target)
 {
-    const QString path = url.remotePath(session().sHomeDir);
+    const QString path = url.remotePath(session().sHomeDir());
     target = {};
     if (url.namesFolder() || path == u"/") {
         if (!enterFolder(path))
@@ -161,9 +162,9 @@ std::optional<CliError> RemoteSession::locate(const FtpUrl &url, RemoteTarget &t
         return CliError{ExitNoSuchFolder, u"no such folder on the server: "_qs + parent};
     const cFTPList *list = listCurrentFolder();
     if (!list)
-        return CliError{ExitFailure, u"cannot list "_qs + parent + u": "_qs + ui.lastError()};
+        return CliError{ExitFailure, u"cannot list "_qs + parent + u": "_qs + failureReason()};
     const qint32 index = entryIndex(*list, name);
-    target.path = session().sCurrentDir + name;
+    target.path = session().sCurrentDir() + name;
     if (index < 0) {
         // Listings leave out names that begin with "."; such a folder can still be entered.
         if (!enterFolder(target.path))

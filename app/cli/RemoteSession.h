@@ -20,7 +20,7 @@ namespace korvan::cli {
 enum RemoteExitCode : int {
     ExitCannotConnect = 3,
     ExitLogOnRefused = 4,
-    ExitNoSuchFolder = 5, // no such remote folder or file
+    ExitNoSuchFolder = 5,  // no such remote folder or file
     ExitInterrupted = 130, // Ctrl-C, as the shell counts it
 };
 
@@ -38,26 +38,26 @@ std::optional<RemoteOptions> ParseRemoteOptions(const QStringList &arguments, bo
 
 // The options' part of the commands' help, a literal so that each command's
 // help text stays one constant.
-#define KORVAN_REMOTE_OPTIONS_HELP                                                                     \
-    "  --passive        passive data connections: Korvan connects to the server\n"                    \
-    "                   (the default; works through most firewalls and NAT)\n"                         \
-    "  --active         active data connections: the server connects back (PORT)\n"                    \
-    "  --wait SECONDS   how long to wait for a reply before giving up (default 30)\n"                  \
-    "  --log            print every command, reply and connection event on\n"                          \
+#define KORVAN_REMOTE_OPTIONS_HELP                                                                                     \
+    "  --passive        passive data connections: Korvan connects to the server\n"                                     \
+    "                   (the default; works through most firewalls and NAT)\n"                                         \
+    "  --active         active data connections: the server connects back (PORT)\n"                                    \
+    "  --wait SECONDS   how long to wait for a reply before giving up (default 30)\n"                                  \
+    "  --log            print every command, reply and connection event on\n"                                          \
     "                   standard error (coloured when it is a terminal)\n"
 
 // The URL's part of the commands' help.
-#define KORVAN_URL_HELP                                                                                \
-    "URL: ftp://[user[:password]@]host[:port]/[path]. Without a user, Korvan logs on\n"              \
-    "as 'anonymous'. Write special characters in the user, password and path\n"                      \
-    "percent-encoded (%40 for '@', %3A for ':', %20 for a blank). The path starts\n"                  \
-    "from the folder the server puts you in after logging on (usually its root);\n"                  \
+#define KORVAN_URL_HELP                                                                                                \
+    "URL: ftp://[user[:password]@]host[:port]/[path]. Without a user, Korvan logs on\n"                                \
+    "as 'anonymous'. Write special characters in the user, password and path\n"                                        \
+    "percent-encoded (%40 for '@', %3A for ':', %20 for a blank). The path starts\n"                                   \
+    "from the folder the server puts you in after logging on (usually its root);\n"                                    \
     "ftp://host/%2Fetc names /etc from the server's root.\n"
 
 // The exit codes' part of the commands' help.
-#define KORVAN_EXIT_HELP                                                                               \
-    "Exit status: 0 success, 1 failure (a file failed, a folder could not be\n"                      \
-    "listed), 2 wrong usage, 3 cannot connect, 4 log-on refused, 5 no such remote\n"                 \
+#define KORVAN_EXIT_HELP                                                                                               \
+    "Exit status: 0 success, 1 failure (a file failed, a folder could not be\n"                                        \
+    "listed), 2 wrong usage, 3 cannot connect, 4 log-on refused, 5 no such remote\n"                                   \
     "folder or file, 130 cancelled with Ctrl-C.\n"
 
 struct CliError {
@@ -70,11 +70,11 @@ void PrintError(const QString &message);
 
 // What a URL names on the server.
 struct RemoteTarget {
-    QString path;    // absolute; a folder ends in "/"
+    QString path; // absolute; a folder ends in "/"
     bool isFolder = false;
     // The log-on folder or the root: a get fetches what is in it, not the folder.
     bool isTop = false;
-    QString size;    // a file's size as the listing shows it
+    QString size;                   // a file's size as the listing shows it
     const cFTPList *list = nullptr; // a file's entry: the parent folder's listing
     qint32 index = -1;
 };
@@ -103,11 +103,14 @@ public:
     TerminalUi ui;
     FtpSession &session() { return *ftp; }
     FolderRetrieval &folders() { return *retrieval; }
+    // Why the last failing command failed, as the session recorded it.
+    QString failureReason() const;
 
 private:
     CliError logOnError(const FtpUrl &url) const;
 
     RemoteOptions options;
+    FtpSettings settings; // the session's own: a command-line run shares no global
     std::optional<FtpUrl> connectedTo;
     std::unique_ptr<FtpSession> ftp;
     std::unique_ptr<FolderRetrieval> retrieval;

@@ -28,10 +28,14 @@ bool stderrIsTerminal()
 const char *escapeFor(LogColour colour)
 {
     switch (colour) {
-    case LogColour::Blue: return "\033[34m";
-    case LogColour::Red: return "\033[31m";
-    case LogColour::Magenta: return "\033[35m";
-    case LogColour::Black: break;
+    case LogColour::Blue:
+        return "\033[34m";
+    case LogColour::Red:
+        return "\033[31m";
+    case LogColour::Magenta:
+        return "\033[35m";
+    case LogColour::Black:
+        break;
     }
     return "";
 }
@@ -97,8 +101,6 @@ QuestionAnswer TerminalUi::question(const QString &, const QString &text, const 
 {
     // The time-out question ("Do you want to wait the server response ?") and the
     // log-on retry are both answered No: a script must never hang on a server.
-    if (text.contains(u"Wait too long"))
-        waitedTooLong = true;
     if (showLog)
         printLine(LogColour::Red, text.simplified() + u" -> No"_qs);
     return QuestionAnswer::No;
@@ -132,8 +134,6 @@ void TerminalUi::logLine(LogColour lineColour, const QString &text)
     QString line = text;
     while (line.endsWith(u'\n') || line.endsWith(u'\r'))
         line.chop(1);
-    if (lineColour == LogColour::Red)
-        lastErrorLine = line.trimmed();
     if (showLog || isFileProblem(line))
         printLine(lineColour, line);
 }
@@ -197,7 +197,7 @@ QString TerminalUi::progressText() const
     const double fraction = batchMaximum > 0 ? done / batchMaximum : 0;
     const int filled = int(fraction * kBarCells);
     QString line = u'[' + QString(filled, u'#') + QString(kBarCells - filled, u'.') + u"] "_qs;
-    const ProgressSnapshot snapshot{done, batchMaximum, done, batchMaximum, double(sinceCaption.elapsed()) / 1000,
+    const ProgressSnapshot snapshot{done,   batchMaximum, done, batchMaximum, double(sinceCaption.elapsed()) / 1000,
                                     caption};
     if (const std::optional<ProgressTexts> tick = ComputeProgressTick(snapshot)) {
         const QStringList speedParts = tick->speedText.split(u"  "_qs);

@@ -24,11 +24,6 @@ public:
     static void catchInterrupt();
     static bool interrupted();
 
-    // The server did not answer within the waiting time (the question was asked
-    // and answered No).
-    bool timedOut() const { return waitedTooLong; }
-    // The last error line of the log (socket error or error reply), trimmed.
-    QString lastError() const { return lastErrorLine; }
     // Keeps the keep-alive NOOP away while a command of ours runs.
     void setBusy(bool busy) { commandRunning = busy; }
     // Clears the progress line (before the program prints its result).
@@ -63,8 +58,6 @@ private:
     const bool colour;       // stderr is a terminal and NO_COLOR is not set
     const bool showProgress; // stderr is a terminal
     bool commandRunning = false;
-    bool waitedTooLong = false;
-    QString lastErrorLine;
 
     // Progress dialog state.
     QString caption;

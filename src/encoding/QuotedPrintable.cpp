@@ -58,8 +58,9 @@ QByteArray quotedPrintableEncode(const QByteArray &bytes)
             continue;
         }
         char token[3] = {bytes.at(i)};
-        const qsizetype tokenLength =
-            staysLiteral(bytes, i) ? 1 : writeEscaped(token, static_cast<unsigned char>(bytes.at(i))) - token;
+        const qsizetype tokenLength = staysLiteral(bytes, i)
+                                          ? 1
+                                          : writeEscaped(token, static_cast<unsigned char>(bytes.at(i))) - token;
         if (lineLength + tokenLength > maxLineLength - 1) {
             out.append("=\r\n");
             lineLength = 0;

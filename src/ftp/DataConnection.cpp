@@ -2,7 +2,6 @@
 
 #include "ftp/FtpSession.h"
 
-#include "korvan/FtpSettings.h"
 #include "shell/EventPump.h"
 
 #include <QFileInfo>
@@ -32,7 +31,7 @@ void FtpSession::CloseWinsock2()
 
 bool FtpSession::OpenDataConnection()
 {
-    if (ftpSettings().bPassive)
+    if (config.bPassive)
         return SendAndWait(u"PASV"_qs);
     const QString argument = BuildPortArgument();
     return !argument.isEmpty() && SendAndWait(u"PORT "_qs + argument);
@@ -40,59 +39,114 @@ bool FtpSession::OpenDataConnection()
 
 bool FtpSession::ListFolder(const QString &command)
 {
-    sListText.clear();
     return OpenDataConnection() && SendAndWait(command, DataMode::Listing);
 }
 
-bool FtpSession::RetrieveFile(const QString &remotePath, const QString &localPath, qint64 size)
+TransferOutcome FtpSession::RetrieveFile(const QString &remotePath, const QString &localPath, qint64 size)
 {
-    beginTransfer(localPath, remotePath, size);
-    const bool ok = OpenDataConnection() && SendAndWait(u"RETR "_qs + remotePath, DataMode::Download);
-    // An empty file sends no data, so nothing created the local file yet.
-    if (ok && nTransferResult == TransferResult::Running && !transferFile.isOpen()) {
-        transferFile.setFileName(localPath);
-        transferFile.open(QIODevice::WriteOnly);
+    return runTransfer(u"RETR "_qs + remotePath, DataMode::Download, {remotePath, localPath, size});
+}
+
+TransferOutcome FtpSession::StoreFile(const QString &localPath, const QString &remotePath, qint64 size)
+{
+    return runTransfer(u"STOR "_qs + remotePath, DataMode::Upload, {remotePath, localPath, size});
+}
+
+TransferOutcome FtpSession::runTransfer(const QString &command, DataMode mode, const TransferFile &file)
+{
+    if (!OpenDataConnection())
+        return {TransferResult::Failed, failure.reason()};
+    nextFile = file;
+    const bool ok = SendAndWait(command, mode);
+    if (nextFile) { // the command never went out
+        nextFile.reset();
+        return {TransferResult::Failed, failure.reason()};
     }
-    endTransfer();
-    if (!ok)
-        nTransferResult = TransferResult::Failed;
-    return ok && nTransferResult == TransferResult::Succeeded;
+    // An empty file sends no data, so nothing created the local file yet.
+    if (ok && mode == DataMode::Download && transferState.result == TransferResult::Running && !transferFile.isOpen())
+        transferFile.open(QIODevice::WriteOnly);
+    return finishTransfer(ok);
 }
 
-bool FtpSession::StoreFile(const QString &localPath, const QString &remotePath, qint64 size)
-{
-    beginTransfer(localPath, remotePath, size);
-    const bool ok = OpenDataConnection() && SendAndWait(u"STOR "_qs + remotePath, DataMode::Upload);
-    endTransfer();
-    if (!ok)
-        nTransferResult = TransferResult::Failed;
-    return ok && nTransferResult == TransferResult::Succeeded;
-}
-
-void FtpSession::beginTransfer(const QString &localPath, const QString &remotePath, qint64 size)
-{
-    endTransfer();
-    sTransferLocalPath = localPath;
-    sTransferRemotePath = remotePath;
-    nTransferSize = size;
-    nBytesReceived = 0;
-    nAnnouncedSize = -1;
-    nBytesSent = 0;
-    nTransferResult = TransferResult::Running;
-    transferFile.setFileName(localPath);
-}
-
-void FtpSession::endTransfer()
+// The one reset of the transfer's state: when its command goes out. RETR and
+// STOR take the file RetrieveFile or StoreFile named; LIST has none.
+void FtpSession::beginTransfer()
 {
     transferFile.close();
-    uploadStartPending = false;
-    if (nTransferResult == TransferResult::Running)
-        nTransferResult = TransferResult::Succeeded;
+    transferState = {};
+    transferState.mode = dataMode;
+    if (nextFile) {
+        transferState.remotePath = nextFile->remotePath;
+        transferState.localPath = nextFile->localPath;
+        transferState.size = nextFile->size;
+        nextFile.reset();
+    }
+    transferFile.setFileName(transferState.localPath);
+}
+
+void FtpSession::failTransfer(const QString &reason)
+{
+    if (transferState.result != TransferResult::Running)
+        return;
+    transferState.result = TransferResult::Failed;
+    transferState.failureReason = reason;
+}
+
+// What the file should reach: for a download the listing's size or the size the
+// server announced, whichever is larger.
+qint64 FtpSession::expectedBytes() const
+{
+    return transferState.mode == DataMode::Download ? qMax(transferState.size, transferState.announcedSize)
+                                                    : transferState.size;
+}
+
+qint64 FtpSession::movedBytes() const
+{
+    return transferState.mode == DataMode::Download ? transferState.bytesReceived : transferState.bytesSent;
+}
+
+// The one place that judges a file: given up, cancelled, failed on the way, or
+// ended short of its size (never a successful file).
+TransferOutcome FtpSession::finishTransfer(bool completed)
+{
+    transferFile.close();
+    transferState.uploadStartPending = false;
+    if (!completed)
+        failTransfer(failure.reason());
+    if (movedBytes() < expectedBytes())
+        failTransfer(u"the transfer ended after "_qs + QString::number(movedBytes()) + u" of "_qs
+                     + QString::number(expectedBytes()) + u" bytes"_qs);
+    if (transferState.result == TransferResult::Running)
+        transferState.result = TransferResult::Succeeded;
+    return {transferState.result, transferState.failureReason};
 }
 
 QString FtpSession::transferFileName() const
 {
-    return QFileInfo(sTransferLocalPath).fileName();
+    return QFileInfo(transferState.localPath).fileName();
+}
+
+void FtpSession::reportProgress()
+{
+    ui.progressSetPrg1(double(movedBytes()), -1);
+    emit transferProgress(movedBytes(), expectedBytes());
+}
+
+bool FtpSession::fileTransferRunning() const
+{
+    const bool transferMode = dataMode == DataMode::Download || dataMode == DataMode::Upload;
+    return transferMode && replyState == ReplyState::Waiting && transferState.result == TransferResult::Running;
+}
+
+void FtpSession::CancelTransfer()
+{
+    if (!fileTransferRunning())
+        return;
+    // Marked first: the abort's own reply completes the waiting transfer command,
+    // and the mark is what makes it count as cancelled, not as done.
+    transferState.result = TransferResult::Cancelled;
+    CloseWinsock2();
+    AbortCommand();
 }
 
 // ---- replies that concern the data connection -----------------------------------
@@ -112,16 +166,16 @@ void FtpSession::onPassiveReply(const QString &line)
 
 void FtpSession::onTransferStarting(const QString &line)
 {
-    if (nDataMode == DataMode::Upload) {
+    if (dataMode == DataMode::Upload) {
         startUploadWhenConnected();
         return;
     }
-    if (nDataMode != DataMode::Download || !lastCommandIs(u"RETR"_qs))
+    if (dataMode != DataMode::Download || !lastCommandIs(u"RETR"_qs))
         return;
     const qint64 size = ParseTransferSize(line);
     if (size < 0)
         return;
-    nAnnouncedSize = size;
+    transferState.announcedSize = size;
     ui.progressSetPrg1(-1, double(size));
 }
 
@@ -131,7 +185,7 @@ void FtpSession::onDataConnected()
 {
     LogStatus(LogColour::Magenta,
               u"Connected to "_qs + data.remoteHostIP() + u':' + QString::number(data.remotePort()));
-    if (uploadStartPending)
+    if (transferState.uploadStartPending)
         startUploadWhenConnected();
 }
 
@@ -139,25 +193,26 @@ void FtpSession::onDataConnectionRequest(qintptr requestId)
 {
     CloseWinsock2();
     data.accept(requestId);
-    if (uploadStartPending)
+    if (transferState.uploadStartPending)
         startUploadWhenConnected();
 }
 
 void FtpSession::onDataError(int number, const QString &description)
 {
     LogStatus(LogColour::Red, QString::number(number) + u" : "_qs + description);
+    noteFailure({}, description);
     CloseWinsock2();
-    if (nDataMode == DataMode::Upload || nDataMode == DataMode::Download)
-        nTransferResult = TransferResult::Failed;
+    if (dataMode == DataMode::Upload || dataMode == DataMode::Download)
+        failTransfer(description);
     SetReplyState(ReplyState::Failed);
 }
 
 void FtpSession::onDataArrival(qint64 bytesTotal)
 {
-    fLastActivity = monotonicSeconds();
-    if (nDataMode == DataMode::Listing)
-        sListText += data.readAll();
-    else if (nDataMode == DataMode::Download)
+    lastActivity = monotonicSeconds();
+    if (dataMode == DataMode::Listing)
+        listBytes += data.readAll();
+    else if (dataMode == DataMode::Download)
         writeDownloadData(bytesTotal);
 }
 
@@ -167,15 +222,16 @@ void FtpSession::writeDownloadData(qint64 bytesTotal)
     // The file stays open for the whole transfer; every block goes where the
     // bytes received so far end, and the counter follows the file's length.
     const bool written = (transferFile.isOpen() || transferFile.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
-                         && transferFile.seek(nBytesReceived) && transferFile.write(bytes) == bytes.size();
+                         && transferFile.seek(transferState.bytesReceived) && transferFile.write(bytes) == bytes.size();
     if (!written) {
-        nTransferResult = TransferResult::Failed;
+        const QString reason = DownloadWriteFailedText(transferFileName());
+        failTransfer(reason);
         if (data.peerHasClosed() && bytesTotal != 0)
-            LogStatus(LogColour::Red, DownloadWriteFailedText(transferFileName()));
+            LogStatus(LogColour::Red, reason);
         return;
     }
-    nBytesReceived = transferFile.size();
-    ui.progressSetPrg1(double(nBytesReceived), -1);
+    transferState.bytesReceived = transferFile.size();
+    reportProgress();
 }
 
 // ---- upload -------------------------------------------------------------------------
@@ -185,32 +241,33 @@ void FtpSession::writeDownloadData(qint64 bytesTotal)
 void FtpSession::startUploadWhenConnected()
 {
     if (data.state() != SocketState::Connected) {
-        uploadStartPending = true;
+        transferState.uploadStartPending = true;
         return;
     }
-    uploadStartPending = false;
+    transferState.uploadStartPending = false;
     sendNextBlock();
 }
 
 void FtpSession::sendNextBlock()
 {
-    if (nBytesSent == 0) {
+    const qint64 size = transferState.size;
+    if (transferState.bytesSent == 0) {
         // An empty file sends nothing. The STOR then ends with the server's 226, not at
         // once: proftpd answers the next PORT with "450 data transfer in progress"
         // until it has finished the empty upload.
-        if (nTransferSize == 0) {
+        if (size == 0) {
             CloseWinsock2();
             return;
         }
-        ui.progressSetPrg1(0, double(nTransferSize));
+        ui.progressSetPrg1(0, double(size));
     }
-    const qint64 block = qMin(nTransferSize - nBytesSent, kUploadBlockSize);
+    const qint64 block = qMin(size - transferState.bytesSent, kUploadBlockSize);
     if (!transferFile.isOpen() && !transferFile.open(QIODevice::ReadOnly)) {
         failUpload();
         return;
     }
     QByteArray bytes;
-    if (transferFile.seek(nBytesSent))
+    if (transferFile.seek(transferState.bytesSent))
         bytes = transferFile.read(block);
     if (bytes.size() != block || !data.send(bytes)) {
         failUpload();
@@ -221,26 +278,27 @@ void FtpSession::sendNextBlock()
 
 void FtpSession::failUpload()
 {
-    nTransferResult = TransferResult::Failed;
-    ui.messageBox(UploadSendFailedText(transferFileName()));
+    const QString reason = UploadSendFailedText(transferFileName());
+    failTransfer(reason);
+    ui.messageBox(reason);
     // Closing makes the server end the STOR, so the wait ends with its reply.
     CloseWinsock2();
 }
 
 void FtpSession::onDataSendProgress(qint64 bytesSent, qint64)
 {
-    fLastActivity = monotonicSeconds();
-    if (nDataMode != DataMode::Upload)
+    lastActivity = monotonicSeconds();
+    if (dataMode != DataMode::Upload)
         return;
-    nBytesSent += bytesSent;
-    ui.progressSetPrg1(double(nBytesSent), -1);
+    transferState.bytesSent += bytesSent;
+    reportProgress();
 }
 
 void FtpSession::onDataSendComplete()
 {
-    if (nDataMode != DataMode::Upload)
+    if (dataMode != DataMode::Upload)
         return;
-    if (nBytesSent < nTransferSize)
+    if (transferState.bytesSent < transferState.size)
         sendNextBlock();
     else
         CloseWinsock2();

@@ -1,14 +1,15 @@
 #include "ftp/FtpSession.h"
 
-#include "korvan/FtpSettings.h"
-#include "listing/RemotePath.h"
+#include "ftp/RemotePath.h"
 #include "shell/EventPump.h"
 
 namespace korvan {
 
-FtpSession::FtpSession(SessionUi &sessionUi, QObject *parent) : QObject(parent), ui(sessionUi)
+FtpSession::FtpSession(SessionUi &sessionUi, const FtpSettings &settings, QObject *parent)
+    : QObject(parent), ui(sessionUi), config(settings)
 {
     connect(&control, &SocketAdapter::connected, this, &FtpSession::onControlConnected);
+    connect(&control, &SocketAdapter::closedByPeer, this, &FtpSession::onControlClosed);
     connect(&control, &SocketAdapter::dataArrival, this, &FtpSession::onControlData);
     connect(&control, &SocketAdapter::error, this, &FtpSession::onControlError);
 
@@ -31,11 +32,10 @@ void FtpSession::SendCommand(const QString &text)
     // transfer (226 or 426) before it answers the ABOR.
     if (text.startsWith(u"ABOR") && lastCommandIsTransfer())
         noteTransferEndedEarly();
-    sLastCommand = text;
-    if (lastCommandIsTransfer()) {
-        transferStartSeen = false;
-        transferEndSeen = false;
-    }
+    lastCommand = text;
+    commandFailure.command = MaskPassword(text);
+    if (lastCommandIsTransfer())
+        beginTransfer();
     LogStatus(LogColour::Blue, text);
     control.send(EncodeWireText(text, text.section(u' ', 1), latin1Lines) + "\r\n");
 }
@@ -50,7 +50,7 @@ void FtpSession::LogStatus(LogColour colour, const QString &text)
 
 bool FtpSession::lastCommandIs(const QString &word) const
 {
-    return sLastCommand.left(4) == word;
+    return lastCommand.left(4) == word;
 }
 
 bool FtpSession::lastCommandIsTransfer() const
@@ -69,8 +69,42 @@ void FtpSession::onControlConnected()
 void FtpSession::onControlError(int number, const QString &description)
 {
     LogStatus(LogColour::Red, QString::number(number) + u" : "_qs + description);
+    noteFailure({}, description);
     CloseWinsock2();
     SetReplyState(ReplyState::Failed);
+    endSession();
+}
+
+void FtpSession::onControlClosed()
+{
+    endSession();
+}
+
+void FtpSession::endSession()
+{
+    if (!sessionOpen)
+        return;
+    sessionOpen = false;
+    emit sessionEnded();
+}
+
+void FtpSession::noteFailure(const QString &reply, const QString &socketError, bool timedOut)
+{
+    if (!reply.isEmpty())
+        commandFailure.reply = reply.trimmed();
+    // The first error is the cause; what follows (the close) is its effect.
+    if (!socketError.isEmpty() && commandFailure.socketError.isEmpty())
+        commandFailure.socketError = socketError;
+    commandFailure.timedOut = commandFailure.timedOut || timedOut;
+}
+
+QString SessionFailure::reason() const
+{
+    if (!socketError.isEmpty())
+        return socketError;
+    if (!reply.isEmpty())
+        return reply;
+    return timedOut ? u"no reply from the server"_qs : QString();
 }
 
 void FtpSession::onControlData()
@@ -80,29 +114,31 @@ void FtpSession::onControlData()
 
 void FtpSession::ControlDataArrival(const QByteArray &bytes)
 {
-    sRecvBuffer += bytes;
+    recvBuffer += bytes;
     takeCompleteLines();
-    if (sRecvBuffer.size() > kMaxReplyLineBytes)
+    if (recvBuffer.size() > kMaxReplyLineBytes)
         rejectOverlongLine();
 }
 
 void FtpSession::takeCompleteLines()
 {
     for (;;) {
-        const qsizetype lineFeed = sRecvBuffer.indexOf('\n');
+        const qsizetype lineFeed = recvBuffer.indexOf('\n');
         if (lineFeed < 0)
             return;
-        const QByteArray line = sRecvBuffer.left(lineFeed + 1);
-        sRecvBuffer.remove(0, lineFeed + 1);
+        const QByteArray line = recvBuffer.left(lineFeed + 1);
+        recvBuffer.remove(0, lineFeed + 1);
         ReplyLine(DecodeWireLines(line, &latin1Lines));
     }
 }
 
 void FtpSession::rejectOverlongLine()
 {
-    LogStatus(LogColour::Red, u"The server sent more than "_qs + QString::number(kMaxReplyLineBytes)
-                                  + u" bytes without a line end: connection closed."_qs);
-    sRecvBuffer.clear();
+    const QString text = u"The server sent more than "_qs + QString::number(kMaxReplyLineBytes)
+                         + u" bytes without a line end: connection closed."_qs;
+    LogStatus(LogColour::Red, text);
+    noteFailure({}, text);
+    recvBuffer.clear();
     control.close();
     CloseWinsock2();
     SetReplyState(ReplyState::Failed);
@@ -117,9 +153,9 @@ void FtpSession::ReplyLine(const QString &line)
         return;
     }
     if (!code.isEmpty()) {
-        sLastReply = line;
+        lastReply = line;
         if (lastCommandIsTransfer())
-            (code.startsWith(u'1') ? transferStartSeen : transferEndSeen) = true;
+            (code.startsWith(u'1') ? transferState.startSeen : transferState.endSeen) = true;
     }
     LogStatus(colour, line);
     dispatchReply(code, line);
@@ -144,11 +180,11 @@ bool FtpSession::consumeLateTransferReply(const QString &code)
 
 void FtpSession::noteTransferEndedEarly()
 {
-    if (!transferStartSeen)
+    if (!transferState.startSeen)
         ++lateStartReplies;
-    if (!transferEndSeen)
+    if (!transferState.endSeen)
         ++lateEndReplies;
-    transferStartSeen = transferEndSeen = true;
+    transferState.startSeen = transferState.endSeen = true;
 }
 
 void FtpSession::dispatchReply(const QString &code, const QString &line)
@@ -175,14 +211,15 @@ void FtpSession::dispatchReply(const QString &code, const QString &line)
         onPassiveReply(line);
         return;
     case ReplyAction::FolderReply:
-        if (sLastCommand == u"PWD")
-            sCurrentDir = ParseFolderReply(line);
+        if (lastCommand == u"PWD")
+            currentDir = ParseFolderReply(line);
         SetReplyState(ReplyState::Done);
         return;
     case ReplyAction::RenamePending:
         onRenamePending();
         return;
     case ReplyAction::Fail:
+        noteFailure(line, {});
         SetReplyState(ReplyState::Failed);
         return;
     }
@@ -194,8 +231,8 @@ void FtpSession::onRenamePending()
         SetReplyState(ReplyState::Done);
         return;
     }
-    const QString newName = StripTrailingSlash(ui.inputBox(u"Type new name:"_qs, u"Rename"_qs, sRenameFrom));
-    if (newName.isEmpty() || newName == sRenameFrom) {
+    const QString newName = StripTrailingSlash(ui.inputBox(u"Type new name:"_qs, u"Rename"_qs, renameFrom));
+    if (newName.isEmpty() || newName == renameFrom) {
         SetReplyState(ReplyState::Abandoned);
         return;
     }
@@ -206,18 +243,21 @@ void FtpSession::onRenamePending()
 
 void FtpSession::BeginCommand(DataMode mode)
 {
-    if (nReplyState == ReplyState::ClosePending) {
+    if (replyState == ReplyState::ClosePending) {
         ui.unloadWindow();
         return;
     }
-    nReplyState = ReplyState::Waiting;
-    nDataMode = mode;
-    fLastActivity = monotonicSeconds();
+    commandFailure = {};
+    if (mode == DataMode::Listing)
+        listBytes.clear();
+    dataMode = mode;
+    lastActivity = monotonicSeconds();
+    changeReplyState(ReplyState::Waiting);
 }
 
 bool FtpSession::SendAndWait(const QString &text, DataMode mode)
 {
-    if (nReplyState == ReplyState::ClosePending) {
+    if (replyState == ReplyState::ClosePending) {
         ui.unloadWindow();
         return false;
     }
@@ -228,18 +268,26 @@ bool FtpSession::SendAndWait(const QString &text, DataMode mode)
 
 void FtpSession::SetReplyState(ReplyState state)
 {
-    if (nReplyState == ReplyState::ClosePending) {
+    if (replyState == ReplyState::ClosePending) {
         ui.unloadWindow();
         return;
     }
     ui.setStatusText(StatusPane::Wait, {});
-    nReplyState = state;
+    changeReplyState(state);
+}
+
+void FtpSession::changeReplyState(ReplyState state)
+{
+    if (replyState == state)
+        return;
+    replyState = state;
+    emit replyStateChanged(state);
 }
 
 void FtpSession::RequestClose()
 {
-    if (nReplyState == ReplyState::Waiting)
-        nReplyState = ReplyState::ClosePending;
+    if (replyState == ReplyState::Waiting)
+        changeReplyState(ReplyState::ClosePending);
     else
         ui.unloadWindow();
 }
@@ -249,8 +297,8 @@ void FtpSession::RequestClose()
 bool FtpSession::controlSocketFailed() const
 {
     const SocketState state = control.state();
-    return state == SocketState::Closed || state == SocketState::Error
-           || state == SocketState::ConnectionPending || state == SocketState::Closing;
+    return state == SocketState::Closed || state == SocketState::Error || state == SocketState::ConnectionPending
+           || state == SocketState::Closing;
 }
 
 bool FtpSession::dataSocketFailed() const
@@ -269,7 +317,7 @@ bool FtpSession::endTransferOnDataClose(double startMark)
         SetReplyState(ReplyState::Done);
         return true;
     }
-    if (!sLastReply.startsWith(u"226"))
+    if (!lastReply.startsWith(u"226"))
         return false;
     // pure-ftpd sends its 226 as soon as it has handed the data to the system, so
     // the reply can overtake the data connection itself: until that connection is
@@ -277,8 +325,8 @@ bool FtpSession::endTransferOnDataClose(double startMark)
     const SocketState dataState = data.state();
     if (dataState == SocketState::Listening || dataState == SocketState::Connecting)
         return false;
-    const double idle = monotonicSeconds() - fLastActivity;
-    if (idle <= qMax(2 * (fLastActivity - startMark), kMinimumDataGraceSeconds))
+    const double idle = monotonicSeconds() - lastActivity;
+    if (idle <= qMax(2 * (lastActivity - startMark), kMinimumDataGraceSeconds))
         return false;
     CloseWinsock2();
     SetReplyState(ReplyState::Done);
@@ -287,17 +335,19 @@ bool FtpSession::endTransferOnDataClose(double startMark)
 
 bool FtpSession::askToKeepWaiting()
 {
-    const QuestionAnswer answer = ui.question(u"Vantrel"_qs, WaitTooLongText(ftpSettings().nFTPWaitTime),
-                                              u"&Yes"_qs, u"&No"_qs);
-    if (answer != QuestionAnswer::Yes)
+    const QuestionAnswer answer = ui.question(u"Vantrel"_qs, WaitTooLongText(config.nFTPWaitTime), u"&Yes"_qs,
+                                              u"&No"_qs);
+    if (answer != QuestionAnswer::Yes) {
+        noteFailure({}, {}, true);
         return false;
-    fLastActivity = monotonicSeconds();
+    }
+    lastActivity = monotonicSeconds();
     return true;
 }
 
 void FtpSession::showWaitSeconds(const QString &what, int &shownSeconds)
 {
-    const int seconds = int(monotonicSeconds() - fLastActivity);
+    const int seconds = int(monotonicSeconds() - lastActivity);
     if (seconds == shownSeconds)
         return;
     shownSeconds = seconds;
@@ -307,29 +357,31 @@ void FtpSession::showWaitSeconds(const QString &what, int &shownSeconds)
 bool FtpSession::WaitReply(const QString &what)
 {
     const QString word = what.section(u' ', 0, 0);
-    const double startMark = fLastActivity;
+    const double startMark = lastActivity;
     int shownSeconds = -1;
     bool completed = false;
     ui.setWaitControlsEnabled(false);
     for (;;) {
-        if (nReplyState == ReplyState::Done) {
+        if (replyState == ReplyState::Done) {
             completed = true;
             break;
         }
         pumpEvents(10);
-        if (nReplyState == ReplyState::Failed || nReplyState == ReplyState::Abandoned)
+        if (replyState == ReplyState::Failed || replyState == ReplyState::Abandoned)
             break;
-        if (nReplyState == ReplyState::ClosePending) {
+        if (replyState == ReplyState::ClosePending) {
             ui.unloadWindow();
             return false;
         }
-        if (controlSocketFailed() || dataSocketFailed())
+        if (controlSocketFailed() || dataSocketFailed()) {
+            noteFailure({}, controlSocketFailed() ? u"the server closed the connection"_qs : QString());
             break;
+        }
         if ((lastCommandIs(u"LIST"_qs) || lastCommandIs(u"RETR"_qs)) && endTransferOnDataClose(startMark))
             continue;
-        const bool transferring = nDataMode == DataMode::Upload || nDataMode == DataMode::Download;
-        if (!transferring && monotonicSeconds() - fLastActivity > ftpSettings().nFTPWaitTime) {
-            if (nReplyState == ReplyState::Failed || nReplyState == ReplyState::Abandoned)
+        const bool transferring = dataMode == DataMode::Upload || dataMode == DataMode::Download;
+        if (!transferring && monotonicSeconds() - lastActivity > config.nFTPWaitTime) {
+            if (replyState == ReplyState::Failed || replyState == ReplyState::Abandoned)
                 break;
             if (!askToKeepWaiting())
                 break;
@@ -337,8 +389,10 @@ bool FtpSession::WaitReply(const QString &what)
         showWaitSeconds(word, shownSeconds);
     }
     // A transfer given up before its final reply: that reply is still to come.
-    if (lastCommandIsTransfer() && !transferEndSeen)
+    if (lastCommandIsTransfer() && !transferState.endSeen)
         noteTransferEndedEarly();
+    if (!completed)
+        failure = commandFailure;
     ui.setStatusText(StatusPane::Wait, {});
     ui.setWaitControlsEnabled(true);
     drainEvents();

@@ -5,6 +5,7 @@
 
 #include "ftp/ReplyRules.h"
 #include "ftp/SessionUi.h"
+#include "korvan/FtpSettings.h"
 #include "shell/SocketAdapter.h"
 
 #include <QByteArray>
@@ -12,6 +13,8 @@
 #include <QObject>
 #include <QString>
 #include <QTimer>
+
+#include <optional>
 
 namespace korvan {
 
@@ -25,13 +28,52 @@ enum class ReplyState : int {
 
 enum class DataMode : int { None = 0, Listing = 1, Upload = 2, Download = 3 };
 
-// Outcome of the current file for the transfer loops.
+// The running file's state as the transfer loops see it.
 enum class TransferResult : int { Running = 0, Succeeded = 1, Failed = 2, Cancelled = 3 };
+
+// How one file transfer ended: done, failed (with the reason a user reads), or
+// cancelled by the user.
+struct TransferOutcome {
+    TransferResult result = TransferResult::Succeeded;
+    QString reason; // empty unless failed
+    bool succeeded() const { return result == TransferResult::Succeeded; }
+    bool cancelled() const { return result == TransferResult::Cancelled; }
+};
+
+// The running LIST, RETR or STOR: its file, how far it came, and which of its
+// replies have arrived. Replaced as a whole when the next one is sent.
+struct TransferState {
+    QString remotePath;
+    QString localPath;
+    DataMode mode = DataMode::None; // Listing, Download or Upload
+    qint64 size = 0;                // as the listing (or the local file) gives it
+    qint64 bytesReceived = 0;
+    qint64 announcedSize = -1; // the size a "150" reply to RETR gave, -1 when none
+    qint64 bytesSent = 0;
+    TransferResult result = TransferResult::Running;
+    QString failureReason;
+    bool startSeen = false;          // the 1xx reply has come
+    bool endSeen = false;            // the final reply has come
+    bool uploadStartPending = false; // 1xx came before the data connection was up
+};
+
+// Why the last command that failed did: what a window or the command-line client
+// shows without reading the log.
+struct SessionFailure {
+    QString command;       // as sent (password masked), empty before the greeting
+    QString reply;         // the server's failing reply line, trimmed; empty when none came
+    QString socketError;   // the connection's error, empty when none
+    bool timedOut = false; // the user stopped waiting for a reply
+    // One line for a user: the socket error, else the reply, else the time-out.
+    QString reason() const;
+};
 
 class FtpSession : public QObject {
     Q_OBJECT
 public:
-    explicit FtpSession(SessionUi &ui, QObject *parent = nullptr);
+    // settings: read for every log-on and data connection, so changes (the passive
+    // menu entry) apply to the next one; it must outlive the session.
+    explicit FtpSession(SessionUi &ui, const FtpSettings &settings = ftpSettings(), QObject *parent = nullptr);
     ~FtpSession() override;
 
     // Upload blocks go out in this size, one after each send completes.
@@ -42,31 +84,26 @@ public:
     // After a 226 the data connection gets at least this long to deliver and close.
     static constexpr double kMinimumDataGraceSeconds = 0.25;
 
-    // Session fields.
-    QByteArray sRecvBuffer;      // control bytes not yet ending in a line feed
-    QString sLastCommand;        // without its line end
-    QString sLastReply;          // last final reply line, with its line end
-    ReplyState nReplyState = ReplyState::Done;
-    DataMode nDataMode = DataMode::None;
-    QByteArray sListText;        // listing bytes as the server sent them
-    QString sRenameFrom;
-    QString sCurrentDir;         // always ends in "/"
-    QString sHomeDir;            // the folder the session started in
-    double fLastActivity = 0;    // monotonic seconds
-
-    // Current transfer, read and written by the data connection handlers.
-    QString sTransferRemotePath;
-    QString sTransferLocalPath;
-    qint64 nTransferSize = 0;
-    qint64 nBytesReceived = 0;
-    qint64 nAnnouncedSize = -1;  // the size a "150" reply to RETR gave, -1 when none
-    qint64 nBytesSent = 0;
-    TransferResult nTransferResult = TransferResult::Running;
+    // Session state, read only: each piece is changed by the one function named.
+    ReplyState nReplyState() const { return replyState; } // SetReplyState, BeginCommand, RequestClose
+    DataMode nDataMode() const { return dataMode; }       // BeginCommand
+    QString sLastCommand() const { return lastCommand; }  // SendCommand; without its line end
+    QString sLastReply() const { return lastReply; }      // ReplyLine; the last final reply with its line end
+    QString sCurrentDir() const { return currentDir; }    // ReplyLine (257 to PWD); always ends in "/"
+    QString sHomeDir() const { return homeDir; }          // LogOn: the folder the session started in
+    QByteArray sListText() const { return listBytes; }    // the listing bytes as the server sent them
+    QString sRenameFrom() const { return renameFrom; }    // RenameFrom
+    QByteArray sRecvBuffer() const { return recvBuffer; } // control bytes not yet ending in a line feed
+    double fLastActivity() const { return lastActivity; } // monotonic seconds
+    const TransferState &transfer() const { return transferState; }
+    // Empty until a command fails; then that failure until the next one.
+    const SessionFailure &lastFailure() const { return failure; }
+    const FtpSettings &settings() const { return config; }
 
     SocketAdapter &controlSocket() { return control; }
     SocketAdapter &dataSocket() { return data; }
     // The listing as text, line by line UTF-8 or Latin-1.
-    QString listText() const { return DecodeWireLines(sListText, &latin1Lines); }
+    QString listText() const { return DecodeWireLines(listBytes, &latin1Lines); }
     // Control bytes as they arrive: split into lines, each handed to ReplyLine.
     void ControlDataArrival(const QByteArray &bytes);
 
@@ -93,6 +130,7 @@ public:
     bool MakeDir(const QString &name);
     bool RemoveDir(const QString &name);
     bool DeleteFile(const QString &name);
+    // Remembers the name (the input box's default) and sends RNFR.
     bool RenameFrom(const QString &name);
     bool SetType(const QString &type);
     void setKeepAliveInterval(int milliseconds);
@@ -105,12 +143,24 @@ public:
     bool OpenDataConnection();
     // LIST (or LIST with an argument) into sListText.
     bool ListFolder(const QString &command = QStringLiteral("LIST"));
-    // Fetches remotePath into localPath; size as the listing reports it.
-    bool RetrieveFile(const QString &remotePath, const QString &localPath, qint64 size);
-    // Sends localPath (size bytes) as remotePath.
-    bool StoreFile(const QString &localPath, const QString &remotePath, qint64 size);
+    // Fetches remotePath into localPath; size as the listing reports it. A file
+    // that ends short of that size, or of the size the server announced, failed.
+    TransferOutcome RetrieveFile(const QString &remotePath, const QString &localPath, qint64 size);
+    // Sends localPath (size bytes) as remotePath; short of size bytes it failed.
+    TransferOutcome StoreFile(const QString &localPath, const QString &remotePath, qint64 size);
+    // The user's cancel of the running file transfer: marked cancelled, its data
+    // connection dropped, the command aborted. Does nothing when no file transfer
+    // is running, so a second call (another poller) sends no second ABOR.
+    void CancelTransfer();
+    bool fileTransferRunning() const;
 
 signals:
+    void replyStateChanged(korvan::ReplyState state);
+    // The running file: bytes moved so far and the size it should reach.
+    void transferProgress(qint64 bytes, qint64 size);
+    // Disconnect, the server closing the control connection, or a new log-on:
+    // whatever was learnt about the server (cached listings) is stale.
+    void sessionEnded();
     // Each upload block as it is handed to the data socket (its size in bytes).
     void uploadBlockSent(qint64 bytes);
 
@@ -150,24 +200,54 @@ private:
     void sendNextBlock();
     void failUpload();
     void writeDownloadData(qint64 bytesTotal);
-    void beginTransfer(const QString &localPath, const QString &remotePath, qint64 size);
-    void endTransfer();
+    struct TransferFile {
+        QString remotePath;
+        QString localPath;
+        qint64 size = 0;
+    };
+    TransferOutcome runTransfer(const QString &command, DataMode mode, const TransferFile &file);
+    void beginTransfer();
+    void failTransfer(const QString &reason);
+    TransferOutcome finishTransfer(bool completed);
+    qint64 expectedBytes() const;
+    qint64 movedBytes() const;
+    void reportProgress();
     QString transferFileName() const;
+    void noteFailure(const QString &reply, const QString &socketError, bool timedOut = false);
+    void endSession();
+    void changeReplyState(ReplyState state);
+    void onControlClosed();
 
     SessionUi &ui;
+    const FtpSettings &config;
     SocketAdapter control;
     SocketAdapter data;
     QTimer tmrNOOP;
     QFile transferFile;
     QString connectedHost;
 
-    // The current listing or download has had its 1xx / final reply.
-    bool transferStartSeen = false;
-    bool transferEndSeen = false;
-    // Replies still owed by transfers whose wait already ended on the data close.
+    QByteArray recvBuffer;
+    QString lastCommand;
+    QString lastReply;
+    ReplyState replyState = ReplyState::Done;
+    DataMode dataMode = DataMode::None;
+    QByteArray listBytes;
+    QString renameFrom;
+    QString currentDir;
+    QString homeDir;
+    double lastActivity = 0;
+    TransferState transferState;
+    // The file RetrieveFile or StoreFile is about to send RETR or STOR for.
+    std::optional<TransferFile> nextFile;
+    // What the command running now has met that would make it fail.
+    SessionFailure commandFailure;
+    SessionFailure failure;
+    // Log-on until Disconnect, the server's close or the next log-on.
+    bool sessionOpen = false;
+    // Replies still owed by transfers whose wait already ended on the data close:
+    // they outlive those transfers, so only a new log-on forgets them.
     int lateStartReplies = 0;
     int lateEndReplies = 0;
-    bool uploadStartPending = false;
     // Lines that came as Latin-1: names taken from them go back as the same bytes.
     mutable QSet<QString> latin1Lines;
 };

@@ -23,8 +23,8 @@ ReplyAction ClassifyReply(const QString &code)
         return ReplyAction::None;
     if (code == u"125" || code == u"150")
         return ReplyAction::TransferStarting;
-    if (code == u"200" || code == u"202" || code == u"215" || code == u"220" || code == u"221"
-        || code == u"230" || code == u"250" || code == u"331")
+    if (code == u"200" || code == u"202" || code == u"215" || code == u"220" || code == u"221" || code == u"230"
+        || code == u"250" || code == u"331")
         return ReplyAction::Complete;
     if (code == u"225")
         return ReplyAction::CompleteIfAbort;
@@ -180,9 +180,10 @@ QString ParseFolderReply(const QString &line)
 
 QString WaitTooLongText(int waitSeconds)
 {
-    return u"Wait too long ("_qs + QString::number(waitSeconds) + u" seconds) !\r\n"_qs
-           u"If your FTP command does not work, switch passive mode !\r\n"
-           u"Do you want to wait the server response ?\r\n"_qs;
+    return u"Wait too long ("_qs + QString::number(waitSeconds)
+           + u" seconds) !\r\n"_qs
+             u"If your FTP command does not work, switch passive mode !\r\n"
+             u"Do you want to wait the server response ?\r\n"_qs;
 }
 
 QString LogOnFailedText(const QString &server, const QString &lastCommand)
@@ -193,10 +194,11 @@ QString LogOnFailedText(const QString &server, const QString &lastCommand)
 
 QString DownloadWriteFailedText(const QString &fileName)
 {
-    return u"Downloading '"_qs + fileName + u"' is failed.\r\n"_qs
-           u"The server response is too fast to syncronize WinSock control.\r\n"
-           u"Before retrieving some final data transfered, the WinSock control is closing.\r\n\r\n"
-           u"Change Passive Mode and try it again !!!\r\n"_qs;
+    return u"Downloading '"_qs + fileName
+           + u"' is failed.\r\n"_qs
+             u"The server response is too fast to syncronize WinSock control.\r\n"
+             u"Before retrieving some final data transfered, the WinSock control is closing.\r\n\r\n"
+             u"Change Passive Mode and try it again !!!\r\n"_qs;
 }
 
 QString UploadSendFailedText(const QString &fileName)

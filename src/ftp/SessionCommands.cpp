@@ -2,8 +2,7 @@
 
 #include "ftp/FtpSession.h"
 
-#include "korvan/FtpSettings.h"
-#include "listing/RemotePath.h"
+#include "ftp/RemotePath.h"
 
 namespace korvan {
 
@@ -28,28 +27,29 @@ bool FtpSession::LogOn()
 {
     if (!CloseConnections())
         return false;
-    const FtpSettings &settings = ftpSettings();
-    ui.setStatusText(StatusPane::Main, u"Connecting "_qs + settings.sFTPServer);
+    endSession();
+    ui.setStatusText(StatusPane::Main, u"Connecting "_qs + config.sFTPServer);
     ui.refreshCommandStates();
 
-    sRecvBuffer.clear();
+    recvBuffer.clear();
     latin1Lines.clear();
     lateStartReplies = lateEndReplies = 0;
+    sessionOpen = true;
     BeginCommand(DataMode::None);
-    control.connectToHost(settings.sFTPServer, quint16(settings.nFTPPort));
+    control.connectToHost(config.sFTPServer, quint16(config.nFTPPort));
     // The server's 220 greeting completes this wait.
     const bool greeted = WaitReply(u"CONNECT"_qs);
     const bool loggedOn = finishLogOn(greeted && control.state() == SocketState::Connected);
 
     ui.refreshCommandStates();
-    if (!loggedOn && nReplyState != ReplyState::ClosePending && !sLastCommand.isEmpty())
+    if (!loggedOn && replyState != ReplyState::ClosePending && !lastCommand.isEmpty())
         askToRetryLogOn();
     return loggedOn;
 }
 
 bool FtpSession::finishLogOn(bool connected)
 {
-    const FtpSettings &settings = ftpSettings();
+    const FtpSettings &settings = config;
     // USER succeeds on 331 as well as on 230; PASS is sent either way.
     if (!connected || !SendAndWait(u"USER "_qs + settings.sFTPUser)
         || !SendAndWait(u"PASS "_qs + settings.sFTPPassword))
@@ -60,7 +60,7 @@ bool FtpSession::finishLogOn(bool connected)
         ChangeDir(settings.sFTPDir);
     if (!PrintDir())
         return false;
-    sHomeDir = sCurrentDir;
+    homeDir = currentDir;
     if (!ui.showCurrentFolder())
         return false;
     tmrNOOP.start();
@@ -69,9 +69,8 @@ bool FtpSession::finishLogOn(bool connected)
 
 void FtpSession::askToRetryLogOn()
 {
-    const QString server = ftpSettings().sFTPServer;
-    if (ui.question(u"Vantrel"_qs, LogOnFailedText(server, sLastCommand), u"&Yes"_qs, u"&No"_qs)
-        != QuestionAnswer::Yes)
+    const QString server = config.sFTPServer;
+    if (ui.question(u"Vantrel"_qs, LogOnFailedText(server, lastCommand), u"&Yes"_qs, u"&No"_qs) != QuestionAnswer::Yes)
         return;
     Disconnect();
     ui.reconnect();
@@ -88,6 +87,7 @@ bool FtpSession::Disconnect()
     CloseConnections();
     ui.unloadProgress();
     tmrNOOP.stop();
+    endSession();
     return true;
 }
 
@@ -135,6 +135,7 @@ bool FtpSession::DeleteFile(const QString &name)
 
 bool FtpSession::RenameFrom(const QString &name)
 {
+    renameFrom = StripTrailingSlash(name);
     return SendAndWait(u"RNFR "_qs + StripTrailingSlash(name));
 }
 
@@ -151,7 +152,7 @@ void FtpSession::setKeepAliveInterval(int milliseconds)
 // Idle: no data connection, no command outstanding, no transfer dialog busy.
 bool FtpSession::isIdle() const
 {
-    return data.state() == SocketState::Closed && nReplyState != ReplyState::Waiting && !ui.progressBusy();
+    return data.state() == SocketState::Closed && replyState != ReplyState::Waiting && !ui.progressBusy();
 }
 
 void FtpSession::onKeepAliveTimer()

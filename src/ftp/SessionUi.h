@@ -24,11 +24,10 @@ public:
     virtual ~SessionUi() = default;
 
     // The shared modal question box: a title, a text and the two button captions.
-    virtual QuestionAnswer question(const QString &title, const QString &text,
-                                    const QString &yesCaption, const QString &noCaption) = 0;
+    virtual QuestionAnswer question(const QString &title, const QString &text, const QString &yesCaption,
+                                    const QString &noCaption) = 0;
     // Input box; an empty text when the user cancels.
-    virtual QString inputBox(const QString &prompt, const QString &title,
-                             const QString &defaultText) = 0;
+    virtual QString inputBox(const QString &prompt, const QString &title, const QString &defaultText) = 0;
     // Information message box.
     virtual void messageBox(const QString &text) = 0;
 

@@ -3,7 +3,7 @@
 #include "listing/FolderRetrieval.h"
 
 #include "ftp/FtpSession.h"
-#include "listing/RemotePath.h"
+#include "ftp/RemotePath.h"
 
 namespace korvan {
 
@@ -14,22 +14,21 @@ const QString kDone = u"Done"_qs;
 
 QString ProcessingText(qint32 index, qint32 count)
 {
-    return u"Processing "_qs + QString::number(index) + u'/' + QString::number(count)
-           + u" files and folders"_qs;
+    return u"Processing "_qs + QString::number(index) + u'/' + QString::number(count) + u" files and folders"_qs;
 }
 
 } // namespace
 
-double SizeTextValue(const QString &text)
+// Listings of a session that has ended describe another server, or an old state of it.
+FolderRetrieval::FolderRetrieval(FtpSession &session, SessionUi &ui)
+    : session(session), ui(ui),
+      sessionEndWatch(QObject::connect(&session, &FtpSession::sessionEnded, [this] { clearCache(); }))
+{}
+
+FolderRetrieval::~FolderRetrieval()
 {
-    bool ok = false;
-    const double size = QString(text).remove(u',').trimmed().toDouble(&ok);
-    return ok && size > 0 ? size : 0;
+    QObject::disconnect(sessionEndWatch);
 }
-
-FolderRetrieval::FolderRetrieval(FtpSession &session, SessionUi &ui) : session(session), ui(ui) {}
-
-FolderRetrieval::~FolderRetrieval() = default;
 
 bool FolderRetrieval::sessionOpen() const
 {
@@ -54,7 +53,6 @@ bool FolderRetrieval::GetList(QString &folder)
     // A failing TYPE A still caches a listing: whatever the data buffer holds
     // then, stale or empty, is parsed.
     if (session.SetType(u"A"_qs)) {
-        session.sListText.clear();
         if (!session.OpenDataConnection() || !sendListCommand(folder))
             return finish(false);
     }
@@ -67,11 +65,11 @@ bool FolderRetrieval::GetList(QString &folder)
 bool FolderRetrieval::sendListCommand(const QString &folder)
 {
     const QString list = u"LIST"_qs;
-    if (folder == session.sCurrentDir)
+    if (folder == session.sCurrentDir())
         return session.SendAndWait(list, DataMode::Listing);
     if (folder.contains(u' '))
         return session.ChangeDir(folder) && session.SendAndWait(list, DataMode::Listing)
-               && session.ChangeDir(session.sCurrentDir);
+               && session.ChangeDir(session.sCurrentDir());
     return session.SendAndWait(list + u' ' + StripTrailingSlash(folder), DataMode::Listing);
 }
 
@@ -102,7 +100,7 @@ bool FolderRetrieval::resolveLinks(cFTPList &list)
             list.setFileSize(i, QString());
         }
     }
-    return !linkSeen || session.ChangeDir(session.sCurrentDir);
+    return !linkSeen || session.ChangeDir(session.sCurrentDir());
 }
 
 cFTPList *FolderRetrieval::cachedList(const QString &folder) const
@@ -119,27 +117,6 @@ void FolderRetrieval::removeCachedList(const QString &folder)
 void FolderRetrieval::clearCache()
 {
     cache.clear();
-}
-
-QString ListSortKey(bool isFolder, int column, const QString &cellText)
-{
-    const QString tag = isFolder ? u"0"_qs : u"1"_qs;
-    if (column != 2)
-        return tag + cellText;
-    // "0##,###,###,##0": twelve digits with groups, so text order is number order.
-    const QString digits = QString::number(qint64(SizeTextValue(cellText))).rightJustified(12, u'0');
-    QString grouped;
-    for (qsizetype i = 0; i < digits.size(); ++i) {
-        if (i > 0 && (digits.size() - i) % 3 == 0)
-            grouped += u',';
-        grouped += digits.at(i);
-    }
-    return tag + grouped;
-}
-
-bool ListSortLess(const QString &keyA, const QString &keyB)
-{
-    return QString::compare(keyA, keyB, Qt::CaseInsensitive) < 0;
 }
 
 } // namespace korvan

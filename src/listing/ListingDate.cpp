@@ -58,9 +58,9 @@ bool equalsIgnoringAsciiCase(QStringView text, std::u16string_view lowerWord)
 // 1-12 for an English month name, abbreviated or in full; 0 otherwise.
 int monthNumber(QStringView word)
 {
-    static constexpr std::array<std::u16string_view, 12> names = {
-        u"january", u"february", u"march", u"april", u"may", u"june",
-        u"july", u"august", u"september", u"october", u"november", u"december"};
+    static constexpr std::array<std::u16string_view, 12> names = {u"january",   u"february", u"march",    u"april",
+                                                                  u"may",       u"june",     u"july",     u"august",
+                                                                  u"september", u"october",  u"november", u"december"};
     if (word.size() < 3 || !isAsciiLetter(word[0]))
         return 0;
     // Three letters in one number: the abbreviations are compared at once.

@@ -81,4 +81,11 @@ QString FormatListingSize(QStringView word)
     return grouped(whole, negative);
 }
 
+double SizeTextValue(const QString &text)
+{
+    bool ok = false;
+    const double size = QString(text).remove(u',').trimmed().toDouble(&ok);
+    return ok && size > 0 ? size : 0;
+}
+
 } // namespace korvan

@@ -14,4 +14,8 @@ namespace korvan {
 // "1,234") is returned unchanged.
 QString FormatListingSize(QStringView word);
 
+// A size as the listing shows it ("1,234") or as plain digits ("1234"); a size
+// word that is no number counts as 0.
+double SizeTextValue(const QString &text);
+
 } // namespace korvan

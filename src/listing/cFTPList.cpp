@@ -1,7 +1,7 @@
 #include "korvan/cFTPList.h"
 
+#include "ftp/RemotePath.h"
 #include "listing/ListingParser.h"
-#include "listing/RemotePath.h"
 
 #include <QDate>
 
@@ -11,8 +11,7 @@ namespace korvan {
 
 SubscriptOutOfRange::SubscriptOutOfRange(qint64 index)
     : std::out_of_range("Subscript out of range: " + std::to_string(index)), badIndex(index)
-{
-}
+{}
 
 qint64 SubscriptOutOfRange::index() const
 {

@@ -8,13 +8,20 @@ namespace korvan {
 SocketState mapQtSocketState(QAbstractSocket::SocketState state)
 {
     switch (state) {
-    case QAbstractSocket::UnconnectedState: return SocketState::Closed;
-    case QAbstractSocket::HostLookupState: return SocketState::Resolving;
-    case QAbstractSocket::ConnectingState: return SocketState::Connecting;
-    case QAbstractSocket::ConnectedState: return SocketState::Connected;
-    case QAbstractSocket::BoundState: return SocketState::Open;
-    case QAbstractSocket::ListeningState: return SocketState::Listening;
-    case QAbstractSocket::ClosingState: return SocketState::Closing;
+    case QAbstractSocket::UnconnectedState:
+        return SocketState::Closed;
+    case QAbstractSocket::HostLookupState:
+        return SocketState::Resolving;
+    case QAbstractSocket::ConnectingState:
+        return SocketState::Connecting;
+    case QAbstractSocket::ConnectedState:
+        return SocketState::Connected;
+    case QAbstractSocket::BoundState:
+        return SocketState::Open;
+    case QAbstractSocket::ListeningState:
+        return SocketState::Listening;
+    case QAbstractSocket::ClosingState:
+        return SocketState::Closing;
     }
     return SocketState::Error;
 }
@@ -22,16 +29,26 @@ SocketState mapQtSocketState(QAbstractSocket::SocketState state)
 int socketErrorNumber(QAbstractSocket::SocketError error)
 {
     switch (error) {
-    case QAbstractSocket::ConnectionRefusedError: return 10061;
-    case QAbstractSocket::RemoteHostClosedError: return 10054;
-    case QAbstractSocket::HostNotFoundError: return 11001;
-    case QAbstractSocket::SocketAccessError: return 10013;
-    case QAbstractSocket::SocketResourceError: return 10055;
-    case QAbstractSocket::SocketTimeoutError: return 10060;
-    case QAbstractSocket::NetworkError: return 10050;
-    case QAbstractSocket::AddressInUseError: return 10048;
-    case QAbstractSocket::SocketAddressNotAvailableError: return 10049;
-    default: return 10000 + int(error);
+    case QAbstractSocket::ConnectionRefusedError:
+        return 10061;
+    case QAbstractSocket::RemoteHostClosedError:
+        return 10054;
+    case QAbstractSocket::HostNotFoundError:
+        return 11001;
+    case QAbstractSocket::SocketAccessError:
+        return 10013;
+    case QAbstractSocket::SocketResourceError:
+        return 10055;
+    case QAbstractSocket::SocketTimeoutError:
+        return 10060;
+    case QAbstractSocket::NetworkError:
+        return 10050;
+    case QAbstractSocket::AddressInUseError:
+        return 10048;
+    case QAbstractSocket::SocketAddressNotAvailableError:
+        return 10049;
+    default:
+        return 10000 + int(error);
     }
 }
 
@@ -239,6 +256,7 @@ void SocketAdapter::onPeerClosed()
         return;
     peerClosed = true;
     deliverBufferedData();
+    emit closedByPeer();
 }
 
 void SocketAdapter::onSocketError(QAbstractSocket::SocketError socketError)

@@ -73,6 +73,8 @@ signals:
     void sendComplete();
     void connectionRequest(qintptr requestId);
     void error(int number, const QString &description);
+    // The peer has closed, after every byte it sent was delivered.
+    void closedByPeer();
 
 private:
     void adoptSocket(QTcpSocket *socket);

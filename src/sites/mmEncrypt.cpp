@@ -8,10 +8,10 @@
 namespace korvan {
 
 CipherLengthError::CipherLengthError(qsizetype length)
-    : std::length_error("text of " + std::to_string(length) + " characters is too long for the password cipher (at most "
+    : std::length_error("text of " + std::to_string(length)
+                        + " characters is too long for the password cipher (at most "
                         + std::to_string(mmEncrypt::maxTextLength) + ")")
-{
-}
+{}
 
 namespace mmEncrypt {
 

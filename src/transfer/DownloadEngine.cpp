@@ -3,9 +3,9 @@
 #include "transfer/DownloadEngine.h"
 
 #include "ftp/FtpSession.h"
-#include "korvan/FtpSettings.h"
+#include "ftp/RemotePath.h"
 #include "listing/FolderRetrieval.h"
-#include "listing/RemotePath.h"
+#include "listing/ListingSize.h"
 #include "shell/EventPump.h"
 #include "transfer/TransferHost.h"
 
@@ -18,8 +18,7 @@ namespace korvan {
 
 DownloadEngine::DownloadEngine(FtpSession &session, SessionUi &ui, FolderRetrieval &folders, TransferHost *host)
     : session(session), ui(ui), folders(folders), host(host), loop(session, ui, TransferDirection::Download)
-{
-}
+{}
 
 void DownloadEngine::setLocalRoot(const QString &folder)
 {
@@ -31,7 +30,8 @@ void DownloadEngine::setLocalRoot(const QString &folder)
 // folder, so that it lands in the local root as the walk's files do.
 QString DownloadEngine::relativeToCurrentFolder(const QString &remotePath) const
 {
-    return remotePath.startsWith(session.sCurrentDir) ? remotePath.mid(session.sCurrentDir.size()) : remotePath;
+    const QString current = session.sCurrentDir();
+    return remotePath.startsWith(current) ? remotePath.mid(current.size()) : remotePath;
 }
 
 bool DownloadEngine::DownloadSelected(const QString &localFolder, const QString &selection)
@@ -42,25 +42,29 @@ bool DownloadEngine::DownloadSelected(const QString &localFolder, const QString 
 
 bool DownloadEngine::DownloadSelected(const QString &localFolder, const QStringList &selectionLines)
 {
+    return DownloadSelected(localFolder, ParseTransferLines(selectionLines));
+}
+
+bool DownloadEngine::DownloadSelected(const QString &localFolder, const QList<TransferItem> &selection)
+{
     setLocalRoot(localFolder);
     QStringList queue;
-    QStringList fileList;
-    for (const QString &line : selectionLines) {
-        if (line.isEmpty())
-            continue;
-        const qsizetype mark = line.indexOf(u'?');
-        if (mark < 0)
-            queue.append(line);
+    QList<TransferItem> files;
+    for (const TransferItem &item : selection) {
+        if (item.isFolder)
+            queue.append(item.path);
         else
-            fileList.append(relativeToCurrentFolder(line.left(mark)) + line.mid(mark));
+            files.append({relativeToCurrentFolder(item.path), item.size});
     }
-    walkFolders(queue, fileList);
+    walkFolders(queue, files);
     bool result = true;
-    if (!fileList.isEmpty()) {
+    if (!files.isEmpty()) {
         ui.progressSetCaption(BatchCaption(TransferDirection::Download));
-        result = DownloadFiles(localFolder, fileList);
+        result = DownloadFiles(localFolder, files);
     }
     drainEvents();
+    // As after an upload: the dialog goes, so the window is no longer busy.
+    ui.unloadProgress();
     return result;
 }
 
@@ -68,9 +72,9 @@ bool DownloadEngine::DownloadSelected(const QString &localFolder, const QStringL
 // moves. A folder whose listing fails is skipped; its local folder stays. A folder
 // reached a second time (through a link such as "current -> .") is not walked
 // again: a link back up would otherwise never let the walk end.
-void DownloadEngine::walkFolders(QStringList queue, QStringList &fileList)
+void DownloadEngine::walkFolders(QStringList queue, QList<TransferItem> &files)
 {
-    const qsizetype currentLength = session.sCurrentDir.size();
+    const qsizetype currentLength = session.sCurrentDir().size();
     QSet<QString> walked;
     while (!queue.isEmpty()) {
         QString folder = queue.takeFirst();
@@ -88,16 +92,15 @@ void DownloadEngine::walkFolders(QStringList queue, QStringList &fileList)
             if (list->IsFolder(i))
                 queue.append(list->Path(i));
             else
-                fileList.append(TransferListLine(relative + list->FileName(i), list->FileSize(i)));
+                files.append({relative + list->FileName(i), qint64(SizeTextValue(list->FileSize(i)))});
         }
     }
 }
 
-bool DownloadEngine::DownloadFiles(const QString &localFolder, const QStringList &fileList)
+bool DownloadEngine::DownloadFiles(const QString &localFolder, const QList<TransferItem> &files)
 {
     setLocalRoot(localFolder);
-    return loop.run(sLocalRoot, SplitTransferList(fileList),
-                    [this](const TransferItem &item) { return DownloadFile(item.path, item.size); });
+    return loop.run(sLocalRoot, files, [this](const TransferItem &item) { return DownloadFile(item.path, item.size); });
 }
 
 // A listing may name a file "x/../../../.profile": such a name must not reach
@@ -109,40 +112,33 @@ bool DownloadEngine::insideLocalRoot(const QString &localPath) const
     return path == root || path.startsWith(root == u"/"_qs ? root : root + u'/');
 }
 
-bool DownloadEngine::DownloadFile(const QString &remotePath, double size)
+TransferOutcome DownloadEngine::DownloadFile(const QString &remotePath, qint64 size)
 {
     ui.setStatusText(StatusPane::Main, u"Downloading '"_qs + remotePath + u"'..."_qs);
     const QString localPath = sLocalRoot + remotePath;
-    if (!insideLocalRoot(localPath)) {
-        session.nTransferResult = TransferResult::Failed;
-        return false;
-    }
+    if (!insideLocalRoot(localPath))
+        return {TransferResult::Failed, u"the name leads outside the local folder"_qs};
     // A download always replaces the local file, also when it then fails.
     QFile::remove(localPath);
     showLabels(remotePath, localPath);
     if (size == 0) {
         QFile empty(localPath);
-        return empty.open(QIODevice::WriteOnly);
+        if (empty.open(QIODevice::WriteOnly))
+            return {};
+        return {TransferResult::Failed, empty.errorString()};
     }
-    ui.progressSetPrg1(0, size);
-    const bool ok = session.RetrieveFile(remotePath, localPath, qint64(size));
-    // A transfer that ended early is a failed file, never a successful one: short of
-    // the listing's size or of the size the server announced for it.
-    const double expected = qMax(size, double(session.nAnnouncedSize));
-    if (session.nTransferResult == TransferResult::Succeeded && double(session.nBytesReceived) < expected)
-        session.nTransferResult = TransferResult::Failed;
-    return ok && session.nTransferResult == TransferResult::Succeeded;
+    ui.progressSetPrg1(0, double(size));
+    return session.RetrieveFile(remotePath, localPath, size);
 }
 
 void DownloadEngine::showLabels(const QString &remotePath, const QString &localPath)
 {
     if (!host)
         return;
-    const QString remote = remotePath.startsWith(u'/') ? remotePath : session.sCurrentDir + remotePath;
-    const QString source = ftpSettings().sFTPServer + remote;
+    const QString remote = remotePath.startsWith(u'/') ? remotePath : session.sCurrentDir() + remotePath;
+    const QString source = session.settings().sFTPServer + remote;
     host->progressSetLabels(ShortenPath(source.toLower(), kProgressLabelChars),
-                            ShortenPath(localPath.toLower(), kProgressLabelChars),
-                            FileNamePart(remotePath).toLower());
+                            ShortenPath(localPath.toLower(), kProgressLabelChars), FileNamePart(remotePath).toLower());
 }
 
 } // namespace korvan

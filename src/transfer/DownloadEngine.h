@@ -21,14 +21,15 @@ public:
     // host may be null: then no progress labels are shown.
     DownloadEngine(FtpSession &session, SessionUi &ui, FolderRetrieval &folders, TransferHost *host = nullptr);
 
-    // The selection as lines "path?size" for files and "path/" for folders,
-    // separated by CR LF (a bare LF is accepted too).
+    // The selection as the download list text: lines "path?size" for files and
+    // "path/" for folders, separated by CR LF (a bare LF is accepted too).
     bool DownloadSelected(const QString &localFolder, const QString &selection);
     bool DownloadSelected(const QString &localFolder, const QStringList &selectionLines);
-    // Lines "path?size", paths relative to the current remote folder.
-    bool DownloadFiles(const QString &localFolder, const QStringList &fileList);
+    bool DownloadSelected(const QString &localFolder, const QList<TransferItem> &selection);
+    // Files with paths relative to the current remote folder.
+    bool DownloadFiles(const QString &localFolder, const QList<TransferItem> &files);
     // One file into the local root; a size of 0 makes an empty local file.
-    bool DownloadFile(const QString &remotePath, double size);
+    TransferOutcome DownloadFile(const QString &remotePath, qint64 size);
 
     // The target folder, always ending in "/"; set by every walk and loop.
     QString localRoot() const { return sLocalRoot; }
@@ -38,7 +39,7 @@ public:
 private:
     QString relativeToCurrentFolder(const QString &remotePath) const;
     bool insideLocalRoot(const QString &localPath) const;
-    void walkFolders(QStringList queue, QStringList &fileList);
+    void walkFolders(QStringList queue, QList<TransferItem> &files);
     void showLabels(const QString &remotePath, const QString &localPath);
 
     FtpSession &session;

@@ -14,7 +14,7 @@ struct ProgressSnapshot {
     double bar2Value = 0; // SetPrg2: percentage, speed and remaining time follow it
     double bar2Maximum = 0;
     double elapsedSeconds = 0; // since SetCaption
-    QString caption;          // the text given to SetCaption
+    QString caption;           // the text given to SetCaption
 };
 
 // The three texts a tick shows.

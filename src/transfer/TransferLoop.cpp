@@ -24,28 +24,15 @@ void CancelWatch::stop()
     timer.stop();
 }
 
-bool CancelWatch::transferRunning() const
-{
-    const bool transferMode = session.nDataMode == DataMode::Download || session.nDataMode == DataMode::Upload;
-    return transferMode && session.nReplyState == ReplyState::Waiting
-           && session.nTransferResult == TransferResult::Running;
-}
-
 void CancelWatch::poll()
 {
-    if (!ui.progressCanceled() || !transferRunning())
-        return;
-    // Marked first: the abort's own reply completes the waiting transfer command,
-    // and the mark is what makes it count as cancelled, not as done.
-    session.nTransferResult = TransferResult::Cancelled;
-    session.CloseWinsock2();
-    session.AbortCommand();
+    if (ui.progressCanceled())
+        session.CancelTransfer();
 }
 
 TransferLoop::TransferLoop(FtpSession &session, SessionUi &ui, TransferDirection direction)
     : session(session), ui(ui), direction(direction), watch(session, ui)
-{
-}
+{}
 
 bool TransferLoop::run(const QString &localRoot, const QList<TransferItem> &items, const FileStep &transferOne)
 {
@@ -64,11 +51,11 @@ bool TransferLoop::run(const QString &localRoot, const QList<TransferItem> &item
 
 bool TransferLoop::runItems(const QList<TransferItem> &items, const FileStep &transferOne)
 {
-    double total = 0;
+    qint64 total = 0;
     for (const TransferItem &item : items)
         total += item.size;
-    double done = 0;
-    ui.progressSetPrg2(0, total);
+    qint64 done = 0;
+    ui.progressSetPrg2(0, double(total));
     for (const TransferItem &item : items) {
         if (item.size == 0) {
             // Never transferred, never created: an empty file is only reported.
@@ -76,36 +63,38 @@ bool TransferLoop::runItems(const QList<TransferItem> &items, const FileStep &tr
             ++lastSummary.zeroSize;
             continue;
         }
-        if (transferCancelled(item, transferOne)) {
+        const TransferOutcome outcome = this->transferOne(item, done, transferOne);
+        if (outcome.cancelled()) {
             report(LogColour::Red, BatchAbortedMessage(direction));
             lastSummary.cancelled = true;
             return false;
         }
-        if (session.nTransferResult == TransferResult::Failed) {
-            report(LogColour::Red, FileFailedMessage(direction, item.path));
-            ++lastSummary.failed;
-        } else {
+        if (outcome.succeeded()) {
             report(LogColour::Magenta, FileSucceededMessage(direction, item.path));
             ++lastSummary.succeeded;
+        } else {
+            report(LogColour::Red, FileFailedMessage(direction, item.path));
+            ++lastSummary.failed;
         }
         done += item.size;
-        ui.progressSetPrg2(done, -1);
+        ui.progressSetPrg2(double(done), -1);
     }
     return true;
 }
 
-// Runs the file unless the user has already cancelled; a file step that gives up
-// before the session has judged the file counts as failed.
-bool TransferLoop::transferCancelled(const TransferItem &item, const FileStep &transferOne)
+// Runs the file unless the user has already cancelled. While it runs, the batch
+// bar follows the file's bytes too, so that one long file shows its progress.
+TransferOutcome TransferLoop::transferOne(const TransferItem &item, qint64 doneBefore, const FileStep &step)
 {
     if (ui.progressCanceled())
-        return true;
-    const bool ok = transferOne(item);
-    if (session.nTransferResult == TransferResult::Cancelled)
-        return true;
-    if (!ok)
-        session.nTransferResult = TransferResult::Failed;
-    return false;
+        return {TransferResult::Cancelled, {}};
+    const QMetaObject::Connection following = QObject::connect(
+        &session, &FtpSession::transferProgress, [this, &item, doneBefore](qint64 bytes, qint64) {
+            ui.progressSetPrg2(double(doneBefore + qMin(bytes, item.size)), -1);
+        });
+    const TransferOutcome outcome = step(item);
+    QObject::disconnect(following);
+    return outcome;
 }
 
 void TransferLoop::report(LogColour colour, const QString &text)

@@ -2,6 +2,7 @@
 // The loop shared by downloads and uploads: TYPE I, the totals, one transfer per
 // file with its message, the watch for the user's cancel.
 
+#include "ftp/FtpSession.h"
 #include "ftp/SessionUi.h"
 #include "transfer/TransferText.h"
 
@@ -12,9 +13,6 @@
 
 namespace korvan {
 
-class FtpSession;
-class SessionUi;
-
 // How a batch ended, per file: for callers that report more than the log does
 // (the command-line client's exit status).
 struct BatchSummary {
@@ -24,9 +22,9 @@ struct BatchSummary {
     bool cancelled = false;
 };
 
-// Watches the progress dialog's Canceled flag while a batch runs. Once the user
-// has cancelled, the running transfer is marked cancelled, its data connection
-// closed and the command aborted, as the explorer's own transfer timer does.
+// The one poller of the progress dialog's Canceled flag while a batch runs: once
+// the user has cancelled, the session cancels the running file (drops its data
+// connection and aborts the command). The window starts no poller of its own.
 class CancelWatch : public QObject {
 public:
     CancelWatch(FtpSession &session, SessionUi &ui);
@@ -37,7 +35,6 @@ public:
 
 private:
     void poll();
-    bool transferRunning() const;
 
     FtpSession &session;
     SessionUi &ui;
@@ -46,8 +43,8 @@ private:
 
 class TransferLoop {
 public:
-    // Transfers one file; the outcome is the session's transfer result afterwards.
-    using FileStep = std::function<bool(const TransferItem &item)>;
+    // Transfers one file and says how it ended.
+    using FileStep = std::function<TransferOutcome(const TransferItem &item)>;
 
     TransferLoop(FtpSession &session, SessionUi &ui, TransferDirection direction);
 
@@ -59,7 +56,7 @@ public:
 
 private:
     bool runItems(const QList<TransferItem> &items, const FileStep &transferOne);
-    bool transferCancelled(const TransferItem &item, const FileStep &transferOne);
+    TransferOutcome transferOne(const TransferItem &item, qint64 doneBefore, const FileStep &step);
     void report(LogColour colour, const QString &text);
 
     FtpSession &session;

@@ -2,13 +2,13 @@
 
 #include "transfer/TransferText.h"
 
-#include "listing/FolderRetrieval.h"
+#include "listing/ListingSize.h"
 
 #include <algorithm>
 
 namespace korvan {
 
-QList<TransferItem> SplitTransferList(const QStringList &lines)
+QList<TransferItem> ParseTransferLines(const QStringList &lines)
 {
     QList<TransferItem> items;
     for (const QString &line : lines) {
@@ -16,16 +16,16 @@ QList<TransferItem> SplitTransferList(const QStringList &lines)
             continue;
         const qsizetype mark = line.indexOf(u'?');
         if (mark < 0)
-            items.append({line, 0});
+            items.append({line, 0, true});
         else
-            items.append({line.left(mark), SizeTextValue(line.mid(mark + 1))});
+            items.append({line.left(mark), qint64(SizeTextValue(line.mid(mark + 1))), false});
     }
     return items;
 }
 
-QString TransferListLine(const QString &path, const QString &size)
+QString TransferListLine(const TransferItem &item)
 {
-    return path + u'?' + size;
+    return item.isFolder ? item.path : item.path + u'?' + QString::number(item.size);
 }
 
 QString FileNamePart(const QString &path)
@@ -68,8 +68,8 @@ QString ShortenPath(const QString &path, int maxChars)
     // before it), then grow the kept ends alternately while they still fit.
     const auto firstInner = std::find_if(separators.cbegin(), separators.cend(), [](qsizetype s) { return s > 0; });
     if (firstInner == separators.cend())
-        return path; // one component only: nothing to cut at a boundary
-    qsizetype headEnd = *firstInner + 1; // one past the kept head
+        return path;                         // one component only: nothing to cut at a boundary
+    qsizetype headEnd = *firstInner + 1;     // one past the kept head
     qsizetype tailStart = separators.last(); // the separator before the kept tail
     if (headEnd > tailStart)
         return path;

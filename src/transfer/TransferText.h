@@ -9,15 +9,18 @@ namespace korvan {
 // Which way a batch goes; it names the messages ("Downloading ..."/"Uploading ...").
 enum class TransferDirection { Download, Upload };
 
-// One line of a transfer list: "path?size" for a file, a folder's path alone.
+// One entry of a transfer: a file with its size, or a folder.
 struct TransferItem {
     QString path;
-    double size = 0;
+    qint64 size = 0;
+    bool isFolder = false;
 };
 
-// "path?size" lines (empty lines ignored) as items; a line without "?" has size 0.
-QList<TransferItem> SplitTransferList(const QStringList &lines);
-QString TransferListLine(const QString &path, const QString &size);
+// The line form of the download list text and the hand-over file: "path?size"
+// for a file (the size as the listing shows it, "1,234"), the path alone
+// ("path/") for a folder. Empty lines are skipped.
+QList<TransferItem> ParseTransferLines(const QStringList &lines);
+QString TransferListLine(const TransferItem &item);
 
 // The name after the last "/" or "\" ("b.txt"), and the same in single quotes.
 QString FileNamePart(const QString &path);

@@ -3,8 +3,7 @@
 #include "transfer/UploadEngine.h"
 
 #include "ftp/FtpSession.h"
-#include "korvan/FtpSettings.h"
-#include "listing/RemotePath.h"
+#include "ftp/RemotePath.h"
 #include "transfer/TransferHost.h"
 
 #include <QDir>
@@ -21,17 +20,16 @@ QString LocalBaseFolder(const QString &firstPath)
     return cut <= 0 ? firstPath.left(cut + 1) : firstPath.left(cut);
 }
 
-QString FileListLine(const QFileInfo &file)
+TransferItem FileItem(const QFileInfo &file)
 {
-    return TransferListLine(file.filePath(), QString::number(file.size()));
+    return {file.filePath(), file.size()};
 }
 
 } // namespace
 
 UploadEngine::UploadEngine(FtpSession &session, SessionUi &ui, TransferHost *host)
     : session(session), ui(ui), host(host), loop(session, ui, TransferDirection::Upload)
-{
-}
+{}
 
 void UploadEngine::setLocalRoot(const QString &folder)
 {
@@ -47,16 +45,16 @@ bool UploadEngine::UploadSelected(const QStringList &localPaths)
         return false;
     setLocalRoot(base);
     QStringList queue;
-    QStringList fileList;
+    QList<TransferItem> files;
     for (const QString &path : localPaths) {
         const QFileInfo info(QDir::cleanPath(path));
         if (info.isDir())
             queue.append(info.filePath());
         else if (info.isFile())
-            fileList.append(FileListLine(info));
+            files.append(FileItem(info));
     }
-    walkFolders(queue, fileList);
-    const bool ok = UploadFiles(base, fileList);
+    walkFolders(queue, files);
+    const bool ok = UploadFiles(base, files);
     ui.unloadProgress();
     if (ok && host)
         host->refreshCurrentFolder();
@@ -67,57 +65,51 @@ bool UploadEngine::UploadSelected(const QStringList &localPaths)
 // walked, and all before the first file is sent. A failing MKD (the folder may
 // exist already) is ignored. Folders whose name begins with "." are neither made
 // nor walked; files beginning with "." are uploaded.
-void UploadEngine::walkFolders(QStringList queue, QStringList &fileList)
+void UploadEngine::walkFolders(QStringList queue, QList<TransferItem> &files)
 {
     while (!queue.isEmpty()) {
         const QString folder = queue.takeFirst();
         const QString relative = folder.mid(sLocalRoot.size());
         if (!relative.isEmpty())
             session.MakeDir(relative);
-        const QFileInfoList entries =
-            QDir(folder).entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
-                                       QDir::Name);
+        const QFileInfoList entries = QDir(folder).entryInfoList(
+            QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
         for (const QFileInfo &entry : entries) {
             if (entry.isDir()) {
                 if (!entry.fileName().startsWith(u'.'))
                     queue.append(entry.filePath());
             } else if (entry.isFile()) {
-                fileList.append(FileListLine(entry));
+                files.append(FileItem(entry));
             }
         }
     }
 }
 
-bool UploadEngine::UploadFiles(const QString &localBase, const QStringList &fileList)
+bool UploadEngine::UploadFiles(const QString &localBase, const QList<TransferItem> &files)
 {
     setLocalRoot(localBase);
-    QList<TransferItem> items = SplitTransferList(fileList);
+    QList<TransferItem> items = files;
     for (TransferItem &item : items) {
         if (item.path.startsWith(sLocalRoot))
             item.path = item.path.mid(sLocalRoot.size());
     }
-    return loop.run(sLocalRoot, items,
-                    [this](const TransferItem &item) { return UploadFile(item.path, item.size); });
+    return loop.run(sLocalRoot, items, [this](const TransferItem &item) { return UploadFile(item.path, item.size); });
 }
 
-bool UploadEngine::UploadFile(const QString &relativePath, double size)
+TransferOutcome UploadEngine::UploadFile(const QString &relativePath, qint64 size)
 {
     const QString localPath = sLocalRoot + relativePath;
     const QString remotePath = relativePath;
     ui.setStatusText(StatusPane::Main, u"Uploading '"_qs + relativePath + u"'..."_qs);
     showLabels(localPath, remotePath);
-    const bool ok = session.StoreFile(localPath, remotePath, qint64(size));
-    // An upload that ended before every byte went out is a failed file.
-    if (session.nTransferResult == TransferResult::Succeeded && double(session.nBytesSent) < size)
-        session.nTransferResult = TransferResult::Failed;
-    return ok && session.nTransferResult == TransferResult::Succeeded;
+    return session.StoreFile(localPath, remotePath, size);
 }
 
 void UploadEngine::showLabels(const QString &localPath, const QString &remotePath)
 {
     if (!host)
         return;
-    const QString target = ftpSettings().sFTPServer + session.sCurrentDir + remotePath;
+    const QString target = session.settings().sFTPServer + session.sCurrentDir() + remotePath;
     host->progressSetLabels(ShortenPath(localPath.toLower(), kProgressLabelChars),
                             ShortenPath(target.toLower(), kProgressLabelChars), FileNamePart(localPath).toLower());
 }

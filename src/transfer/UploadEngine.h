@@ -21,11 +21,11 @@ public:
 
     // Local files and folders, all in one local folder (as a shell selection).
     bool UploadSelected(const QStringList &localPaths);
-    // Lines "localpath?size", every path below localBase.
-    bool UploadFiles(const QString &localBase, const QStringList &fileList);
+    // Local files, every path below localBase.
+    bool UploadFiles(const QString &localBase, const QList<TransferItem> &files);
     // One file: localBase/relativePath goes to relativePath below the current
     // remote folder.
-    bool UploadFile(const QString &relativePath, double size);
+    TransferOutcome UploadFile(const QString &relativePath, qint64 size);
 
     // The local base folder, always ending in "/"; set by every walk and loop.
     QString localRoot() const { return sLocalRoot; }
@@ -33,7 +33,7 @@ public:
 
 private:
     void setLocalRoot(const QString &folder);
-    void walkFolders(QStringList queue, QStringList &fileList);
+    void walkFolders(QStringList queue, QList<TransferItem> &files);
     void showLabels(const QString &localPath, const QString &remotePath);
 
     FtpSession &session;

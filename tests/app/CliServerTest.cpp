@@ -31,8 +31,8 @@ const QList<TreeFile> kTree{
 
 QString urlOf(const FtpServer &server, const QString &password, const QString &path)
 {
-    return u"ftp://"_qs + server.user() + u':' + password + u'@' + server.host() + u':'
-           + QString::number(server.port()) + u'/' + path;
+    return u"ftp://"_qs + server.user() + u':' + password + u'@' + server.host() + u':' + QString::number(server.port())
+           + u'/' + path;
 }
 
 QString modeOption(bool passive)
@@ -106,7 +106,8 @@ void CliServerTest::listsFolder()
     QCOMPARE(entries[u"link to nested"_qs].value(u"bFolder").toBool(), true);
 
     // A URL that names a file lists that file alone.
-    const KorvanRun file = runKorvan({u"ls"_qs, modeOption(passive), urlOf(server, server.password(), u"tree/top.txt"_qs)});
+    const KorvanRun file = runKorvan(
+        {u"ls"_qs, modeOption(passive), urlOf(server, server.password(), u"tree/top.txt"_qs)});
     QCOMPARE(file.exitCode, 0);
     QCOMPARE(file.out.count('\n'), 1);
     QVERIFY(file.out.trimmed().endsWith("  top.txt"));
@@ -125,7 +126,8 @@ void CliServerTest::treesBothWays()
     // Down: the server's tree under the folder's own name, byte for byte.
     QTemporaryDir local;
     const QString into = local.filePath(u"new/down"_qs); // made by get
-    const KorvanRun get = runKorvan({u"get"_qs, modeOption(passive), urlOf(server, server.password(), u"tree"_qs), into});
+    const KorvanRun get = runKorvan(
+        {u"get"_qs, modeOption(passive), urlOf(server, server.password(), u"tree"_qs), into});
     QVERIFY2(get.exitCode == 0, qPrintable(describeRun(get)));
     QCOMPARE(describe(treeOf(into)), describe(treeOf(server.rootDir())));
     QVERIFY2(get.err.contains("5 files downloaded"), get.err.constData());
@@ -135,15 +137,16 @@ void CliServerTest::treesBothWays()
     QVERIFY(writeTree(into, {{u"tree/.dotfile"_qs, 77}, {u"tree/.cache/skipped.bin"_qs, 9}}));
     QVERIFY(QDir().mkpath(server.rootDir() + u"/in"_qs));
     server.handOver(server.rootDir() + u"/in"_qs);
-    const KorvanRun put =
-        runKorvan({u"put"_qs, modeOption(passive), into + u"/tree"_qs, urlOf(server, server.password(), u"in/"_qs)});
+    const KorvanRun put = runKorvan(
+        {u"put"_qs, modeOption(passive), into + u"/tree"_qs, urlOf(server, server.password(), u"in/"_qs)});
     QVERIFY2(put.exitCode == 0, qPrintable(describeRun(put)));
     QDir(into + u"/tree/.cache"_qs).removeRecursively();
     QCOMPARE(describe(treeOf(server.rootDir() + u"/in"_qs)), describe(treeOf(into)));
 
     // And what went up comes down again byte-identical (a lone file this time).
     const KorvanRun again = runKorvan({u"get"_qs, modeOption(passive),
-                              urlOf(server, server.password(), u"in/tree/nested/middle.bin"_qs), local.path()});
+                                       urlOf(server, server.password(), u"in/tree/nested/middle.bin"_qs),
+                                       local.path()});
     QVERIFY2(again.exitCode == 0, qPrintable(describeRun(again)));
     QFile middle(local.filePath(u"middle.bin"_qs));
     QVERIFY(middle.open(QIODevice::ReadOnly));
@@ -152,6 +155,7 @@ void CliServerTest::treesBothWays()
 
 void CliServerTest::failures_data()
 {
+    // clang-format off
     // {url} is the server with the right password, {wrong} with a wrong one,
     // {closed} a loopback port nobody listens on, {local} a fresh local folder.
     QTest::addColumn<QStringList>("arguments");
@@ -179,6 +183,7 @@ void CliServerTest::failures_data()
     QTest::newRow("no local folder") << QStringList{u"get"_qs, u"{url}tree/"_qs} << 2 << u"local folder"_qs;
     QTest::newRow("unknown option") << QStringList{u"ls"_qs, u"--fast"_qs, u"{url}"_qs} << 2 << u"--fast"_qs;
     QTest::newRow("bad wait") << QStringList{u"ls"_qs, u"--wait"_qs, u"soon"_qs, u"{url}"_qs} << 2 << u"--wait"_qs;
+    // clang-format on
 }
 
 void CliServerTest::failures()

@@ -24,6 +24,7 @@ private slots:
 
 void FtpUrlTest::parts_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("user");
     QTest::addColumn<QString>("password");
@@ -60,6 +61,7 @@ void FtpUrlTest::parts_data()
     QTest::newRow("IPv6 literal") << "ftp://[::1]:2121/x" << "anonymous" << anon << "::1" << 2121 << "x";
     QTest::newRow("IPv6 without port") << "ftp://u:p@[fe80::1]/" << "u" << "p" << "fe80::1" << 21 << "";
     QTest::newRow("@ in path is path") << "ftp://h/a@b" << "anonymous" << anon << "h" << 21 << "a@b";
+    // clang-format on
 }
 
 void FtpUrlTest::parts()
@@ -77,6 +79,7 @@ void FtpUrlTest::parts()
 
 void FtpUrlTest::refused_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("reason"); // a word of the message
 
@@ -94,6 +97,7 @@ void FtpUrlTest::refused_data()
     QTest::newRow("bad escape in path") << "ftp://h/a%G1" << "path";
     QTest::newRow("cut escape in path") << "ftp://h/a%4" << "path";
     QTest::newRow("bad escape in password") << "ftp://me:%zz@h/" << "password";
+    // clang-format on
 }
 
 void FtpUrlTest::refused()
@@ -107,6 +111,7 @@ void FtpUrlTest::refused()
 
 void FtpUrlTest::remotePath_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("home");
     QTest::addColumn<QString>("remote");
@@ -123,6 +128,7 @@ void FtpUrlTest::remotePath_data()
     QTest::newRow("dot-dot above root") << "ftp://h/../../../x/" << "/" << "/x/" << true;
     QTest::newRow("dot") << "ftp://h/./a/./b" << "/" << "/a/b" << false;
     QTest::newRow("blank in name") << "ftp://h/a%20b/" << "/" << "/a b/" << true;
+    // clang-format on
 }
 
 void FtpUrlTest::remotePath()

@@ -17,6 +17,7 @@ private slots:
 
 void ConnectAddressTest::fillsFields_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("address");
     QTest::addColumn<QString>("user");
     QTest::addColumn<QString>("password");
@@ -43,6 +44,7 @@ void ConnectAddressTest::fillsFields_data()
     QTest::newRow("only first double slash counts") << "ftp://host//a" << "" << "" << "host" << "//a";
     QTest::newRow("an at sign in the folder separates too")
         << "ftp://host/a@b" << "host/a" << "" << "b" << "";
+    // clang-format on
 }
 
 void ConnectAddressTest::fillsFields()

@@ -58,6 +58,7 @@ private slots:
 
 void ConvTest::codePage_data()
 {
+    // clang-format off
     QTest::addColumn<int>("byte");
     QTest::addColumn<int>("unicode");
 
@@ -72,6 +73,7 @@ void ConvTest::codePage_data()
     QTest::newRow("no-break space") << 0xA0 << 0xA0;
     QTest::newRow("e acute") << 0xE9 << 0xE9;
     QTest::newRow("y diaeresis") << 0xFF << 0xFF;
+    // clang-format on
 }
 
 void ConvTest::codePage()
@@ -97,6 +99,7 @@ void ConvTest::codePageIsOneToOneOverBytes()
 
 void ConvTest::knownVectors_data()
 {
+    // clang-format off
     QTest::addColumn<int>("mode");
     QTest::addColumn<QByteArray>("plain");
     QTest::addColumn<QByteArray>("encoded");
@@ -143,6 +146,7 @@ void ConvTest::knownVectors_data()
     QTest::newRow("qp escape not split by soft break")
         << int(cEncode::QuotedPrintableEncode) << QByteArray(73, 'a') + "=b"
         << QByteArray(73, 'a') + "=\r\n=3Db";
+    // clang-format on
 }
 
 void ConvTest::knownVectors()
@@ -156,6 +160,7 @@ void ConvTest::knownVectors()
 
 void ConvTest::decodersReadHostileInput_data()
 {
+    // clang-format off
     QTest::addColumn<int>("mode");
     QTest::addColumn<QByteArray>("input");
     QTest::addColumn<QByteArray>("expected");
@@ -217,6 +222,7 @@ void ConvTest::decodersReadHostileInput_data()
     QTest::newRow("qp bad escape") << qp << QByteArray("=G1=") << QByteArray("=G1=");
     QTest::newRow("qp equals then blanks at end") << qp << QByteArray("a=  ") << QByteArray("a=");
     QTest::newRow("qp lone CR kept") << qp << QByteArray("a\rb") << QByteArray("a\rb");
+    // clang-format on
 }
 
 void ConvTest::decodersReadHostileInput()
@@ -229,6 +235,7 @@ void ConvTest::decodersReadHostileInput()
 
 void ConvTest::pairsRoundTripRandomBytes_data()
 {
+    // clang-format off
     QTest::addColumn<int>("encodeMode");
     QTest::addColumn<int>("decodeMode");
 
@@ -237,6 +244,7 @@ void ConvTest::pairsRoundTripRandomBytes_data()
     QTest::newRow("mime base64") << int(cEncode::Base64LinesEncode) << int(cEncode::Base64LinesDecode);
     QTest::newRow("uuencode") << int(cEncode::UuEncode) << int(cEncode::UuDecode);
     QTest::newRow("quoted-printable") << int(cEncode::QuotedPrintableEncode) << int(cEncode::QuotedPrintableDecode);
+    // clang-format on
 }
 
 void ConvTest::pairsRoundTripRandomBytes()
@@ -259,14 +267,17 @@ void ConvTest::pairsRoundTripRandomBytes()
 
 void ConvTest::textRoundTripsThroughCodePage_data()
 {
+    // clang-format off
     pairsRoundTripRandomBytes_data();
+    // clang-format on
 }
 
 void ConvTest::textRoundTripsThroughCodePage()
 {
     QFETCH(int, encodeMode);
     QFETCH(int, decodeMode);
-    const QString text = QStringLiteral("Grüße €5 — “quoted” = _ \r\n\t") + windows1252::toUnicode("\x81\x8d\x8f\x90\x9d");
+    const QString text = QStringLiteral("Grüße €5 — “quoted” = _ \r\n\t")
+                         + windows1252::toUnicode("\x81\x8d\x8f\x90\x9d");
     const QString encoded = cEncode::Conv(text, encodeMode);
     QCOMPARE(encoded, QString::fromLatin1(cEncode::ConvBytes(windows1252::fromUnicode(text), encodeMode)));
     QCOMPARE(cEncode::Conv(encoded, decodeMode), text);
@@ -274,12 +285,14 @@ void ConvTest::textRoundTripsThroughCodePage()
 
 void ConvTest::encodedLinesKeepTheirLimits_data()
 {
+    // clang-format off
     QTest::addColumn<int>("mode");
     QTest::addColumn<int>("maxLine");
 
     QTest::newRow("mime base64") << int(cEncode::Base64LinesEncode) << 76;
     QTest::newRow("uuencode") << int(cEncode::UuEncode) << 61;
     QTest::newRow("quoted-printable") << int(cEncode::QuotedPrintableEncode) << 76;
+    // clang-format on
 }
 
 void ConvTest::encodedLinesKeepTheirLimits()

@@ -27,6 +27,7 @@ private slots:
 
 void TextTest::isBinary_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("text");
     QTest::addColumn<bool>("binary");
 
@@ -39,6 +40,7 @@ void TextTest::isBinary_data()
     QTest::newRow("Latin-1 letter") << QStringLiteral("café") << true;
     QTest::newRow("no-break space") << QStringLiteral("a\u00a0b") << true;
     QTest::newRow("CJK") << QStringLiteral("漢字") << true;
+    // clang-format on
 }
 
 void TextTest::isBinary()
@@ -53,6 +55,7 @@ void TextTest::isBinary()
 
 void TextTest::trimQuotes_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("trimmed");
 
@@ -66,6 +69,7 @@ void TextTest::trimQuotes_data()
     QTest::newRow("inner quotes stay") << "a\"b\"c" << "a\"b\"c";
     QTest::newRow("blank outside quotes") << " \"a\"" << " \"a\"";
     QTest::newRow("single quotes stay") << "'a'" << "'a'";
+    // clang-format on
 }
 
 void TextTest::trimQuotes()
@@ -77,6 +81,7 @@ void TextTest::trimQuotes()
 
 void TextTest::enc_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("encoded");
 
@@ -94,6 +99,7 @@ void TextTest::enc_data()
     QTest::newRow("Cyrillic as B in UTF-8") << QStringLiteral("Привет") << "=?utf-8?B?0J/RgNC40LLQtdGC?=";
     QTest::newRow("encoded-word look-alike") << "see =?x?Q?y?= here" << "=?windows-1252?B?c2VlID0/eD9RP3k/PSBoZXJl?=";
     QTest::newRow("control character") << QStringLiteral("a\x01") << "=?windows-1252?Q?a=01?=";
+    // clang-format on
 }
 
 void TextTest::enc()
@@ -106,11 +112,13 @@ void TextTest::enc()
 
 void TextTest::encSplitsLongTextIntoShortWords_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("text");
 
     QTest::newRow("long Latin text") << QStringLiteral("Grüße aus Köln, schöne Grüße! ").repeated(6);
     QTest::newRow("long CJK text") << QStringLiteral("漢字かな交じり文").repeated(10);
     QTest::newRow("characters outside the BMP") << QStringLiteral("\U0001F600\U0001F680").repeated(20);
+    // clang-format on
 }
 
 void TextTest::encSplitsLongTextIntoShortWords()
@@ -132,6 +140,7 @@ void TextTest::encSplitsLongTextIntoShortWords()
 
 void TextTest::decodeEnc_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("decoded");
 
@@ -155,6 +164,7 @@ void TextTest::decodeEnc_data()
     QTest::newRow("opener and charset end") << "=?utf-8?" << "=?utf-8?";
     QTest::newRow("empty payload") << "x=?utf-8?Q?" "?=y" << "xy";
     QTest::newRow("plain text stays") << "a  b\t" << "a  b\t";
+    // clang-format on
 }
 
 void TextTest::decodeEnc()

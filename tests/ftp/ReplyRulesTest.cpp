@@ -34,6 +34,7 @@ private slots:
 
 void ReplyRulesTest::replyCode_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("line");
     QTest::addColumn<QString>("code");
     QTest::newRow("final") << "250 CWD ok\r\n" << "250";
@@ -44,6 +45,7 @@ void ReplyRulesTest::replyCode_data()
     QTest::newRow("letters then space") << "foo bar\r\n" << "";
     QTest::newRow("short") << "220" << "";
     QTest::newRow("fullwidth digits") << QString::fromUtf8("\xef\xbc\x92\xef\xbc\x92\xef\xbc\x90 x") << "";
+    // clang-format on
 }
 
 void ReplyRulesTest::replyCode()
@@ -55,6 +57,7 @@ void ReplyRulesTest::replyCode()
 
 void ReplyRulesTest::classify_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("code");
     QTest::addColumn<ReplyAction>("action");
     QTest::addColumn<bool>("red");
@@ -83,6 +86,7 @@ void ReplyRulesTest::classify_data()
     row("550", ReplyAction::Fail, true);
     row("999", ReplyAction::Fail, true);
     row("201", ReplyAction::None, false);
+    // clang-format on
 }
 
 void ReplyRulesTest::classify()
@@ -96,6 +100,7 @@ void ReplyRulesTest::classify()
 
 void ReplyRulesTest::maskPassword_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("masked");
     QTest::newRow("eleven chars") << "PASS secret" << "PASS ******";
@@ -105,6 +110,7 @@ void ReplyRulesTest::maskPassword_data()
     QTest::newRow("lower case kept") << "pass secret" << "pass secret";
     QTest::newRow("other command") << "USER me" << "USER me";
     QTest::newRow("word containing it") << "PASSIVE" << "PASS **";
+    // clang-format on
 }
 
 void ReplyRulesTest::maskPassword()
@@ -116,6 +122,7 @@ void ReplyRulesTest::maskPassword()
 
 void ReplyRulesTest::portArgument_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("ip");
     QTest::addColumn<int>("port");
     QTest::addColumn<QString>("argument");
@@ -125,6 +132,7 @@ void ReplyRulesTest::portArgument_data()
     QTest::newRow("5001") << "127.0.0.1" << 5001 << "127,0,0,1,19,137";
     QTest::newRow("below 256 keeps the whole value") << "127.0.0.1" << 200 << "127,0,0,1,200,200";
     QTest::newRow("below 16") << "127.0.0.1" << 15 << "127,0,0,1,15,15";
+    // clang-format on
 }
 
 void ReplyRulesTest::portArgument()
@@ -137,6 +145,7 @@ void ReplyRulesTest::portArgument()
 
 void ReplyRulesTest::passiveReply_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("line");
     QTest::addColumn<bool>("readable");
     QTest::addColumn<QString>("address");
@@ -153,6 +162,7 @@ void ReplyRulesTest::passiveReply_data()
     QTest::newRow("negative") << "227 (127,0,0,-1,4,1)\r\n" << false << "" << 0;
     QTest::newRow("letters") << "227 (a,b,c,d,e,f)\r\n" << false << "" << 0;
     QTest::newRow("empty") << "227 ()\r\n" << false << "" << 0;
+    // clang-format on
 }
 
 void ReplyRulesTest::passiveReply()
@@ -171,6 +181,7 @@ void ReplyRulesTest::passiveReply()
 
 void ReplyRulesTest::transferSize_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("line");
     QTest::addColumn<qint64>("size");
     QTest::newRow("vsftpd") << "150 Opening BINARY mode data connection for big (1048576 bytes).\r\n" << qint64(1048576);
@@ -179,6 +190,7 @@ void ReplyRulesTest::transferSize_data()
     QTest::newRow("over 4 GiB") << "150 (6442450944 bytes)\r\n" << qint64(6442450944LL);
     QTest::newRow("pyftpdlib, no size") << "125 Data connection already open. Transfer starting.\r\n" << qint64(-1);
     QTest::newRow("not a number") << "150 Opening (some file)\r\n" << qint64(-1);
+    // clang-format on
 }
 
 void ReplyRulesTest::transferSize()
@@ -190,12 +202,14 @@ void ReplyRulesTest::transferSize()
 
 void ReplyRulesTest::folderReply_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("line");
     QTest::addColumn<QString>("folder");
     QTest::newRow("folder") << "257 \"/pub/x\" is the current directory\r\n" << "/pub/x/";
     QTest::newRow("root") << "257 \"/\" is current\r\n" << "/";
     QTest::newRow("trailing slash kept once") << "257 \"/pub/\"\r\n" << "/pub//";
     QTest::newRow("blank in name") << "257 \"/a b\"\r\n" << "/a b/";
+    // clang-format on
 }
 
 void ReplyRulesTest::folderReply()
@@ -223,7 +237,8 @@ void ReplyRulesTest::wireLines()
     const QString text = DecodeWireLines(listing, &fallback);
     QCOMPARE(text, QString::fromUtf8("-rw-r--r-- 1 a a 1 Jan 1 2020 caf\xc3\xa9.txt\r\n")
                        + QString::fromLatin1("-rw-r--r-- 1 a a 1 Jan 1 2020 caf\xe9.txt\r\n")
-                       + "-rw-r--r-- 1 a a 1 Jan 1 2020 plain.txt\r\n" + QString::fromLatin1("tail without line end \xff"));
+                       + "-rw-r--r-- 1 a a 1 Jan 1 2020 plain.txt\r\n"
+                       + QString::fromLatin1("tail without line end \xff"));
     QCOMPARE(fallback.size(), 2);
     QVERIFY(fallback.contains(QString::fromLatin1("-rw-r--r-- 1 a a 1 Jan 1 2020 caf\xe9.txt\r\n")));
     QCOMPARE(DecodeWireLines({}), QString());
@@ -231,6 +246,7 @@ void ReplyRulesTest::wireLines()
 
 void ReplyRulesTest::wireEncoding_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("text");
     QTest::addColumn<QByteArray>("bytes");
     const QString latin1Name = QString::fromLatin1("caf\xe9.txt");
@@ -239,6 +255,7 @@ void ReplyRulesTest::wireEncoding_data()
     QTest::newRow("same letters never seen as Latin-1") << QString::fromLatin1("RETR d\xe9j\xe0.txt")
                                                         << QByteArray("RETR d\xc3\xa9j\xc3\xa0.txt");
     QTest::newRow("beyond Latin-1") << QString::fromUtf8("RETR \xe2\x82\xac.txt") << QByteArray("RETR \xe2\x82\xac.txt");
+    // clang-format on
 }
 
 void ReplyRulesTest::wireEncoding()
@@ -251,12 +268,14 @@ void ReplyRulesTest::wireEncoding()
 
 void ReplyRulesTest::messageTexts()
 {
-    QCOMPARE(WaitTooLongText(30),
-             QStringLiteral("Wait too long (30 seconds) !\r\nIf your FTP command does not work, switch passive mode !\r\n"
-                            "Do you want to wait the server response ?\r\n"));
+    QCOMPARE(
+        WaitTooLongText(30),
+        QStringLiteral("Wait too long (30 seconds) !\r\nIf your FTP command does not work, switch passive mode !\r\n"
+                       "Do you want to wait the server response ?\r\n"));
     QCOMPARE(LogOnFailedText("ftp.example", "PASS secret"),
              QStringLiteral("Log on failed to ftp.example.\r\nLast command was PASS ******\r\nTry again ? "));
-    QVERIFY(DownloadWriteFailedText("a.bin").startsWith("Downloading 'a.bin' is failed.\r\nThe server response is too fast to syncronize"));
+    QVERIFY(DownloadWriteFailedText("a.bin").startsWith(
+        "Downloading 'a.bin' is failed.\r\nThe server response is too fast to syncronize"));
     QCOMPARE(UploadSendFailedText("b.bin"),
              QStringLiteral("Downloading 'b.bin' is failed.\r\nSWITCH PASSIVE MODE, if it fails again."));
 }

@@ -12,6 +12,20 @@ using korvan::test::HeadlessUi;
 Q_DECLARE_METATYPE(korvan::ReplyState)
 Q_DECLARE_METATYPE(korvan::LogColour)
 
+namespace {
+
+// A command as the window starts it: the session waits for its reply. Without a
+// connection nothing goes out; the log is cleared so that it shows the reply only.
+void startCommand(FtpSession &session, HeadlessUi &ui, const QString &command, DataMode mode = DataMode::None)
+{
+    session.BeginCommand(mode);
+    if (!command.isEmpty())
+        session.SendCommand(command);
+    ui.log.clear();
+}
+
+} // namespace
+
 class SessionDispatchTest : public QObject {
     Q_OBJECT
 private slots:
@@ -81,16 +95,17 @@ void SessionDispatchTest::replyLine()
     QFETCH(QString, currentDir);
     HeadlessUi ui;
     FtpSession session(ui);
-    session.sCurrentDir = "/before/";
-    session.sLastCommand = lastCommand;
-    session.nReplyState = ReplyState::Waiting;
+    startCommand(session, ui, "PWD");
+    session.ReplyLine("257 \"/before\" is current\r\n");
+    const QString replyBefore = session.sLastReply();
+    startCommand(session, ui, lastCommand);
     session.ReplyLine(line);
-    QCOMPARE(session.nReplyState, state);
-    QCOMPARE(session.sCurrentDir, currentDir);
+    QCOMPARE(session.nReplyState(), state);
+    QCOMPARE(session.sCurrentDir(), currentDir);
     QCOMPARE(ui.log.size(), 1);
     QCOMPARE(ui.log.first().colour, colour);
     QCOMPARE(ui.log.first().text, line);
-    QCOMPARE(session.sLastReply, ReplyCode(line).isEmpty() ? QString() : line);
+    QCOMPARE(session.sLastReply(), ReplyCode(line).isEmpty() ? replyBefore : line);
     QVERIFY(ui.failures.isEmpty());
 }
 
@@ -111,13 +126,11 @@ void SessionDispatchTest::transferSizeReachesProgress()
     QFETCH(double, maximum);
     HeadlessUi ui;
     FtpSession session(ui);
-    session.sLastCommand = lastCommand;
-    session.nDataMode = DataMode(mode);
-    session.nReplyState = ReplyState::Waiting;
+    startCommand(session, ui, lastCommand, DataMode(mode));
     session.ReplyLine("150 Opening BINARY mode data connection for big (1048576 bytes).\r\n");
-    QCOMPARE(session.nReplyState, ReplyState::Waiting);
+    QCOMPARE(session.nReplyState(), ReplyState::Waiting);
     QCOMPARE(ui.progress.isEmpty(), maximum < 0);
-    QCOMPARE(session.nAnnouncedSize, qint64(maximum));
+    QCOMPARE(session.transfer().announcedSize, qint64(maximum));
     if (maximum >= 0) {
         QCOMPARE(ui.progress.last().name, QString("SetPrg1")); // the running file's bar
         QCOMPARE(ui.progress.last().maximum, maximum);
@@ -128,31 +141,29 @@ void SessionDispatchTest::lineAssembler()
 {
     HeadlessUi ui;
     FtpSession session(ui);
-    session.sLastCommand = "NOOP";
-    session.nReplyState = ReplyState::Waiting;
+    startCommand(session, ui, "NOOP");
     session.ControlDataArrival("200-first\r\n200 sec");
-    QCOMPARE(session.sRecvBuffer, QByteArray("200 sec"));
-    QCOMPARE(session.nReplyState, ReplyState::Waiting);
+    QCOMPARE(session.sRecvBuffer(), QByteArray("200 sec"));
+    QCOMPARE(session.nReplyState(), ReplyState::Waiting);
     session.ControlDataArrival("ond\r\n211 extra\n");
-    QCOMPARE(session.nReplyState, ReplyState::Done);
-    QVERIFY(session.sRecvBuffer.isEmpty());
+    QCOMPARE(session.nReplyState(), ReplyState::Done);
+    QVERIFY(session.sRecvBuffer().isEmpty());
     // A bare LF ends a line as well; CR is kept as the server sent it.
     QCOMPARE(ui.logLines(LogColour::Black), (QStringList{"200-first", "200 second", "211 extra"}));
     QCOMPARE(ui.log.last().text, QString("211 extra\n"));
-    QCOMPARE(session.sLastReply, QString("211 extra\n"));
+    QCOMPARE(session.sLastReply(), QString("211 extra\n"));
 }
 
 void SessionDispatchTest::closePendingUnloadsInsteadOfChangingState()
 {
     HeadlessUi ui;
     FtpSession session(ui);
-    session.sLastCommand = "NOOP";
-    session.nReplyState = ReplyState::Waiting;
+    startCommand(session, ui, "NOOP");
     session.RequestClose();
-    QCOMPARE(session.nReplyState, ReplyState::ClosePending);
+    QCOMPARE(session.nReplyState(), ReplyState::ClosePending);
     QCOMPARE(ui.unloadRequests, 0);
     session.ReplyLine("200 ok\r\n");
-    QCOMPARE(session.nReplyState, ReplyState::ClosePending);
+    QCOMPARE(session.nReplyState(), ReplyState::ClosePending);
     QCOMPARE(ui.unloadRequests, 1);
     // Idle: the window closes at once.
     FtpSession idle(ui);

@@ -70,6 +70,7 @@ private:
 
     std::unique_ptr<ScriptedFtpServer> server;
     std::unique_ptr<HeadlessUi> ui;
+    FtpSettings settings; // the session's
     std::unique_ptr<FtpSession> session;
 };
 
@@ -77,8 +78,8 @@ void SessionScriptedTest::init()
 {
     server = std::make_unique<ScriptedFtpServer>();
     ui = std::make_unique<HeadlessUi>();
-    session = std::make_unique<FtpSession>(*ui);
-    pointSettingsAt(*server);
+    session = std::make_unique<FtpSession>(*ui, settings);
+    settings = settingsFor(*server);
 }
 
 void SessionScriptedTest::cleanup()
@@ -91,7 +92,7 @@ void SessionScriptedTest::cleanup()
 
 bool SessionScriptedTest::logOn(bool passive)
 {
-    ftpSettings().bPassive = passive;
+    settings.bPassive = passive;
     scriptLogOn(*server);
     return session->LogOn();
 }
@@ -102,8 +103,8 @@ void SessionScriptedTest::splitReplyDispatchedOnce()
     server->expect("NOOP").replyInChunks({"2", "00 al", "l is", " well\r", "\n"}, 30);
     QVERIFY(session->SendAndWait("NOOP"));
     QCOMPARE(ui->logLines(LogColour::Black).count("200 all is well"), 1);
-    QCOMPARE(session->sLastReply, QString("200 all is well\r\n"));
-    QVERIFY(session->sRecvBuffer.isEmpty());
+    QCOMPARE(session->sLastReply(), QString("200 all is well\r\n"));
+    QVERIFY(session->sRecvBuffer().isEmpty());
     CHECK_NO_UI_FAILURES();
 }
 
@@ -114,7 +115,7 @@ void SessionScriptedTest::twoRepliesInOneArrival()
     QVERIFY(session->SendAndWait("SITE HELP"));
     const QStringList black = ui->logLines(LogColour::Black);
     QCOMPARE(black.mid(black.size() - 3), (QStringList{"214-help", "214 end of help", "200 and done"}));
-    QCOMPARE(session->sLastReply, QString("200 and done\r\n"));
+    QCOMPARE(session->sLastReply(), QString("200 and done\r\n"));
     CHECK_NO_UI_FAILURES();
 }
 
@@ -127,15 +128,15 @@ void SessionScriptedTest::multiLine230()
     ReplyState stateAfterContinuation = ReplyState::Done;
     connect(&session->controlSocket(), &SocketAdapter::dataArrival, this, [&] {
         QTimer::singleShot(0, this, [&] {
-            if (session->sLastCommand.startsWith("PASS") && ui->logText().contains("230-Second line")
+            if (session->sLastCommand().startsWith("PASS") && ui->logText().contains("230-Second line")
                 && !ui->logText().contains("230 Logged in"))
-                stateAfterContinuation = session->nReplyState;
+                stateAfterContinuation = session->nReplyState();
         });
     });
     QVERIFY(session->LogOn());
     QCOMPARE(stateAfterContinuation, ReplyState::Waiting);
-    QCOMPARE(session->sCurrentDir, QString("/home/me/"));
-    QCOMPARE(session->sHomeDir, QString("/home/me/"));
+    QCOMPARE(session->sCurrentDir(), QString("/home/me/"));
+    QCOMPARE(session->sHomeDir(), QString("/home/me/"));
     QVERIFY(ui->logLines(LogColour::Black).contains("230-Welcome"));
     QVERIFY(ui->logLines(LogColour::Red).isEmpty());
     QVERIFY(server->unusedSteps().isEmpty());
@@ -157,13 +158,13 @@ void SessionScriptedTest::informationRepliesWaitForTheQuestion()
     QFETCH(QByteArray, code);
     QFETCH(bool, waitOnceMore);
     QVERIFY(logOn());
-    ftpSettings().nFTPWaitTime = 1;
+    settings.nFTPWaitTime = 1;
     server->expect("STAT").reply(code + " status follows\r\n");
     if (waitOnceMore)
         ui->answerQuestion(QuestionAnswer::Yes);
     ui->answerQuestion(QuestionAnswer::No);
     QVERIFY(!session->SendAndWait("STAT"));
-    QCOMPARE(session->nReplyState, ReplyState::Waiting);
+    QCOMPARE(session->nReplyState(), ReplyState::Waiting);
     QCOMPARE(ui->questions.size(), waitOnceMore ? 2 : 1);
     for (const HeadlessUi::Question &asked : ui->questions) {
         QCOMPARE(asked.title, QString("Vantrel"));
@@ -171,6 +172,8 @@ void SessionScriptedTest::informationRepliesWaitForTheQuestion()
                                      "passive mode !\r\nDo you want to wait the server response ?\r\n"));
     }
     QVERIFY(ui->waitStatus.contains("STAT: 0 seconds"));
+    QCOMPARE(session->lastFailure().command, QString("STAT"));
+    QVERIFY(session->lastFailure().timedOut);
     CHECK_NO_UI_FAILURES();
 }
 
@@ -190,8 +193,13 @@ void SessionScriptedTest::errorRepliesFail()
     QVERIFY(logOn());
     server->expect("MKD x").reply(reply);
     QVERIFY(!session->MakeDir("x"));
-    QCOMPARE(session->nReplyState, ReplyState::Failed);
+    QCOMPARE(session->nReplyState(), ReplyState::Failed);
     QCOMPARE(ui->logLines(LogColour::Red), QStringList{QString::fromLatin1(reply.trimmed())});
+    // What a window or the command-line client shows, without reading the log.
+    const SessionFailure &failure = session->lastFailure();
+    QCOMPARE(failure.command, QString("MKD x"));
+    QCOMPARE(failure.reason(), QString::fromLatin1(reply.trimmed()));
+    QVERIFY(failure.socketError.isEmpty() && !failure.timedOut);
     QVERIFY(ui->questions.isEmpty());
     CHECK_NO_UI_FAILURES();
 }
@@ -199,7 +207,7 @@ void SessionScriptedTest::errorRepliesFail()
 void SessionScriptedTest::silentServer()
 {
     server->setGreeting({});
-    ftpSettings().nFTPWaitTime = 2;
+    settings.nFTPWaitTime = 2;
     ui->answerQuestion(QuestionAnswer::No);
     QVERIFY(!session->LogOn());
     // Nothing was sent, so there is no retry question either.
@@ -238,7 +246,7 @@ void SessionScriptedTest::initialFolder()
     QFETCH(QString, folder);
     QFETCH(QByteArray, cwdReply);
     QFETCH(QByteArrayList, commands);
-    ftpSettings().sFTPDir = folder;
+    settings.sFTPDir = folder;
     server->expect("USER me").reply("331 pw\r\n");
     server->expect("PASS pw").reply("230 ok\r\n");
     server->expect("SYST").reply("215 UNIX\r\n");
@@ -261,7 +269,8 @@ void SessionScriptedTest::failedPrintDirFailsLogOn()
     ui->answerQuestion(QuestionAnswer::Yes);
     QVERIFY(!session->LogOn());
     QCOMPARE(ui->questions.size(), 1);
-    QCOMPARE(ui->questions.first().text, QString("Log on failed to 127.0.0.1.\r\nLast command was PWD\r\nTry again ? "));
+    QCOMPARE(ui->questions.first().text,
+             QString("Log on failed to 127.0.0.1.\r\nLast command was PWD\r\nTry again ? "));
     // "Yes" disconnects and opens the connect dialog again.
     QCOMPARE(ui->reconnectRequests, 1);
     QVERIFY(ui->mainStatus.contains("Disconnected"));
@@ -293,14 +302,16 @@ void SessionScriptedTest::renameAnswers()
     QVERIFY(logOn());
     server->expect("RNFR a.txt").reply("350 ready for RNTO\r\n");
     server->expectPrefix("RNTO ").reply("250 renamed\r\n");
-    session->sRenameFrom = "a.txt";
     ui->answerInput(answer);
     QCOMPARE(session->RenameFrom("a.txt/"), result);
-    QCOMPARE(session->nReplyState, state);
-    QTest::qWait(50);
+    QCOMPARE(session->nReplyState(), state);
+    // Commands arrive in order: once the NOOP is answered, an RNTO would be there.
+    server->expect("NOOP").reply("200 ok\r\n");
+    QVERIFY(session->SendAndWait("NOOP"));
     const QByteArrayList commands = server->commands();
     const QByteArrayList afterRnfr = commands.mid(commands.indexOf("RNFR a.txt") + 1);
-    QCOMPARE(afterRnfr, sent.isEmpty() ? QByteArrayList{} : QByteArrayList{sent});
+    const QByteArrayList expected = sent.isEmpty() ? QByteArrayList{"NOOP"} : QByteArrayList{sent, "NOOP"};
+    QCOMPARE(afterRnfr, expected);
     CHECK_NO_UI_FAILURES();
 }
 
@@ -335,11 +346,11 @@ void SessionScriptedTest::listingEnd()
         list.closeData().wait(600).reply("226 done\r\n");
     server->expect("NOOP").reply("200 ok\r\n");
     QVERIFY(session->ListFolder());
-    QCOMPARE(session->sListText, kListing);
+    QCOMPARE(session->sListText(), kListing);
     QCOMPARE(session->dataSocket().state(), SocketState::Closed);
     // The next command gets its own reply, whenever the listing's 226 came.
     QVERIFY(session->SendAndWait("NOOP"));
-    QCOMPARE(session->sLastReply, QString("200 ok\r\n"));
+    QCOMPARE(session->sLastReply(), QString("200 ok\r\n"));
     QTRY_VERIFY(ui->logLines(LogColour::Black).contains("226 done"));
     CHECK_NO_UI_FAILURES();
 }
@@ -361,27 +372,35 @@ void SessionScriptedTest::lateTransferReplyBelongsToItsTransfer()
     QVERIFY(logOn());
     const qint64 size = 300000;
     server->expect("PASV").passive();
-    server->expect("RETR first.bin").reply("150 sending (300000 bytes)\r\n").sendData(size).closeData()
-        .holdUntil(heldUntil, ScriptedFtpServer::Held::BeforeTriggerReply).reply("226 first done\r\n");
+    server->expect("RETR first.bin")
+        .reply("150 sending (300000 bytes)\r\n")
+        .sendData(size)
+        .closeData()
+        .holdUntil(heldUntil, ScriptedFtpServer::Held::BeforeTriggerReply)
+        .reply("226 first done\r\n");
     server->expect("PASV").passive();
     if (heldUntil == "STOR") {
         server->expect("STOR up.bin").reply("150 go ahead\r\n").receiveData().reply("226 stored\r\n");
     } else {
-        server->expect("RETR second.bin").reply("150 sending\r\n").sendData(size).closeData().wait(100)
+        server->expect("RETR second.bin")
+            .reply("150 sending\r\n")
+            .sendData(size)
+            .closeData()
+            .wait(100)
             .reply("226 second done\r\n");
     }
-    QVERIFY(session->RetrieveFile("first.bin", local.filePath("first.bin"), size));
+    QVERIFY(session->RetrieveFile("first.bin", local.filePath("first.bin"), size).succeeded());
     QCOMPARE(readFile(local.filePath("first.bin")), ScriptedFtpServer::patternBytes(0, size));
     QCOMPARE(ui->progress.last().maximum, double(size));
 
     if (heldUntil == "STOR") {
         const QByteArray upload = ScriptedFtpServer::patternBytes(7, 100000);
         QVERIFY(writeFile(local.filePath("up.bin"), upload));
-        QVERIFY(session->StoreFile(local.filePath("up.bin"), "up.bin", upload.size()));
-        QCOMPARE(session->sLastReply, QString("226 stored\r\n"));
+        QVERIFY(session->StoreFile(local.filePath("up.bin"), "up.bin", upload.size()).succeeded());
+        QCOMPARE(session->sLastReply(), QString("226 stored\r\n"));
         QCOMPARE(server->receivedData(), upload);
     } else {
-        QVERIFY(session->RetrieveFile("second.bin", local.filePath("second.bin"), size));
+        QVERIFY(session->RetrieveFile("second.bin", local.filePath("second.bin"), size).succeeded());
         QCOMPARE(readFile(local.filePath("second.bin")), ScriptedFtpServer::patternBytes(0, size));
     }
     QVERIFY(ui->logLines(LogColour::Black).contains("226 first done"));
@@ -392,7 +411,7 @@ void SessionScriptedTest::lateTransferReplyBelongsToItsTransfer()
 void SessionScriptedTest::passiveReplyWithoutParentheses()
 {
     QVERIFY(logOn());
-    ftpSettings().nFTPWaitTime = 1;
+    settings.nFTPWaitTime = 1;
     server->expect("PASV").passive("227 Entering Passive Mode 127,0,0,1,4,1\r\n");
     ui->answerQuestion(QuestionAnswer::No);
     QVERIFY(!session->OpenDataConnection());
@@ -408,6 +427,8 @@ void SessionScriptedTest::controlDroppedDuringCommand()
     server->expect("NOOP").dropControl();
     QVERIFY(!session->SendAndWait("NOOP"));
     QVERIFY(ui->questions.isEmpty());
+    QCOMPARE(session->lastFailure().command, QString("NOOP"));
+    QVERIFY(!session->lastFailure().socketError.isEmpty());
     CHECK_NO_UI_FAILURES();
 }
 
@@ -416,9 +437,9 @@ void SessionScriptedTest::overlongReplyLine()
     QVERIFY(logOn());
     server->expect("NOOP").flood(1 << 20);
     QVERIFY(!session->SendAndWait("NOOP"));
-    QCOMPARE(session->nReplyState, ReplyState::Failed);
+    QCOMPARE(session->nReplyState(), ReplyState::Failed);
     QCOMPARE(session->controlSocket().state(), SocketState::Closed);
-    QVERIFY(session->sRecvBuffer.isEmpty());
+    QVERIFY(session->sRecvBuffer().isEmpty());
     const QStringList red = ui->logLines(LogColour::Red);
     QCOMPARE(red.size(), 1);
     QVERIFY(red.first().contains("without a line end"));
@@ -430,7 +451,11 @@ void SessionScriptedTest::abortDuringDownload()
     QTemporaryDir local;
     QVERIFY(logOn());
     server->expect("PASV").passive();
-    server->expect("RETR huge.bin").reply("150 sending\r\n").sendData(qint64(1) << 32).closeData().reply("226 done\r\n");
+    server->expect("RETR huge.bin")
+        .reply("150 sending\r\n")
+        .sendData(qint64(1) << 32)
+        .closeData()
+        .reply("226 done\r\n");
     server->expect("PWD").reply("257 \"/\" is current\r\n");
     bool aborted = false;
     connect(&session->dataSocket(), &SocketAdapter::dataArrival, this, [&] {
@@ -438,22 +463,17 @@ void SessionScriptedTest::abortDuringDownload()
             return;
         aborted = true;
         // What the transfer window's cancel does: drop the data connection, then abort.
-        QTimer::singleShot(0, this, [&] {
-            session->nTransferResult = TransferResult::Cancelled;
-            session->CloseWinsock2();
-            session->AbortCommand();
-        });
+        QTimer::singleShot(0, this, [&] { session->CancelTransfer(); });
     });
-    QVERIFY(!session->RetrieveFile("huge.bin", local.filePath("huge.bin"), qint64(1) << 32));
+    QVERIFY(session->RetrieveFile("huge.bin", local.filePath("huge.bin"), qint64(1) << 32).cancelled());
     QVERIFY(aborted);
-    QCOMPARE(session->nTransferResult, TransferResult::Cancelled);
     QCOMPARE(ui->mainStatus.last(), QString("Aborting FTP command..."));
     QCOMPARE(ui->timerStops, 1);
     QVERIFY(!session->keepAliveActive());
     QVERIFY(server->commands().contains("ABOR"));
     // The control connection is still in step afterwards.
     QVERIFY(session->PrintDir());
-    QCOMPARE(session->sCurrentDir, QString("/"));
+    QCOMPARE(session->sCurrentDir(), QString("/"));
     QVERIFY(server->sentDataBytes() < (qint64(1) << 32));
     CHECK_NO_UI_FAILURES();
 }
@@ -464,7 +484,7 @@ void SessionScriptedTest::disconnectDuringCommand()
     server->expect("NOOP").wait(3000).reply("200 late\r\n");
     QTimer::singleShot(100, this, [&] { session->Disconnect(); });
     QVERIFY(!session->SendAndWait("NOOP"));
-    QCOMPARE(session->nReplyState, ReplyState::Failed);
+    QCOMPARE(session->nReplyState(), ReplyState::Failed);
     QCOMPARE(session->controlSocket().state(), SocketState::Closed);
     QCOMPARE(ui->mainStatus.mid(ui->mainStatus.size() - 2), (QStringList{"Disconnecting...", "Disconnected"}));
     QCOMPARE(ui->progressUnloads, 1);
@@ -478,7 +498,7 @@ void SessionScriptedTest::closeRequestDuringWait()
     server->expect("NOOP").wait(3000).reply("200 late\r\n");
     QTimer::singleShot(100, this, [&] { session->RequestClose(); });
     QVERIFY(!session->SendAndWait("NOOP"));
-    QCOMPARE(session->nReplyState, ReplyState::ClosePending);
+    QCOMPARE(session->nReplyState(), ReplyState::ClosePending);
     QCOMPARE(ui->unloadRequests, 1);
     // Any further command unloads instead of sending.
     QVERIFY(!session->SendAndWait("PWD"));
@@ -498,7 +518,7 @@ void SessionScriptedTest::activeUploadStartsWhenAccepted()
     QVERIFY(writeFile(local.filePath("up.bin"), upload));
     QList<qint64> blocks;
     connect(session.get(), &FtpSession::uploadBlockSent, this, [&](qint64 bytes) { blocks << bytes; });
-    QVERIFY(session->StoreFile(local.filePath("up.bin"), "up.bin", upload.size()));
+    QVERIFY(session->StoreFile(local.filePath("up.bin"), "up.bin", upload.size()).succeeded());
     QCOMPARE(blocks, (QList<qint64>{25396, 25396, 9208}));
     QCOMPARE(server->receivedData(), upload);
     const QStringList blue = ui->logLines(LogColour::Blue);
@@ -512,8 +532,9 @@ void SessionScriptedTest::uploadOfMissingFile()
     QVERIFY(logOn());
     server->expect("PASV").passive();
     server->expect("STOR gone.bin").reply("150 go ahead\r\n").receiveData().reply("226 stored\r\n");
-    QVERIFY(!session->StoreFile(local.filePath("gone.bin"), "gone.bin", 1000));
-    QCOMPARE(session->nTransferResult, TransferResult::Failed);
+    const TransferOutcome outcome = session->StoreFile(local.filePath("gone.bin"), "gone.bin", 1000);
+    QCOMPARE(outcome.result, TransferResult::Failed);
+    QCOMPARE(outcome.reason, ui->messages.value(0));
     QCOMPARE(ui->messages, QStringList{"Downloading 'gone.bin' is failed.\r\nSWITCH PASSIVE MODE, if it fails again."});
     CHECK_NO_UI_FAILURES();
 }
@@ -529,15 +550,16 @@ void SessionScriptedTest::dataConnectionRefused()
         deadPort = probe.serverPort();
     }
     QVERIFY(logOn());
-    const QByteArray address = "127,0,0,1," + QByteArray::number(deadPort / 256) + "," + QByteArray::number(deadPort % 256);
+    const QByteArray address = "127,0,0,1," + QByteArray::number(deadPort / 256) + ","
+                               + QByteArray::number(deadPort % 256);
     server->expect("PASV").reply("227 Entering Passive Mode (" + address + ")\r\n");
     server->expect("LIST").wait(300).reply("425 no data connection\r\n");
     server->expect("NOOP").reply("200 ok\r\n");
     QVERIFY(!session->ListFolder());
-    QCOMPARE(session->nReplyState, ReplyState::Failed);
+    QCOMPARE(session->nReplyState(), ReplyState::Failed);
     // The listing's own 425 comes later and must not fail the next command.
     QVERIFY(session->SendAndWait("NOOP"));
-    QCOMPARE(session->sLastReply, QString("200 ok\r\n"));
+    QCOMPARE(session->sLastReply(), QString("200 ok\r\n"));
     QVERIFY(ui->logLines(LogColour::Magenta).contains("Connecting to 127.0.0.1:" + QString::number(deadPort)));
     const QStringList red = ui->logLines(LogColour::Red);
     QCOMPARE(red.size(), 2);
@@ -555,23 +577,26 @@ void SessionScriptedTest::downloadIntoMissingFolder()
     server->expect("RETR f.bin").reply("150 sending\r\n").sendData(600000).closeData().reply("226 done\r\n");
     server->expect("NOOP").reply("200 ok\r\n");
     const QString target = local.filePath("missing/f.bin");
-    QVERIFY(!session->RetrieveFile("f.bin", target, 600000));
-    QCOMPARE(session->nTransferResult, TransferResult::Failed);
+    QCOMPARE(session->RetrieveFile("f.bin", target, 600000).result, TransferResult::Failed);
     QVERIFY(!QFileInfo::exists(target));
     QVERIFY(session->SendAndWait("NOOP"));
-    QCOMPARE(session->sLastReply, QString("200 ok\r\n"));
+    QCOMPARE(session->sLastReply(), QString("200 ok\r\n"));
     CHECK_NO_UI_FAILURES();
 }
 
 void SessionScriptedTest::logMasksPassword()
 {
-    ftpSettings().sFTPPassword = "secret";
+    settings.sFTPPassword = "secret";
     server->expect("USER me").reply("331 PASS required for me\r\n");
     server->expect("PASS secret").reply("230 ok\r\n");
     server->expect("SYST").reply("215 UNIX\r\n");
     server->expect("PWD").reply("257 \"/\"\r\n");
     QVERIFY(session->LogOn());
     QVERIFY(!ui->logText().contains("secret"));
+    // Nor does the failure record hold it.
+    server->expect("PASS secret").reply("530 again?\r\n");
+    QVERIFY(!session->SendAndWait("PASS secret"));
+    QCOMPARE(session->lastFailure().command, QString("PASS ******"));
     QVERIFY(ui->logLines(LogColour::Blue).contains("PASS ******"));
     // A reply holding the four capitals is masked as well, CR LF counted.
     const QString reply = "331 PASS required for me\r\n";

@@ -2,12 +2,13 @@
 // listing cache, the TYPE A failure path, link resolution with one CWD per link
 // and one back, the status texts; and the folders-first sort keys.
 
+#include "listing/FolderRetrieval.h"
 #include "fixtures/HeadlessUi.h"
 #include "fixtures/ScriptedFtpServer.h"
 #include "fixtures/ScriptedSession.h"
 #include "ftp/FtpSession.h"
 #include "korvan/FtpSettings.h"
-#include "listing/FolderRetrieval.h"
+#include "listing/ListSort.h"
 
 #include <QTest>
 
@@ -37,6 +38,8 @@ private slots:
     void failingListCachesNothing();
     void failingTypeACachesTheStaleBuffer();
     void withoutSessionNothingIsSent();
+    void sessionEndEmptiesTheCache_data();
+    void sessionEndEmptiesTheCache();
     void sortKeys_data();
     void sortKeys();
 
@@ -46,6 +49,7 @@ private:
 
     std::unique_ptr<ScriptedFtpServer> server;
     std::unique_ptr<HeadlessUi> ui;
+    FtpSettings settings; // the session's
     std::unique_ptr<FtpSession> session;
     std::unique_ptr<FolderRetrieval> folders;
 };
@@ -54,9 +58,9 @@ void FolderRetrievalTest::init()
 {
     server = std::make_unique<ScriptedFtpServer>();
     ui = std::make_unique<HeadlessUi>();
-    session = std::make_unique<FtpSession>(*ui);
+    session = std::make_unique<FtpSession>(*ui, settings);
     folders = std::make_unique<FolderRetrieval>(*session, *ui);
-    pointSettingsAt(*server);
+    settings = settingsFor(*server);
 }
 
 void FolderRetrievalTest::cleanup()
@@ -70,7 +74,7 @@ void FolderRetrievalTest::cleanup()
 
 void FolderRetrievalTest::logOn(const QByteArray &home, bool passive)
 {
-    ftpSettings().bPassive = passive;
+    settings.bPassive = passive;
     scriptLogOn(*server, "331 password please\r\n", home);
     QVERIFY(session->LogOn());
     ui->mainStatus.clear();
@@ -78,6 +82,7 @@ void FolderRetrievalTest::logOn(const QByteArray &home, bool passive)
 
 void FolderRetrievalTest::listCommandForms_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("folder");
     QTest::addColumn<bool>("passive");
     QTest::addColumn<QStringList>("wire");
@@ -92,6 +97,7 @@ void FolderRetrievalTest::listCommandForms_data()
     QTest::newRow("active: PORT before LIST") << "/pub" << false << QStringList{"TYPE A", port, "LIST /pub"};
     QTest::newRow("active, a blank") << "/a b/" << false
                                      << QStringList{"TYPE A", port, "CWD /a b", "LIST", "CWD /home/me"};
+    // clang-format on
 }
 
 void FolderRetrievalTest::listCommandForms()
@@ -124,7 +130,7 @@ void FolderRetrievalTest::listCommandForms()
     QCOMPARE(list->FileNumb(), 2);
     QCOMPARE(list->Path(0), argument + "readme.txt");
     QCOMPARE(list->Path(1), argument + "sub dir/");
-    QCOMPARE(session->sCurrentDir, QString("/home/me/"));
+    QCOMPARE(session->sCurrentDir(), QString("/home/me/"));
     QCOMPARE(ui->mainStatus,
              (QStringList{kGetting, "Processing 0/2 files and folders", "Processing 1/2 files and folders", "Done"}));
     CHECK_NO_UI_FAILURES();
@@ -197,6 +203,7 @@ void FolderRetrievalTest::linksResolvedWithOneCwdEach()
 
 void FolderRetrievalTest::failingListCachesNothing_data()
 {
+    // clang-format off
     QTest::addColumn<QByteArray>("failing");
     QTest::addColumn<QStringList>("wire");
     QTest::newRow("PASV refused") << QByteArray("PASV") << QStringList{"TYPE A", "PASV"};
@@ -205,6 +212,7 @@ void FolderRetrievalTest::failingListCachesNothing_data()
                                                  << QStringList{"TYPE A", "PASV", "CWD /no such"};
     QTest::newRow("the way back refused") << QByteArray("CWD /")
                                           << QStringList{"TYPE A", "PASV", "CWD /no such", "LIST", "CWD /"};
+    // clang-format on
 }
 
 void FolderRetrievalTest::failingListCachesNothing()
@@ -264,8 +272,39 @@ void FolderRetrievalTest::withoutSessionNothingIsSent()
     QCOMPARE(server->controlConnectionCount(), 0);
 }
 
+// Listings of an ended session must never show when browsing after a reconnect.
+void FolderRetrievalTest::sessionEndEmptiesTheCache_data()
+{
+    // clang-format off
+    QTest::addColumn<bool>("serverCloses");
+    QTest::newRow("Disconnect") << false;
+    QTest::newRow("the server closes the control connection") << true;
+    // clang-format on
+}
+
+void FolderRetrievalTest::sessionEndEmptiesTheCache()
+{
+    QFETCH(bool, serverCloses);
+    logOn();
+    server->expect("TYPE A").reply("200 ascii\r\n");
+    server->expect("PASV").passive();
+    scriptListing(*server, "LIST /pub", unixLine("-rw-r--r--", 5, "a.txt"));
+    QString folder = "/pub";
+    QVERIFY(folders->GetList(folder));
+    QCOMPARE(folders->cachedFolderCount(), 1);
+    if (serverCloses) {
+        server->expect("NOOP").closeControl();
+        QVERIFY(!session->SendAndWait("NOOP"));
+    } else {
+        server->expect("QUIT").reply("221 bye\r\n");
+        session->Disconnect();
+    }
+    QTRY_COMPARE(folders->cachedFolderCount(), 0);
+}
+
 void FolderRetrievalTest::sortKeys_data()
 {
+    // clang-format off
     QTest::addColumn<int>("column");
     QTest::addColumn<QStringList>("rows"); // "F:text" folder, "-:text" file, in any order
     QTest::addColumn<QStringList>("ascending");
@@ -276,6 +315,7 @@ void FolderRetrievalTest::sortKeys_data()
                                       << QStringList{"", "9", "10", "1,234", "12,345"};
     QTest::newRow("dates as text") << 4 << QStringList{"-:1/15/2003 10:20 AM", "-:12/1/2002 9:00 AM", "F:2/1/2001"}
                                    << QStringList{"2/1/2001", "1/15/2003 10:20 AM", "12/1/2002 9:00 AM"};
+    // clang-format on
 }
 
 void FolderRetrievalTest::sortKeys()
@@ -286,9 +326,7 @@ void FolderRetrievalTest::sortKeys()
     QStringList keys;
     for (const QString &row : rows)
         keys << ListSortKey(row.startsWith("F:"), column, row.mid(2));
-    auto text = [&](const QString &key) {
-        return rows.at(keys.indexOf(key)).mid(2);
-    };
+    auto text = [&](const QString &key) { return rows.at(keys.indexOf(key)).mid(2); };
     QStringList sorted = keys;
     std::sort(sorted.begin(), sorted.end(), ListSortLess);
     QStringList ascendingTexts;

@@ -19,6 +19,7 @@ private slots:
 
 void ListingFieldsTest::dates_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("text");
     QTest::addColumn<int>("currentYear");
     QTest::addColumn<QString>("expected"); // empty: not a date
@@ -81,6 +82,7 @@ void ListingFieldsTest::dates_data()
     QTest::newRow("unix words") << "drwxr-xr-x 2" << 2026 << "";
     QTest::newRow("empty") << "" << 2026 << "";
     QTest::newRow("blank") << " " << 2026 << "";
+    // clang-format on
 }
 
 void ListingFieldsTest::dates()
@@ -97,6 +99,7 @@ void ListingFieldsTest::dates()
 
 void ListingFieldsTest::sizes_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("word");
     QTest::addColumn<QString>("expected");
 
@@ -128,6 +131,7 @@ void ListingFieldsTest::sizes_data()
     QTest::newRow("point alone") << "." << ".";
     QTest::newRow("two points") << "1.2.3" << "1.2.3";
     QTest::newRow("arabic-indic digits") << u"\u0661\u0662\u0663\u0664"_qs << u"\u0661\u0662\u0663\u0664"_qs;
+    // clang-format on
 }
 
 void ListingFieldsTest::sizes()

@@ -23,8 +23,8 @@ QString crlf(const QStringList &lines)
 // name|size|attr|link|date|d or f
 QString describe(const TFILE &entry)
 {
-    return QStringList{entry.FileName, entry.FileSize, entry.FileAttr, entry.FileLink, entry.FileDate,
-                       entry.bFolder ? u"d"_qs : u"f"_qs}
+    return QStringList{entry.FileName, entry.FileSize, entry.FileAttr,
+                       entry.FileLink, entry.FileDate, entry.bFolder ? u"d"_qs : u"f"_qs}
         .join(u'|');
 }
 
@@ -42,6 +42,7 @@ private slots:
 
 void ListingParserTest::entries_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("listing");
     QTest::addColumn<QStringList>("expected");
     QTest::addColumn<ListingStyle>("style");
@@ -151,6 +152,7 @@ void ListingParserTest::entries_data()
         << QStringList{u"b||||1/15/2003 10:20 AM|d"_qs, u"a|1|||1/16/2003 10:20 AM|f"_qs,
                        u"c|22|||1/17/2003 11:20 PM|f"_qs}
         << ListingStyle::Dos;
+    // clang-format on
 }
 
 void ListingParserTest::entries()
@@ -175,6 +177,7 @@ void ListingParserTest::entries()
 
 void ListingParserTest::tableHasOneSlotPerLine_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("listing");
     QTest::addColumn<int>("slotCount");
     QTest::addColumn<int>("count");
@@ -185,6 +188,7 @@ void ListingParserTest::tableHasOneSlotPerLine_data()
     QTest::newRow("empty lines count") << "\r\n\r\n01-15-03 10:20AM 5 a\r\n\r\n" << 5 << 1;
     QTest::newRow("LF only") << "a\nb\nc\n" << 1 << 0;
     QTest::newRow("CR LF split only once for CR CR LF") << "a\r\r\nb" << 2 << 0;
+    // clang-format on
 }
 
 void ListingParserTest::tableHasOneSlotPerLine()

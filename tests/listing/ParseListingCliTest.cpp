@@ -74,6 +74,7 @@ private slots:
 
 void ParseListingCliTest::samples_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("file");
     QTest::addColumn<QStringList>("expectedNames");
     QTest::addColumn<QByteArray>("expectedLine"); // one whole output line, byte for byte
@@ -92,6 +93,7 @@ void ParseListingCliTest::samples_data()
                          << QByteArray(R"({"FileName":"debian-12.iso","FileSize":"123,456,789","FileAttr":"",)"
                                        R"("FileLink":"","FileDate":"10/7/2025 11:59 PM","bFolder":false,)"
                                        R"("IsLink":false,"Path":"/pub/debian-12.iso"})");
+    // clang-format on
 }
 
 void ParseListingCliTest::samples()
@@ -112,6 +114,7 @@ void ParseListingCliTest::samples()
 
 void ParseListingCliTest::standardInput_data()
 {
+    // clang-format off
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QByteArray>("input");
     QTest::addColumn<QStringList>("expectedNames");
@@ -141,6 +144,7 @@ void ParseListingCliTest::standardInput_data()
         << plain << QByteArray("01-15-03 10:20AM 5 a\"b\\c\x01\td\n") << QStringList{u"a\"b\\c\x01\td"_qs}
         << u"/a\"b\\c\x01\td"_qs;
     QTest::newRow("empty input") << plain << QByteArray() << QStringList{} << QString();
+    // clang-format on
 }
 
 void ParseListingCliTest::standardInput()
@@ -159,6 +163,7 @@ void ParseListingCliTest::standardInput()
 
 void ParseListingCliTest::usage_data()
 {
+    // clang-format off
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<int>("exitCode");
     QTest::addColumn<QByteArray>("expectedOut"); // a text stdout must contain
@@ -174,6 +179,7 @@ void ParseListingCliTest::usage_data()
                                     << QByteArray("korvan parse-listing: unexpected argument '--bogus'");
     QTest::newRow("folder without its value") << QStringList{u"parse-listing"_qs, u"--folder"_qs} << 2
                                               << QByteArray() << QByteArray("korvan parse-listing: unexpected");
+    // clang-format on
 }
 
 void ParseListingCliTest::usage()

@@ -61,7 +61,8 @@ QString resolvedTarget(const Fixture &fixture, const QString &root)
 }
 
 // Fixed permissions, so the attribute word does not depend on the umask.
-constexpr QFile::Permissions kFilePermissions = QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther;
+constexpr QFile::Permissions kFilePermissions = QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup
+                                                | QFile::ReadOther;
 constexpr QFile::Permissions kFolderPermissions = kFilePermissions | QFile::WriteOwner | QFile::ExeOwner
                                                   | QFile::ExeGroup | QFile::ExeOther;
 
@@ -79,9 +80,12 @@ bool createEntry(const QString &root, const Fixture &fixture)
 {
     const QString path = root + u'/' + fixture.localName;
     switch (fixture.type) {
-    case Type::File: return createFile(path, fixture.size);
-    case Type::Folder: return QDir(root).mkdir(fixture.localName) && QFile::setPermissions(path, kFolderPermissions);
-    case Type::Link: return QFile::link(resolvedTarget(fixture, root), path);
+    case Type::File:
+        return createFile(path, fixture.size);
+    case Type::Folder:
+        return QDir(root).mkdir(fixture.localName) && QFile::setPermissions(path, kFolderPermissions);
+    case Type::Link:
+        return QFile::link(resolvedTarget(fixture, root), path);
     }
     return false;
 }
@@ -152,21 +156,23 @@ int indexOf(const cFTPList &list, const QString &name)
 QString expectedAttr(Type type)
 {
     switch (type) {
-    case Type::File: return "-rw-r--r--";
-    case Type::Folder: return "drwxr-xr-x";
-    case Type::Link: return "lrwxrwxrwx";
+    case Type::File:
+        return "-rw-r--r--";
+    case Type::Folder:
+        return "drwxr-xr-x";
+    case Type::Link:
+        return "lrwxrwxrwx";
     }
     return {};
 }
 
-#define CAPTURE_OR_FAIL(var, kind)                                                                 \
-    const Capture &var = captureFor(kind);                                                         \
+#define CAPTURE_OR_FAIL(var, kind)                                                                                     \
+    const Capture &var = captureFor(kind);                                                                             \
     QVERIFY2(var.error.isEmpty(), qPrintable(serverName(kind) + ": " + var.error))
 
 } // namespace
 
-class RealServerListingTest : public QObject
-{
+class RealServerListingTest : public QObject {
     Q_OBJECT
 
 private slots:
@@ -190,7 +196,8 @@ private slots:
         QVERIFY2(i >= 0, qPrintable("no entry \"" + expected.name + "\" in:\n" + capture.listing));
 
         const QString target = resolvedTarget(expected, capture.root);
-        const QString sizeText = expected.type == Type::Link ? QString::number(target.toUtf8().size()) : expected.sizeText;
+        const QString sizeText = expected.type == Type::Link ? QString::number(target.toUtf8().size())
+                                                             : expected.sizeText;
         QCOMPARE(list.FileSize(i), sizeText);
         QCOMPARE(list.FileAttr(i), expectedAttr(expected.type));
         QCOMPARE(list.IsFolder(i), expected.type == Type::Folder);

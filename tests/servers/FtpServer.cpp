@@ -14,8 +14,8 @@
 
 #include <algorithm>
 #include <atomic>
-#include <mutex>
 #include <csignal>
+#include <mutex>
 #include <pwd.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -40,8 +40,8 @@ QString toolOutput(QProcess &process)
 }
 
 // Runs a system tool to its end; retries while it reports a busy lock.
-bool runTool(const QString &program, const QStringList &arguments, QString *error,
-             const QByteArray &input = {}, const QList<int> &retryCodes = {kUserToolBusy})
+bool runTool(const QString &program, const QStringList &arguments, QString *error, const QByteArray &input = {},
+             const QList<int> &retryCodes = {kUserToolBusy})
 {
     for (int attempt = 0; attempt < 50; ++attempt) {
         QProcess process;
@@ -129,10 +129,14 @@ QStringList serverFolders()
 QString binaryName(ServerKind kind)
 {
     switch (kind) {
-    case ServerKind::Pyftpdlib: return QStringLiteral("python3");
-    case ServerKind::Vsftpd: return QStringLiteral("vsftpd");
-    case ServerKind::Proftpd: return QStringLiteral("proftpd");
-    case ServerKind::PureFtpd: return QStringLiteral("pure-ftpd");
+    case ServerKind::Pyftpdlib:
+        return QStringLiteral("python3");
+    case ServerKind::Vsftpd:
+        return QStringLiteral("vsftpd");
+    case ServerKind::Proftpd:
+        return QStringLiteral("proftpd");
+    case ServerKind::PureFtpd:
+        return QStringLiteral("pure-ftpd");
     }
     return {};
 }
@@ -217,7 +221,8 @@ bool processHoldsSocket(qint64 pid, const QByteArray &inode)
     for (const QString &fd : fds) {
         // readlink, not QFile::symLinkTarget: that one turns "socket:[N]" into a path.
         char target[64] = {};
-        const ssize_t length = ::readlink(QFile::encodeName(fdFolder + QLatin1Char('/') + fd).constData(), target, sizeof target - 1);
+        const ssize_t length = ::readlink(QFile::encodeName(fdFolder + QLatin1Char('/') + fd).constData(), target,
+                                          sizeof target - 1);
         if (length > 0 && QByteArray(target, length) == socket)
             return true;
     }
@@ -234,15 +239,19 @@ QList<ServerKind> allServerKinds()
 QString serverName(ServerKind kind)
 {
     switch (kind) {
-    case ServerKind::Pyftpdlib: return QStringLiteral("pyftpdlib");
-    case ServerKind::Vsftpd: return QStringLiteral("vsftpd");
-    case ServerKind::Proftpd: return QStringLiteral("proftpd");
-    case ServerKind::PureFtpd: return QStringLiteral("pure-ftpd");
+    case ServerKind::Pyftpdlib:
+        return QStringLiteral("pyftpdlib");
+    case ServerKind::Vsftpd:
+        return QStringLiteral("vsftpd");
+    case ServerKind::Proftpd:
+        return QStringLiteral("proftpd");
+    case ServerKind::PureFtpd:
+        return QStringLiteral("pure-ftpd");
     }
     return {};
 }
 
-FtpServer::FtpServer(ServerKind kind) : m_kind(kind) {}
+FtpServer::FtpServer(ServerKind kind) : serverKind(kind) {}
 
 FtpServer::~FtpServer()
 {
@@ -251,12 +260,12 @@ FtpServer::~FtpServer()
 
 QString FtpServer::rootDir() const
 {
-    return m_base ? m_base->filePath(QStringLiteral("root")) : QString();
+    return baseDir ? baseDir->filePath(QStringLiteral("root")) : QString();
 }
 
 QString FtpServer::workFile(const QString &name) const
 {
-    return m_base->filePath(name);
+    return baseDir->filePath(name);
 }
 
 bool FtpServer::start(QString *error)
@@ -273,18 +282,18 @@ bool FtpServer::start(QString *error)
     }
     if (program(error).isEmpty() || !prepareFolders(error))
         return false;
-    m_password = randomText(12);
+    userPassword = randomText(12);
     if (usesSystemUser()) {
         if (!createSystemUser(error)) {
             stop();
             return false;
         }
     } else {
-        m_user = QStringLiteral("korvan");
+        userName = QStringLiteral("korvan");
     }
     for (int attempt = 1; attempt <= kLaunchAttempts; ++attempt) {
-        m_port = freeLoopbackPort();
-        if (m_port != 0 && writeConfig(error) && launch(error) && waitForGreeting(error))
+        listenPort = freeLoopbackPort();
+        if (listenPort != 0 && writeConfig(error) && launch(error) && waitForGreeting(error))
             return true;
         killProcessGroup();
         // Another program may have taken the port between our probe and the
@@ -297,18 +306,18 @@ bool FtpServer::start(QString *error)
 
 bool FtpServer::prepareFolders(QString *error)
 {
-    m_base = std::make_unique<QTemporaryDir>(QDir::tempPath() + QStringLiteral("/korvan-ftpd-XXXXXX"));
-    if (!m_base->isValid()) {
-        *error = QStringLiteral("cannot create a temporary folder: %1").arg(m_base->errorString());
-        m_base.reset();
+    baseDir = std::make_unique<QTemporaryDir>(QDir::tempPath() + QStringLiteral("/korvan-ftpd-XXXXXX"));
+    if (!baseDir->isValid()) {
+        *error = QStringLiteral("cannot create a temporary folder: %1").arg(baseDir->errorString());
+        baseDir.reset();
         return false;
     }
     // The server's user must pass through the base folder to reach its root.
-    ::chmod(QFile::encodeName(m_base->path()).constData(), 0711);
-    QDir base(m_base->path());
+    ::chmod(QFile::encodeName(baseDir->path()).constData(), 0711);
+    QDir base(baseDir->path());
     // "empty" is vsftpd's secure_chroot_dir: root-owned, empty, not writable.
     if (!base.mkdir(QStringLiteral("root")) || !base.mkdir(QStringLiteral("empty"))) {
-        *error = QStringLiteral("cannot create folders in %1").arg(m_base->path());
+        *error = QStringLiteral("cannot create folders in %1").arg(baseDir->path());
         return false;
     }
     ::chmod(QFile::encodeName(workFile(QStringLiteral("empty"))).constData(), 0755);
@@ -319,14 +328,15 @@ bool FtpServer::createSystemUser(QString *error)
 {
     static std::once_flag staleUsersRemoved;
     std::call_once(staleUsersRemoved, removeStaleUsers);
-    m_user = uniqueUserName();
+    userName = uniqueUserName();
     if (!runTool(QStringLiteral("useradd"),
                  {QStringLiteral("--no-create-home"), QStringLiteral("--home-dir"), rootDir(),
-                  QStringLiteral("--shell"), QStringLiteral("/bin/sh"), QStringLiteral("--user-group"), m_user},
+                  QStringLiteral("--shell"), QStringLiteral("/bin/sh"), QStringLiteral("--user-group"), userName},
                  error))
         return false;
-    m_userCreated = true;
-    if (!runTool(QStringLiteral("chpasswd"), {}, error, (m_user + QLatin1Char(':') + m_password + QLatin1Char('\n')).toUtf8()))
+    userCreated = true;
+    if (!runTool(QStringLiteral("chpasswd"), {}, error,
+                 (userName + QLatin1Char(':') + userPassword + QLatin1Char('\n')).toUtf8()))
         return false;
     handOver();
     return true;
@@ -334,29 +344,30 @@ bool FtpServer::createSystemUser(QString *error)
 
 void FtpServer::deleteSystemUser()
 {
-    if (!m_userCreated)
+    if (!userCreated)
         return;
     killUserProcesses();
     QString error;
-    if (!runTool(QStringLiteral("userdel"), {m_user}, &error, {}, {kUserToolBusy, kUserdelUserLoggedIn}))
+    if (!runTool(QStringLiteral("userdel"), {userName}, &error, {}, {kUserToolBusy, kUserdelUserLoggedIn}))
         qWarning("FtpServer: %s", qPrintable(error));
-    m_userCreated = false;
+    userCreated = false;
 }
 
 void FtpServer::handOver(const QString &path)
 {
-    if (!usesSystemUser() || !m_userCreated)
+    if (!usesSystemUser() || !userCreated)
         return;
     QString error;
     const QString target = path.isEmpty() ? rootDir() : path;
-    if (!runTool(QStringLiteral("chown"), {QStringLiteral("-R"), QStringLiteral("-h"), m_user + QLatin1Char(':') + m_user, target},
-                 &error, {}, {}))
+    if (!runTool(QStringLiteral("chown"),
+                 {QStringLiteral("-R"), QStringLiteral("-h"), userName + QLatin1Char(':') + userName, target}, &error,
+                 {}, {}))
         qWarning("FtpServer::handOver: %s", qPrintable(error));
 }
 
 QString FtpServer::program(QString *error) const
 {
-    if (m_kind == ServerKind::Pyftpdlib) {
+    if (serverKind == ServerKind::Pyftpdlib) {
         // A python3 earlier on PATH (pyenv) cannot import Debian's module.
         const QString python = QStringLiteral("/usr/bin/python3");
         if (QFileInfo(python).isExecutable())
@@ -366,18 +377,19 @@ QString FtpServer::program(QString *error) const
     }
     const QStringList folders = serverFolders();
     for (const QString &folder : folders) {
-        const QString candidate = folder + QLatin1Char('/') + binaryName(m_kind);
+        const QString candidate = folder + QLatin1Char('/') + binaryName(serverKind);
         if (QFileInfo(candidate).isExecutable())
             return candidate;
     }
-    *error = QStringLiteral("%1 not found in %2 (run scripts/setup.sh)").arg(name(), folders.join(QStringLiteral(", ")));
+    *error =
+        QStringLiteral("%1 not found in %2 (run scripts/setup.sh)").arg(name(), folders.join(QStringLiteral(", ")));
     return {};
 }
 
 bool FtpServer::writeConfig(QString *error)
 {
-    const QString port = QString::number(m_port);
-    if (m_kind == ServerKind::Vsftpd) {
+    const QString port = QString::number(listenPort);
+    if (serverKind == ServerKind::Vsftpd) {
         return writeTextFile(workFile(QStringLiteral("vsftpd.conf")),
                              QStringLiteral("listen=YES\n"
                                             "listen_ipv6=NO\n"
@@ -402,43 +414,54 @@ bool FtpServer::writeConfig(QString *error)
                                  .arg(port, workFile(QStringLiteral("empty"))),
                              error);
     }
-    if (m_kind == ServerKind::Proftpd) {
-        return writeTextFile(workFile(QStringLiteral("proftpd.conf")),
-                             QStringLiteral("ServerName \"korvan test\"\n"
-                                            "ServerType standalone\n"
-                                            "DefaultServer on\n"
-                                            "UseIPv6 off\n"
-                                            "Port %1\n"
-                                            "DefaultAddress 127.0.0.1\n"
-                                            "SocketBindTight on\n"
-                                            "User nobody\n"
-                                            "Group nogroup\n"
-                                            "PidFile %2\n"
-                                            "ScoreboardFile %3\n"
-                                            "WtmpLog off\n"
-                                            "UseReverseDNS off\n"
-                                            "<IfModule mod_auth_pam.c>\n  AuthPAM off\n</IfModule>\n"
-                                            "AuthOrder mod_auth_unix.c\n"
-                                            "RequireValidShell off\n"
-                                            "DefaultRoot ~\n"
-                                            "AllowOverwrite on\n"
-                                            "Umask 022\n"
-                                            "MaxInstances 64\n"
-                                            "<IfModule mod_delay.c>\n  DelayEngine off\n</IfModule>\n")
-                                 .arg(port, workFile(QStringLiteral("proftpd.pid")), workFile(QStringLiteral("proftpd.scoreboard"))),
-                             error);
+    if (serverKind == ServerKind::Proftpd) {
+        return writeTextFile(
+            workFile(QStringLiteral("proftpd.conf")),
+            QStringLiteral("ServerName \"korvan test\"\n"
+                           "ServerType standalone\n"
+                           "DefaultServer on\n"
+                           "UseIPv6 off\n"
+                           "Port %1\n"
+                           "DefaultAddress 127.0.0.1\n"
+                           "SocketBindTight on\n"
+                           "User nobody\n"
+                           "Group nogroup\n"
+                           "PidFile %2\n"
+                           "ScoreboardFile %3\n"
+                           "WtmpLog off\n"
+                           "UseReverseDNS off\n"
+                           "<IfModule mod_auth_pam.c>\n  AuthPAM off\n</IfModule>\n"
+                           "AuthOrder mod_auth_unix.c\n"
+                           "RequireValidShell off\n"
+                           "DefaultRoot ~\n"
+                           "AllowOverwrite on\n"
+                           "Umask 022\n"
+                           "MaxInstances 64\n"
+                           "<IfModule mod_delay.c>\n  DelayEngine off\n</IfModule>\n")
+                .arg(port, workFile(QStringLiteral("proftpd.pid")), workFile(QStringLiteral("proftpd.scoreboard"))),
+            error);
     }
     return true; // pyftpdlib and pure-ftpd take everything on the command line
 }
 
 QStringList FtpServer::arguments() const
 {
-    const QString port = QString::number(m_port);
-    switch (m_kind) {
+    const QString port = QString::number(listenPort);
+    switch (serverKind) {
     case ServerKind::Pyftpdlib:
-        return {QStringLiteral("-m"), QStringLiteral("pyftpdlib"), QStringLiteral("-i"), host(),
-                QStringLiteral("-p"), port, QStringLiteral("-w"), QStringLiteral("-d"), rootDir(),
-                QStringLiteral("-u"), m_user, QStringLiteral("-P"), m_password};
+        return {QStringLiteral("-m"),
+                QStringLiteral("pyftpdlib"),
+                QStringLiteral("-i"),
+                host(),
+                QStringLiteral("-p"),
+                port,
+                QStringLiteral("-w"),
+                QStringLiteral("-d"),
+                rootDir(),
+                QStringLiteral("-u"),
+                userName,
+                QStringLiteral("-P"),
+                userPassword};
     case ServerKind::Vsftpd:
         return {workFile(QStringLiteral("vsftpd.conf"))};
     case ServerKind::Proftpd:
@@ -446,9 +469,12 @@ QStringList FtpServer::arguments() const
                 workFile(QStringLiteral("proftpd.conf"))};
     case ServerKind::PureFtpd:
         // -L: pure-ftpd silently cuts listings at 10,000 entries otherwise.
-        return {QStringLiteral("-S"), host() + QLatin1Char(',') + port, QStringLiteral("-l"), QStringLiteral("unix"),
-                QStringLiteral("-E"), QStringLiteral("-A"), QStringLiteral("-H"), QStringLiteral("-4"),
-                QStringLiteral("-f"), QStringLiteral("none"), QStringLiteral("-L"), QStringLiteral("200000:5"),
+        return {QStringLiteral("-S"), host() + QLatin1Char(',') + port,
+                QStringLiteral("-l"), QStringLiteral("unix"),
+                QStringLiteral("-E"), QStringLiteral("-A"),
+                QStringLiteral("-H"), QStringLiteral("-4"),
+                QStringLiteral("-f"), QStringLiteral("none"),
+                QStringLiteral("-L"), QStringLiteral("200000:5"),
                 QStringLiteral("-g"), workFile(QStringLiteral("pure-ftpd.pid"))};
     }
     return {};
@@ -456,37 +482,37 @@ QStringList FtpServer::arguments() const
 
 bool FtpServer::launch(QString *error)
 {
-    m_process = std::make_unique<QProcess>();
-    m_process->setProcessChannelMode(QProcess::MergedChannels);
-    m_process->setWorkingDirectory(m_base->path());
+    serverProcess = std::make_unique<QProcess>();
+    serverProcess->setProcessChannelMode(QProcess::MergedChannels);
+    serverProcess->setWorkingDirectory(baseDir->path());
     // Own process group, so stop() reaches the per-session children too; and die
     // with the test program if it crashes before stop().
-    m_process->setChildProcessModifier([] {
+    serverProcess->setChildProcessModifier([] {
         ::setpgid(0, 0);
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     });
-    m_process->start(program(error), arguments());
-    if (!m_process->waitForStarted(5000)) {
-        *error = QStringLiteral("cannot run %1: %2").arg(m_process->program(), m_process->errorString());
+    serverProcess->start(program(error), arguments());
+    if (!serverProcess->waitForStarted(5000)) {
+        *error = QStringLiteral("cannot run %1: %2").arg(serverProcess->program(), serverProcess->errorString());
         return false;
     }
-    m_processGroup = m_process->processId();
+    processGroup = serverProcess->processId();
     return true;
 }
 
 QString FtpServer::processOutput()
 {
-    return m_process ? QString::fromLocal8Bit(m_process->readAll()).trimmed() : QString();
+    return serverProcess ? QString::fromLocal8Bit(serverProcess->readAll()).trimmed() : QString();
 }
 
 // The probed port may be taken by another program between our probe and the
 // server's bind; then the greeting came from that program, not from ours.
 bool FtpServer::ownsListeningPort() const
 {
-    const QByteArray inode = listeningSocketInode(m_port);
+    const QByteArray inode = listeningSocketInode(listenPort);
     if (inode.isEmpty())
         return false;
-    const QList<qint64> tree = processTree(m_processGroup);
+    const QList<qint64> tree = processTree(processGroup);
     return std::any_of(tree.begin(), tree.end(), [&](qint64 pid) { return processHoldsSocket(pid, inode); });
 }
 
@@ -495,27 +521,28 @@ bool FtpServer::waitForGreeting(QString *error)
     const QDeadlineTimer deadline(kGreetingTimeoutMs);
     QByteArray lastReply;
     while (!deadline.hasExpired()) {
-        if (m_process->state() != QProcess::Running) {
-            m_process->waitForFinished(1000);
+        if (serverProcess->state() != QProcess::Running) {
+            serverProcess->waitForFinished(1000);
             *error = QStringLiteral("exited with code %1 before greeting; its output: %2")
-                         .arg(m_process->exitCode())
+                         .arg(serverProcess->exitCode())
                          .arg(processOutput());
             return false;
         }
         QTcpSocket probe;
-        probe.connectToHost(host(), m_port);
+        probe.connectToHost(host(), listenPort);
         if (probe.waitForConnected(500)) {
             QByteArray received;
             // The greeting may span several lines ("220-..."); the last starts "220 ".
             while (probe.waitForReadyRead(static_cast<int>(qMax<qint64>(1, deadline.remainingTime())))) {
                 received += probe.readAll();
-                if (received.startsWith("220") && (received.contains("\n220 ") || received.startsWith("220 ")) && received.endsWith('\n')) {
+                if (received.startsWith("220") && (received.contains("\n220 ") || received.startsWith("220 "))
+                    && received.endsWith('\n')) {
                     probe.write("QUIT\r\n");
                     probe.waitForBytesWritten(1000);
                     probe.disconnectFromHost();
                     if (ownsListeningPort())
                         return true;
-                    *error = QStringLiteral("port %1 is held by another program").arg(m_port);
+                    *error = QStringLiteral("port %1 is held by another program").arg(listenPort);
                     return false;
                 }
                 if (!received.startsWith("220") && received.endsWith('\n'))
@@ -527,7 +554,7 @@ bool FtpServer::waitForGreeting(QString *error)
     }
     *error = QStringLiteral("no 220 greeting on %1:%2 within %3 ms (last reply \"%4\"); its output: %5")
                  .arg(host())
-                 .arg(m_port)
+                 .arg(listenPort)
                  .arg(kGreetingTimeoutMs)
                  .arg(QString::fromUtf8(lastReply.trimmed()), processOutput());
     return false;
@@ -537,24 +564,24 @@ bool FtpServer::waitForGreeting(QString *error)
 // alone does not reach it: the whole process tree is killed as well.
 void FtpServer::killProcessGroup()
 {
-    if (!m_process)
+    if (!serverProcess)
         return;
-    if (m_processGroup > 0) {
-        const QList<qint64> tree = processTree(m_processGroup);
-        ::kill(static_cast<pid_t>(-m_processGroup), SIGKILL);
+    if (processGroup > 0) {
+        const QList<qint64> tree = processTree(processGroup);
+        ::kill(static_cast<pid_t>(-processGroup), SIGKILL);
         for (qint64 pid : tree)
             ::kill(static_cast<pid_t>(pid), SIGKILL);
     }
-    m_process->waitForFinished(kStopTimeoutMs);
-    m_process.reset();
-    m_processGroup = 0;
+    serverProcess->waitForFinished(kStopTimeoutMs);
+    serverProcess.reset();
+    processGroup = 0;
 }
 
 // Session processes that left the group (setsid) still run as our user; the
 // user is this instance's alone, so everything it runs is ours to end.
 void FtpServer::killUserProcesses()
 {
-    const passwd *entry = ::getpwnam(m_user.toLocal8Bit().constData());
+    const passwd *entry = ::getpwnam(userName.toLocal8Bit().constData());
     if (!entry)
         return;
     const long uid = static_cast<long>(entry->pw_uid);
@@ -579,8 +606,8 @@ void FtpServer::stop()
 {
     killProcessGroup();
     deleteSystemUser();
-    m_base.reset(); // removes root/ and the server's files
-    m_port = 0;
+    baseDir.reset(); // removes root/ and the server's files
+    listenPort = 0;
 }
 
 } // namespace korvan::test

@@ -28,8 +28,7 @@ enum class ServerKind { Pyftpdlib, Vsftpd, Proftpd, PureFtpd };
 QList<ServerKind> allServerKinds();
 QString serverName(ServerKind kind); // "pyftpdlib", "vsftpd", "proftpd", "pure-ftpd"
 
-class FtpServer
-{
+class FtpServer {
 public:
     explicit FtpServer(ServerKind kind);
     ~FtpServer();
@@ -42,12 +41,12 @@ public:
     bool start(QString *error);
     void stop();
 
-    ServerKind kind() const { return m_kind; }
-    QString name() const { return serverName(m_kind); }
+    ServerKind kind() const { return serverKind; }
+    QString name() const { return serverName(serverKind); }
     QString host() const { return QStringLiteral("127.0.0.1"); }
-    quint16 port() const { return m_port; }
-    QString user() const { return m_user; }
-    QString password() const { return m_password; }
+    quint16 port() const { return listenPort; }
+    QString user() const { return userName; }
+    QString password() const { return userPassword; }
     QString rootDir() const; // local folder that the user sees as "/"
 
     // Gives what the test wrote below rootDir() (or below path) to the
@@ -67,17 +66,17 @@ private:
     QString processOutput();
     void killProcessGroup();
     void killUserProcesses();
-    bool usesSystemUser() const { return m_kind != ServerKind::Pyftpdlib; }
+    bool usesSystemUser() const { return serverKind != ServerKind::Pyftpdlib; }
     QString workFile(const QString &name) const;
 
-    ServerKind m_kind;
-    quint16 m_port = 0;
-    QString m_user;
-    QString m_password;
-    std::unique_ptr<QTemporaryDir> m_base; // holds root/ and the server's own files
-    std::unique_ptr<QProcess> m_process;
-    qint64 m_processGroup = 0;
-    bool m_userCreated = false;
+    ServerKind serverKind;
+    quint16 listenPort = 0;
+    QString userName;
+    QString userPassword;
+    std::unique_ptr<QTemporaryDir> baseDir; // holds root/ and the server's own files
+    std::unique_ptr<QProcess> serverProcess;
+    qint64 processGroup = 0;
+    bool userCreated = false;
 };
 
 } // namespace korvan::test

@@ -11,11 +11,11 @@
 
 namespace korvan::test {
 
-RawFtpClient::RawFtpClient(int timeoutMs) : m_timeoutMs(timeoutMs) {}
+RawFtpClient::RawFtpClient(int timeoutMs) : timeout(timeoutMs) {}
 
 bool RawFtpClient::fail(const QString &error)
 {
-    m_lastError = error;
+    lastErrorText = error;
     return false;
 }
 
@@ -30,13 +30,14 @@ int RawFtpClient::replyCode(const QString &reply)
 
 bool RawFtpClient::connect(const QString &host, quint16 port)
 {
-    m_lastError.clear();
-    m_control.abort();
-    m_control.connectToHost(host, port);
-    if (!m_control.waitForConnected(m_timeoutMs))
-        return fail(QStringLiteral("cannot connect to %1:%2: %3").arg(host).arg(port).arg(m_control.errorString()));
-    m_greeting = readReply();
-    return replyCode(m_greeting) == 220 || fail(QStringLiteral("greeting is not 220: \"%1\"").arg(m_greeting.trimmed()));
+    lastErrorText.clear();
+    controlSocket.abort();
+    controlSocket.connectToHost(host, port);
+    if (!controlSocket.waitForConnected(timeout))
+        return fail(QStringLiteral("cannot connect to %1:%2: %3").arg(host).arg(port).arg(controlSocket.errorString()));
+    greetingText = readReply();
+    return replyCode(greetingText) == 220
+           || fail(QStringLiteral("greeting is not 220: \"%1\"").arg(greetingText.trimmed()));
 }
 
 bool RawFtpClient::connect(const FtpServer &server)
@@ -46,15 +47,15 @@ bool RawFtpClient::connect(const FtpServer &server)
 
 bool RawFtpClient::readLine(QByteArray *line)
 {
-    const QDeadlineTimer deadline(m_timeoutMs);
-    while (!m_control.canReadLine()) {
+    const QDeadlineTimer deadline(timeout);
+    while (!controlSocket.canReadLine()) {
         if (deadline.hasExpired())
-            return fail(QStringLiteral("no reply within %1 ms").arg(m_timeoutMs));
-        if (!m_control.waitForReadyRead(static_cast<int>(qMax<qint64>(1, deadline.remainingTime())))
-            && m_control.state() != QAbstractSocket::ConnectedState && !m_control.canReadLine())
-            return fail(QStringLiteral("control connection closed: %1").arg(m_control.errorString()));
+            return fail(QStringLiteral("no reply within %1 ms").arg(timeout));
+        if (!controlSocket.waitForReadyRead(static_cast<int>(qMax<qint64>(1, deadline.remainingTime())))
+            && controlSocket.state() != QAbstractSocket::ConnectedState && !controlSocket.canReadLine())
+            return fail(QStringLiteral("control connection closed: %1").arg(controlSocket.errorString()));
     }
-    *line = m_control.readLine();
+    *line = controlSocket.readLine();
     return true;
 }
 
@@ -75,16 +76,16 @@ QString RawFtpClient::readReply()
             reply += line;
         } while (!line.startsWith(last));
     }
-    m_lastReply = QString::fromUtf8(reply);
-    return m_lastReply;
+    lastReplyText = QString::fromUtf8(reply);
+    return lastReplyText;
 }
 
 QString RawFtpClient::command(const QString &line)
 {
-    m_lastError.clear();
-    m_control.write(line.toUtf8() + "\r\n");
-    if (!m_control.waitForBytesWritten(m_timeoutMs) && m_control.bytesToWrite() > 0) {
-        fail(QStringLiteral("cannot send \"%1\": %2").arg(line, m_control.errorString()));
+    lastErrorText.clear();
+    controlSocket.write(line.toUtf8() + "\r\n");
+    if (!controlSocket.waitForBytesWritten(timeout) && controlSocket.bytesToWrite() > 0) {
+        fail(QStringLiteral("cannot send \"%1\": %2").arg(line, controlSocket.errorString()));
         return {};
     }
     return readReply();
@@ -114,31 +115,34 @@ bool RawFtpClient::openPassiveData(QTcpSocket *data)
     const QRegularExpressionMatch match = numbers.match(reply);
     if (replyCode(reply) != 227 || !match.hasMatch())
         return fail(QStringLiteral("PASV answered \"%1\"").arg(reply.trimmed()));
-    const QString address = QStringList{match.captured(1), match.captured(2), match.captured(3), match.captured(4)}
-                                .join(QLatin1Char('.'));
+    const QString address =
+        QStringList{match.captured(1), match.captured(2), match.captured(3), match.captured(4)}.join(QLatin1Char('.'));
     const quint16 port = static_cast<quint16>(match.captured(5).toUInt() * 256 + match.captured(6).toUInt());
     data->connectToHost(address, port);
-    return data->waitForConnected(m_timeoutMs)
-        || fail(QStringLiteral("cannot open the passive data connection to %1:%2: %3").arg(address).arg(port).arg(data->errorString()));
+    return data->waitForConnected(timeout)
+           || fail(QStringLiteral("cannot open the passive data connection to %1:%2: %3")
+                       .arg(address)
+                       .arg(port)
+                       .arg(data->errorString()));
 }
 
 QByteArray RawFtpClient::readUntilClosed(QTcpSocket *data)
 {
     QByteArray bytes;
-    const QDeadlineTimer deadline(m_timeoutMs);
+    const QDeadlineTimer deadline(timeout);
     while (data->state() == QAbstractSocket::ConnectedState && !deadline.hasExpired()) {
         data->waitForReadyRead(static_cast<int>(qMax<qint64>(1, deadline.remainingTime())));
         bytes += data->readAll();
     }
     bytes += data->readAll();
     if (data->state() == QAbstractSocket::ConnectedState)
-        fail(QStringLiteral("the data connection stayed open longer than %1 ms").arg(m_timeoutMs));
+        fail(QStringLiteral("the data connection stayed open longer than %1 ms").arg(timeout));
     return bytes;
 }
 
 QByteArray RawFtpClient::list(const QString &path, bool passive)
 {
-    m_lastError.clear();
+    lastErrorText.clear();
     const QString listCommand = path.isEmpty() ? QStringLiteral("LIST") : QStringLiteral("LIST ") + path;
     QTcpSocket passiveData;
     QTcpServer listener;
@@ -148,7 +152,7 @@ QByteArray RawFtpClient::list(const QString &path, bool passive)
     } else {
         // The server must be able to reach the address in PORT: the local end of
         // the control connection, never the "any" address.
-        const QHostAddress local = m_control.localAddress();
+        const QHostAddress local = controlSocket.localAddress();
         if (!listener.listen(local, 0)) {
             fail(QStringLiteral("cannot listen on %1: %2").arg(local.toString(), listener.errorString()));
             return {};
@@ -156,8 +160,12 @@ QByteArray RawFtpClient::list(const QString &path, bool passive)
         const quint32 ip = local.toIPv4Address();
         const quint16 port = listener.serverPort();
         const QString portCommand = QStringLiteral("PORT %1,%2,%3,%4,%5,%6")
-                                        .arg(ip >> 24).arg((ip >> 16) & 0xff).arg((ip >> 8) & 0xff).arg(ip & 0xff)
-                                        .arg(port >> 8).arg(port & 0xff);
+                                        .arg(ip >> 24)
+                                        .arg((ip >> 16) & 0xff)
+                                        .arg((ip >> 8) & 0xff)
+                                        .arg(ip & 0xff)
+                                        .arg(port >> 8)
+                                        .arg(port & 0xff);
         const QString portReply = command(portCommand);
         if (replyCode(portReply) != 200) {
             fail(QStringLiteral("PORT answered \"%1\"").arg(portReply.trimmed()));
@@ -173,7 +181,7 @@ QByteArray RawFtpClient::list(const QString &path, bool passive)
     std::unique_ptr<QTcpSocket> activeData;
     QTcpSocket *data = &passiveData;
     if (!passive) {
-        if (!listener.hasPendingConnections() && !listener.waitForNewConnection(m_timeoutMs)) {
+        if (!listener.hasPendingConnections() && !listener.waitForNewConnection(timeout)) {
             fail(QStringLiteral("the server did not connect for the active data connection"));
             return {};
         }
@@ -181,10 +189,10 @@ QByteArray RawFtpClient::list(const QString &path, bool passive)
         data = activeData.get();
     }
     const QByteArray bytes = readUntilClosed(data);
-    const QString dataError = m_lastError;
+    const QString dataError = lastErrorText;
     const QString endReply = readReply();
     if (!dataError.isEmpty())
-        m_lastError = dataError;
+        lastErrorText = dataError;
     else if (replyCode(endReply) != 226 && replyCode(endReply) != 250)
         fail(QStringLiteral("%1 ended with \"%2\"").arg(listCommand, endReply.trimmed()));
     return bytes;
@@ -192,9 +200,9 @@ QByteArray RawFtpClient::list(const QString &path, bool passive)
 
 void RawFtpClient::quit()
 {
-    if (m_control.state() == QAbstractSocket::ConnectedState) {
+    if (controlSocket.state() == QAbstractSocket::ConnectedState) {
         command(QStringLiteral("QUIT"));
-        m_control.disconnectFromHost();
+        controlSocket.disconnectFromHost();
     }
 }
 

@@ -13,8 +13,7 @@ namespace korvan::test {
 
 class FtpServer;
 
-class RawFtpClient
-{
+class RawFtpClient {
 public:
     // The default bound covers the slowest real answer: pure-ftpd sends its 530
     // for a wrong password after about 6 s.
@@ -23,7 +22,7 @@ public:
     // Connects and reads the greeting; true when it is a 220.
     bool connect(const QString &host, quint16 port);
     bool connect(const FtpServer &server);
-    QString greeting() const { return m_greeting; }
+    QString greeting() const { return greetingText; }
 
     // Sends one command line (CR LF added) and returns the whole reply, all lines
     // of a multi-line reply, with their CR LF. Empty on time-out or disconnect.
@@ -42,8 +41,8 @@ public:
 
     void quit();
 
-    QString lastReply() const { return m_lastReply; }
-    QString lastError() const { return m_lastError; }
+    QString lastReply() const { return lastReplyText; }
+    QString lastError() const { return lastErrorText; }
 
     // The three-digit code of a reply, or 0 when there is none.
     static int replyCode(const QString &reply);
@@ -54,11 +53,11 @@ private:
     QByteArray readUntilClosed(QTcpSocket *data);
     bool fail(const QString &error);
 
-    int m_timeoutMs;
-    QTcpSocket m_control;
-    QString m_greeting;
-    QString m_lastReply;
-    QString m_lastError;
+    int timeout;
+    QTcpSocket controlSocket;
+    QString greetingText;
+    QString lastReplyText;
+    QString lastErrorText;
 };
 
 } // namespace korvan::test

@@ -17,14 +17,13 @@
 
 using namespace korvan::test;
 
-#define CONNECT_AND_LOGIN(client, server)                                                          \
-    do {                                                                                           \
-        QVERIFY2((client).connect(server), qPrintable((client).lastError()));                      \
-        QVERIFY2((client).login(server), qPrintable((client).lastError()));                        \
+#define CONNECT_AND_LOGIN(client, server)                                                                              \
+    do {                                                                                                               \
+        QVERIFY2((client).connect(server), qPrintable((client).lastError()));                                          \
+        QVERIFY2((client).login(server), qPrintable((client).lastError()));                                            \
     } while (false)
 
-class ServerSmokeTest : public QObject
-{
+class ServerSmokeTest : public QObject {
     Q_OBJECT
 
 private slots:

@@ -54,6 +54,7 @@ private slots:
 
 void PasswordCipherTest::encryptsToKnownText_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("password");
     QTest::addColumn<QString>("enciphered");
     QTest::addColumn<QString>("deciphered");
@@ -74,6 +75,7 @@ void PasswordCipherTest::encryptsToKnownText_data()
     QTest::newRow("non-ASCII") << QStringLiteral("é€") << "hgl5acJD" << QStringLiteral("é€");
     // Outside the code page: stored as "?" ("=3F" -> "PTNG").
     QTest::newRow("character outside the code page") << QStringLiteral("\u0100") << "hfwr" << "?";
+    // clang-format on
 }
 
 void PasswordCipherTest::encryptsToKnownText()
@@ -87,6 +89,7 @@ void PasswordCipherTest::encryptsToKnownText()
 
 void PasswordCipherTest::roundTrips_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("password");
 
     QTest::newRow("equals signs") << "a=b==c=";
@@ -104,6 +107,7 @@ void PasswordCipherTest::roundTrips_data()
     for (int i = 0; i < 256; ++i)
         every[i] = static_cast<char>(i);
     QTest::newRow("every byte") << windows1252::toUnicode(every);
+    // clang-format on
 }
 
 void PasswordCipherTest::roundTrips()
@@ -144,6 +148,7 @@ void PasswordCipherTest::outputIsFourCharactersPerByteBelow128()
 
 void PasswordCipherTest::xorWithKey_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("expected");
 
@@ -162,6 +167,7 @@ void PasswordCipherTest::xorWithKey_data()
     QTest::newRow("NUL becomes key character") << QString(QChar(0)) << "8";
     // Unshifted key: position 1 "4"^"8" = 0x0C, position 2 "8"^"2" = 0x0A.
     QTest::newRow("key unshifted changes") << "48" << QStringLiteral("\x0C\x0A");
+    // clang-format on
 }
 
 void PasswordCipherTest::xorWithKey()
@@ -181,7 +187,8 @@ void PasswordCipherTest::xorWithKeyIsItsOwnInverse()
             // Many key digits, so that the zero-XOR positions are hit often.
             const bool keyChar = byteValue(random) < 96;
             // NUL is left out: it turns into the key character, which stays (see below).
-            text.append(keyChar ? mmEncrypt::cipherKey[byteValue(random) % 14] : static_cast<char>(1 + byteValue(random) % 255));
+            text.append(keyChar ? mmEncrypt::cipherKey[byteValue(random) % 14]
+                                : static_cast<char>(1 + byteValue(random) % 255));
         }
         const QByteArray once = XorWithKey(text, QByteArray(mmEncrypt::cipherKey));
         QCOMPARE(XorWithKey(once, QByteArray(mmEncrypt::cipherKey)), text);
@@ -191,6 +198,7 @@ void PasswordCipherTest::xorWithKeyIsItsOwnInverse()
 
 void PasswordCipherTest::decryptReadsHandTypedText_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("expected");
 
@@ -203,6 +211,7 @@ void PasswordCipherTest::decryptReadsHandTypedText_data()
     QTest::newRow("padding ends data") << QStringLiteral("hfhM\x0C" "ctJ") << "A";
     // Characters outside the code page read as "?", outside the Base64 alphabet after the XOR.
     QTest::newRow("outside the code page") << QStringLiteral("hfhM\u0100") << "A";
+    // clang-format on
 }
 
 void PasswordCipherTest::decryptReadsHandTypedText()
@@ -214,11 +223,13 @@ void PasswordCipherTest::decryptReadsHandTypedText()
 
 void PasswordCipherTest::lengthLimit_data()
 {
+    // clang-format off
     QTest::addColumn<int>("passwordLength");
     QTest::addColumn<bool>("fits");
 
     QTest::newRow("8191 bytes fit") << 8191 << true;
     QTest::newRow("8192 bytes overflow") << 8192 << false;
+    // clang-format on
 }
 
 void PasswordCipherTest::lengthLimit()

@@ -29,6 +29,7 @@ private slots:
 
 void ProgressTickTest::duration_data()
 {
+    // clang-format off
     QTest::addColumn<double>("seconds");
     QTest::addColumn<QString>("text");
     QTest::newRow("zero") << 0.0 << "00:00:00";
@@ -39,6 +40,7 @@ void ProgressTickTest::duration_data()
     QTest::newRow("half to even: 3.5") << 3.5 << "00:00:04";
     QTest::newRow("last second of a day") << 86399.0 << "23:59:59";
     QTest::newRow("beyond a day is no time of day") << 90061.0 << "25:1:1";
+    // clang-format on
 }
 
 void ProgressTickTest::duration()
@@ -50,6 +52,7 @@ void ProgressTickTest::duration()
 
 void ProgressTickTest::grouped_data()
 {
+    // clang-format off
     QTest::addColumn<double>("value");
     QTest::addColumn<int>("decimals");
     QTest::addColumn<QString>("text");
@@ -62,6 +65,7 @@ void ProgressTickTest::grouped_data()
     QTest::newRow("one decimal") << 1234.56 << 1 << "1,234.6";
     QTest::newRow("one decimal of zero") << 0.0 << 1 << "0.0";
     QTest::newRow("one decimal, small") << 0.04 << 1 << "0.0";
+    // clang-format on
 }
 
 void ProgressTickTest::grouped()
@@ -74,6 +78,7 @@ void ProgressTickTest::grouped()
 
 void ProgressTickTest::tick_data()
 {
+    // clang-format off
     QTest::addColumn<double>("value1");
     QTest::addColumn<double>("max1");
     QTest::addColumn<double>("value2");
@@ -103,6 +108,7 @@ void ProgressTickTest::tick_data()
     QTest::newRow("large amounts grouped")
         << 1572864000.0 << 3145728001.0 << 1572864000.0 << 3145728001.0 << 10.0 << true << "50 % Downloading..."
         << "1,536,000/3,072,000 KBytes" << "153,600.0 KBytes/second  00:00:10 elasped  00:00:10 remaining";
+    // clang-format on
 }
 
 void ProgressTickTest::tick()
@@ -113,8 +119,8 @@ void ProgressTickTest::tick()
     QFETCH(double, max2);
     QFETCH(double, elapsed);
     QFETCH(bool, shown);
-    const std::optional<ProgressTexts> texts =
-        ComputeProgressTick({value1, max1, value2, max2, elapsed, QStringLiteral("Downloading...")});
+    const std::optional<ProgressTexts> texts = ComputeProgressTick(
+        {value1, max1, value2, max2, elapsed, QStringLiteral("Downloading...")});
     QCOMPARE(texts.has_value(), shown);
     if (!shown)
         return;
@@ -125,6 +131,7 @@ void ProgressTickTest::tick()
 
 void ProgressTickTest::shortenPath_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("path");
     QTest::addColumn<int>("maxChars");
     QTest::addColumn<QString>("shortened");
@@ -141,6 +148,7 @@ void ProgressTickTest::shortenPath_data()
     QTest::newRow("names of dots, empty last name") << "....\\...\\\\" << 8 << "....\\...\\";
     QTest::newRow("site address and remote path") << "127.0.0.1/pub/x/y/z/file.bin" << 24
                                                   << "127.0.0.1/.../z/file.bin";
+    // clang-format on
 }
 
 void ProgressTickTest::shortenPath()
@@ -152,6 +160,7 @@ void ProgressTickTest::shortenPath()
 
 void ProgressTickTest::transferList_data()
 {
+    // clang-format off
     QTest::addColumn<QStringList>("lines");
     QTest::addColumn<QStringList>("paths");
     QTest::addColumn<QList<double>>("sizes");
@@ -165,6 +174,7 @@ void ProgressTickTest::transferList_data()
                                              << QList<double>{0};
     QTest::newRow("blanks in names") << QStringList{"my folder/a b.txt?10"} << QStringList{"my folder/a b.txt"}
                                      << QList<double>{10};
+    // clang-format on
 }
 
 void ProgressTickTest::transferList()
@@ -172,7 +182,7 @@ void ProgressTickTest::transferList()
     QFETCH(QStringList, lines);
     QFETCH(QStringList, paths);
     QFETCH(QList<double>, sizes);
-    const QList<TransferItem> items = SplitTransferList(lines);
+    const QList<TransferItem> items = ParseTransferLines(lines);
     QStringList gotPaths;
     QList<double> gotSizes;
     for (const TransferItem &item : items) {
@@ -185,6 +195,7 @@ void ProgressTickTest::transferList()
 
 void ProgressTickTest::messages_data()
 {
+    // clang-format off
     QTest::addColumn<TransferDirection>("direction");
     QTest::addColumn<QStringList>("texts");
     QTest::newRow("download") << TransferDirection::Download
@@ -197,6 +208,7 @@ void ProgressTickTest::messages_data()
                                            "Uploading 'b c.txt' is failed.", "Uploading 'b c.txt' is successful.",
                                            "Uploading file(s) is aborted by user.",
                                            "Uploading 3 files and folders...", "Uploading..."};
+    // clang-format on
 }
 
 void ProgressTickTest::messages()

@@ -14,11 +14,14 @@
 #include "transfer/TransferHost.h"
 #include "transfer/UploadEngine.h"
 
+#include <algorithm>
+
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
 #include <memory>
 
 using namespace korvan;
@@ -72,6 +75,7 @@ private:
 
     std::unique_ptr<ScriptedFtpServer> server;
     std::unique_ptr<HeadlessUi> ui;
+    FtpSettings settings; // the session's
     std::unique_ptr<FtpSession> session;
     std::unique_ptr<FolderRetrieval> folders;
     std::unique_ptr<RecordingHost> host;
@@ -84,13 +88,13 @@ void TransferScriptedTest::init()
 {
     server = std::make_unique<ScriptedFtpServer>();
     ui = std::make_unique<HeadlessUi>();
-    session = std::make_unique<FtpSession>(*ui);
+    session = std::make_unique<FtpSession>(*ui, settings);
     folders = std::make_unique<FolderRetrieval>(*session, *ui);
     host = std::make_unique<RecordingHost>();
     download = std::make_unique<DownloadEngine>(*session, *ui, *folders, host.get());
     upload = std::make_unique<UploadEngine>(*session, *ui, host.get());
     local = std::make_unique<QTemporaryDir>();
-    pointSettingsAt(*server);
+    settings = settingsFor(*server);
 }
 
 void TransferScriptedTest::cleanup()
@@ -108,7 +112,7 @@ void TransferScriptedTest::cleanup()
 
 void TransferScriptedTest::logOn(bool passive, const QByteArray &home)
 {
-    ftpSettings().bPassive = passive;
+    settings.bPassive = passive;
     scriptLogOn(*server, "331 password please\r\n", home);
     QVERIFY(session->LogOn());
     ui->mainStatus.clear();
@@ -161,9 +165,9 @@ void TransferScriptedTest::failingFileInTheMiddle()
     QVERIFY(download->DownloadSelected(local->path(), "a.bin?1,000\r\nb.bin?2,000\r\nc.bin?3,000\r\n"));
     QCOMPARE(commandsAfterLogOn(),
              (QStringList{"TYPE I", "PASV", "RETR a.bin", "PASV", "RETR b.bin", "PASV", "RETR c.bin"}));
-    QCOMPARE(fileMessages(), (QStringList{"magenta: Downloading 'a.bin' is successful.",
-                                          "red: Downloading 'b.bin' is failed.",
-                                          "magenta: Downloading 'c.bin' is successful."}));
+    QCOMPARE(fileMessages(),
+             (QStringList{"magenta: Downloading 'a.bin' is successful.", "red: Downloading 'b.bin' is failed.",
+                          "magenta: Downloading 'c.bin' is successful."}));
     QCOMPARE(readFile(local->filePath("a.bin")), ScriptedFtpServer::patternBytes(0, 1000));
     QCOMPARE(readFile(local->filePath("c.bin")), ScriptedFtpServer::patternBytes(0, 3000));
     QCOMPARE(download->summary().succeeded, 2);
@@ -172,13 +176,20 @@ void TransferScriptedTest::failingFileInTheMiddle()
     QCOMPARE(ui->mainStatus.first(), QString("Downloading 3 files and folders..."));
     QCOMPARE(ui->mainStatus.last(), QString("Done"));
     QVERIFY(ui->mainStatus.contains("Downloading 'b.bin'..."));
-    // The overall bar: the total first, then the bytes done after each file, the failed one included.
+    // The overall bar: the total first, then it follows the bytes of the running file
+    // as well as the files done (the failed one included), never going back.
     QList<double> overall;
     for (const HeadlessUi::ProgressCall &call : ui->progress) {
         if (call.name == "SetPrg2")
             overall << (call.maximum >= 0 ? -call.maximum : call.value);
     }
-    QCOMPARE(overall, (QList<double>{-6000, 1000, 3000, 6000}));
+    QCOMPARE(overall.takeFirst(), -6000.0);
+    QVERIFY(std::is_sorted(overall.cbegin(), overall.cend()));
+    QVERIFY(overall.contains(1000) && overall.contains(3000));
+    QCOMPARE(overall.last(), 6000.0);
+    QVERIFY2(overall.size() > 3, "the bar moved only between files");
+    // The dialog goes at the end, as after an upload: the window is no longer busy.
+    QCOMPARE(ui->progressUnloads, 1);
     QCOMPARE(host->labels.size(), 3);
     QCOMPARE(host->labels.at(1), "127.0.0.1/b.bin | " + local->filePath("b.bin").toLower() + " | b.bin");
     CHECK_NO_UI_FAILURES();
@@ -195,9 +206,16 @@ void TransferScriptedTest::cancelDuringSecondDownload()
     server->expect("RETR c.bin").reply("150 sending\r\n").sendData(3000).closeData().reply("226 done\r\n");
     server->expect("PWD").reply("257 \"/\" is current\r\n");
     connect(&session->dataSocket(), &SocketAdapter::dataArrival, this, [&] {
-        if (session->sTransferRemotePath == "b.bin")
+        if (session->transfer().remotePath == "b.bin")
             ui->canceled = true;
     });
+    // A second poller of the cancel (a window timer) must not abort a second time.
+    QTimer secondPoller;
+    connect(&secondPoller, &QTimer::timeout, this, [&] {
+        if (ui->canceled)
+            session->CancelTransfer();
+    });
+    secondPoller.start(1);
 
     QVERIFY(!download->DownloadSelected(local->path(), "a.bin?1000\r\nb.bin?100000000\r\nc.bin?3000"));
     QCOMPARE(commandsAfterLogOn(), (QStringList{"TYPE I", "PASV", "RETR a.bin", "PASV", "RETR b.bin", "ABOR"}));
@@ -205,7 +223,7 @@ void TransferScriptedTest::cancelDuringSecondDownload()
                                           "red: Downloading file(s) is aborted by user."}));
     QVERIFY(!QFileInfo::exists(local->filePath("c.bin")));
     QVERIFY(download->summary().cancelled);
-    QCOMPARE(session->nTransferResult, TransferResult::Cancelled);
+    QCOMPARE(session->transfer().result, TransferResult::Cancelled);
     QCOMPARE(ui->mainStatus.last(), QString("Done"));
     // The control connection is still in step afterwards.
     QVERIFY(session->PrintDir());
@@ -229,15 +247,15 @@ void TransferScriptedTest::cancelDuringSecondUpload()
     server->expect("STOR up/c.txt").reply("150 go\r\n").receiveData().reply("226 stored\r\n");
     server->expect("PWD").reply("257 \"/\" is current\r\n");
     connect(session.get(), &FtpSession::uploadBlockSent, this, [&] {
-        if (session->sTransferRemotePath == "up/b.bin")
+        if (session->transfer().remotePath == "up/b.bin")
             ui->canceled = true;
     });
 
     QVERIFY(!upload->UploadSelected({folder}));
     QCOMPARE(commandsAfterLogOn(),
              (QStringList{"MKD up", "TYPE I", "PASV", "STOR up/a.txt", "PASV", "STOR up/b.bin", "ABOR"}));
-    QCOMPARE(fileMessages(), (QStringList{"magenta: Uploading 'a.txt' is successful.",
-                                          "red: Uploading file(s) is aborted by user."}));
+    QCOMPARE(fileMessages(),
+             (QStringList{"magenta: Uploading 'a.txt' is successful.", "red: Uploading file(s) is aborted by user."}));
     QVERIFY(upload->summary().cancelled);
     QCOMPARE(host->refreshes, 0);
     QCOMPARE(ui->progressUnloads, 1);
@@ -253,8 +271,7 @@ void TransferScriptedTest::folderWhoseListingFails()
     server->expect("TYPE A").reply("200 ascii\r\n").repeat();
     server->expect("PASV").passive().repeat();
     server->expect("LIST /broken").reply("550 Permission denied\r\n");
-    scriptListing(*server, "LIST /fine",
-                  unixLine("-rw-r--r--", 500, "f.txt") + unixLine("drwxr-xr-x", 4096, "deep"));
+    scriptListing(*server, "LIST /fine", unixLine("-rw-r--r--", 500, "f.txt") + unixLine("drwxr-xr-x", 4096, "deep"));
     scriptListing(*server, "LIST /fine/deep", unixLine("-rw-r--r--", 700, "g.txt"));
     server->expect("TYPE I").reply("200 binary\r\n");
     server->expect("RETR fine/f.txt").reply("150 sending\r\n").sendData(500).closeData().reply("226 done\r\n");
@@ -292,7 +309,7 @@ void TransferScriptedTest::zeroSizeFilesAreReportedAndSkipped()
     QCOMPARE(download->summary().zeroSize, 1);
 
     // Fetched on its own (to open it), an empty file is made locally.
-    QVERIFY(download->DownloadFile("empty.txt", 0));
+    QVERIFY(download->DownloadFile("empty.txt", 0).succeeded());
     QVERIFY(QFileInfo::exists(local->filePath("empty.txt")));
     QCOMPARE(QFileInfo(local->filePath("empty.txt")).size(), 0);
     CHECK_NO_UI_FAILURES();
@@ -339,12 +356,12 @@ void TransferScriptedTest::uploadWalkOrder()
              (QStringList{"MKD up", "MKD up/one", "MKD up/one/two", "TYPE I", "PASV", "STOR single.txt", "PASV",
                           "STOR up/.profile", "PASV", "STOR up/top.txt", "PASV", "STOR up/one/mid.txt", "PASV",
                           "STOR up/one/two/deep.txt"}));
-    QCOMPARE(fileMessages(), (QStringList{"magenta: Uploading 'single.txt' is successful.",
-                                          "magenta: Uploading '.profile' is successful.",
-                                          "magenta: Uploading 'empty.txt' is aborted since it has 0 size.",
-                                          "magenta: Uploading 'top.txt' is successful.",
-                                          "magenta: Uploading 'mid.txt' is successful.",
-                                          "magenta: Uploading 'deep.txt' is successful."}));
+    QCOMPARE(
+        fileMessages(),
+        (QStringList{"magenta: Uploading 'single.txt' is successful.", "magenta: Uploading '.profile' is successful.",
+                     "magenta: Uploading 'empty.txt' is aborted since it has 0 size.",
+                     "magenta: Uploading 'top.txt' is successful.", "magenta: Uploading 'mid.txt' is successful.",
+                     "magenta: Uploading 'deep.txt' is successful."}));
     QCOMPARE(server->receivedData(), QByteArray("deep"));
     QCOMPARE(ui->mainStatus.first(), QString("Uploading 6 files and folders..."));
     QVERIFY(ui->mainStatus.contains("Uploading 'up/one/two/deep.txt'..."));
@@ -354,7 +371,8 @@ void TransferScriptedTest::uploadWalkOrder()
     const QStringList labels = host->labels.last().split(" | ");
     QCOMPARE(labels.mid(1), (QStringList{"127.0.0.1/up/one/two/deep.txt", "deep.txt"}));
     // The local path is shortened in its middle, in lower case.
-    QVERIFY2(labels.first().contains("/.../") && labels.first().endsWith("/deep.txt") && labels.first().size() <= 48, qPrintable(labels.first()));
+    QVERIFY2(labels.first().contains("/.../") && labels.first().endsWith("/deep.txt") && labels.first().size() <= 48,
+             qPrintable(labels.first()));
     QCOMPARE(labels.first(), labels.first().toLower());
     CHECK_NO_UI_FAILURES();
 }
@@ -387,8 +405,8 @@ void TransferScriptedTest::pathsBelowTheCurrentFolder()
     server->expect("RETR top.txt").reply("150 sending\r\n").sendData(5).closeData().reply("226 done\r\n");
     server->expect("RETR sub/in sub.txt").reply("150 sending\r\n").sendData(40).closeData().reply("226 done\r\n");
     QVERIFY(download->DownloadSelected(local->path() + "/", "/home/me/sub/\r\n/home/me/top.txt?5\r\n"));
-    QCOMPARE(commandsAfterLogOn(), (QStringList{"TYPE A", "PASV", "LIST /home/me/sub", "TYPE I", "PASV",
-                                                "RETR top.txt", "PASV", "RETR sub/in sub.txt"}));
+    QCOMPARE(commandsAfterLogOn(), (QStringList{"TYPE A", "PASV", "LIST /home/me/sub", "TYPE I", "PASV", "RETR top.txt",
+                                                "PASV", "RETR sub/in sub.txt"}));
     QCOMPARE(readFile(local->filePath("top.txt")), ScriptedFtpServer::patternBytes(0, 5));
     QCOMPARE(readFile(local->filePath("sub/in sub.txt")), ScriptedFtpServer::patternBytes(0, 40));
     QCOMPARE(download->localRoot(), local->path() + "/");
@@ -408,17 +426,15 @@ void TransferScriptedTest::linksIntoWalkedFoldersEndTheWalk()
                       + unixLine("-rw-r--r--", 3, "t.txt"));
     server->expect("CWD /top/here").reply("250 ok\r\n");
     server->expect("CWD /").reply("250 ok\r\n").repeat();
-    scriptListing(*server, "LIST /top/sub",
-                  unixLine("lrwxrwxrwx", 2, "up -> ..") + unixLine("-rw-r--r--", 4, "s.txt"));
+    scriptListing(*server, "LIST /top/sub", unixLine("lrwxrwxrwx", 2, "up -> ..") + unixLine("-rw-r--r--", 4, "s.txt"));
     server->expect("CWD /top/sub/up").reply("250 ok\r\n");
     server->expect("TYPE I").reply("200 binary\r\n");
     server->expect("RETR top/t.txt").reply("150 sending\r\n").sendData(3).closeData().reply("226 done\r\n");
     server->expect("RETR top/sub/s.txt").reply("150 sending\r\n").sendData(4).closeData().reply("226 done\r\n");
     QVERIFY(download->DownloadSelected(local->path(), "/top/"));
-    QCOMPARE(commandsAfterLogOn(),
-             (QStringList{"TYPE A", "PASV", "LIST /top", "CWD /top/here", "CWD /", "TYPE A", "PASV", "LIST /top/sub",
-                          "CWD /top/sub/up", "CWD /", "TYPE I", "PASV", "RETR top/t.txt", "PASV",
-                          "RETR top/sub/s.txt"}));
+    QCOMPARE(commandsAfterLogOn(), (QStringList{"TYPE A", "PASV", "LIST /top", "CWD /top/here", "CWD /", "TYPE A",
+                                                "PASV", "LIST /top/sub", "CWD /top/sub/up", "CWD /", "TYPE I", "PASV",
+                                                "RETR top/t.txt", "PASV", "RETR top/sub/s.txt"}));
     QCOMPARE(download->summary().succeeded, 2);
     QCOMPARE(readFile(local->filePath("top/sub/s.txt")), ScriptedFtpServer::patternBytes(0, 4));
     CHECK_NO_UI_FAILURES();
@@ -467,9 +483,9 @@ void TransferScriptedTest::batchEndsBeforeTheFirstFile()
     logOn();
     server->expect("TYPE I").reply("500 no binary today\r\n");
     const QString root = localRootExists ? local->path() : local->filePath("missing");
-    const QStringList files{root + "/a.txt?10", root + "/b.txt?20"};
+    const QList<TransferItem> files{{root + "/a.txt", 10}, {root + "/b.txt", 20}};
     QVERIFY(writeFile(local->filePath("a.txt"), "0123456789"));
-    const bool result = uploading ? upload->UploadFiles(root, files) : download->DownloadFiles(root, {"a.txt?10"});
+    const bool result = uploading ? upload->UploadFiles(root, files) : download->DownloadFiles(root, {{"a.txt", 10}});
     QVERIFY(!result);
     QCOMPARE(commandsAfterLogOn(), wire);
     QCOMPARE(fileMessages(), QStringList());

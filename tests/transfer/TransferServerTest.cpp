@@ -57,8 +57,7 @@ struct CountingHost : TransferHost {
 struct Bench : ServerBench {
     explicit Bench(ServerKind kind)
         : ServerBench(kind), folders(session, ui), download(session, ui, folders, &host), upload(session, ui, &host)
-    {
-    }
+    {}
     FolderRetrieval folders;
     CountingHost host;
     DownloadEngine download;
@@ -90,9 +89,9 @@ void TransferServerTest::treesBothWays()
     // A link to a folder: its contents belong to the folder it leads to.
     QVERIFY(QFile::link("nested", root + "/tree/link to nested"));
     bench.server.handOver();
-    pointSettingsAt(bench.server, passive);
+    bench.settings = settingsFor(bench.server, passive);
     QVERIFY(bench.session.LogOn());
-    QCOMPARE(bench.session.sCurrentDir, QString("/"));
+    QCOMPARE(bench.session.sCurrentDir(), QString("/"));
 
     // Down: the tree as it is on the server, zero-size files left out.
     QTemporaryDir downloaded;
@@ -109,14 +108,15 @@ void TransferServerTest::treesBothWays()
     for (qint32 i = 0; i < tree->FileNumb(); ++i)
         linkIsFolder |= tree->FileName(i) == "link to nested" && tree->IsFolder(i);
     QVERIFY(linkIsFolder);
-    QCOMPARE(bench.session.sCurrentDir, QString("/"));
+    QCOMPARE(bench.session.sCurrentDir(), QString("/"));
 
     // Up: the local tree as it is on disk, without dot-folders and zero-size files.
     QTemporaryDir source;
     QVERIFY(writeTree(source.path(), kLocalTree));
     QVERIFY(bench.upload.UploadSelected({source.filePath("up")}));
-    const auto uploaded = [](const TreeFile &file) { return file.size > 0 && !file.path.contains("/.hidden/") &&
-                                                            !file.path.contains("/.cache/"); };
+    const auto uploaded = [](const TreeFile &file) {
+        return file.size > 0 && !file.path.contains("/.hidden/") && !file.path.contains("/.cache/");
+    };
     QMap<QString, QString> onServer = treeOf(root + "/up");
     QMap<QString, QString> expected;
     const QMap<QString, QString> all = expectedTree(kLocalTree, {}, uploaded);

@@ -1,4 +1,4 @@
-#include "listing/RemotePath.h"
+#include "ftp/RemotePath.h"
 
 #include <QStringList>
 

@@ -1,5 +1,5 @@
 // Remote path helpers: how folder paths and link targets are resolved.
-#include "listing/RemotePath.h"
+#include "ftp/RemotePath.h"
 
 #include <QTest>
 
@@ -17,6 +17,7 @@ private slots:
 
 void RemotePathTest::normalize_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("expected");
 
@@ -38,6 +39,7 @@ void RemotePathTest::normalize_data()
     QTest::newRow("dots inside names are kept") << "/a/.hidden/..x/x../" << "/a/.hidden/..x/x../";
     QTest::newRow("three dots is a name") << "/a/.../" << "/a/.../";
     QTest::newRow("blanks and Unicode kept") << "/my docs/Grüße/" << "/my docs/Grüße/";
+    // clang-format on
 }
 
 void RemotePathTest::normalize()
@@ -49,6 +51,7 @@ void RemotePathTest::normalize()
 
 void RemotePathTest::stripTrailingSlash_data()
 {
+    // clang-format off
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("stripped");
     QTest::addColumn<QString>("withSlash");
@@ -59,6 +62,7 @@ void RemotePathTest::stripTrailingSlash_data()
     QTest::newRow("no slash") << "/pub" << "/pub" << "/pub/";
     QTest::newRow("empty") << "" << "" << "/";
     QTest::newRow("relative") << "pub/" << "pub" << "pub/";
+    // clang-format on
 }
 
 // The two trailing-slash helpers, one taking away and one adding.
