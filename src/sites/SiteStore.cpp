@@ -111,7 +111,8 @@ SiteRecord SiteRecord::fromTag(const QString &tag)
 
 QString SiteRecord::toTag() const
 {
-    return QStringList{server, user, password, folder, anonymous, savePassword, passive, port, waitTime}.join(lineBreak);
+    return QStringList{server, user, password, folder, anonymous, savePassword, passive, port, waitTime}.join(
+        lineBreak);
 }
 
 QString tagAsSaved(const QString &tag)

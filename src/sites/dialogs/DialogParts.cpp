@@ -70,8 +70,9 @@ QLineEdit *addTextRow(QGridLayout *grid, int row, const QString &caption, const 
 
 PortFields addPortRows(QGridLayout *grid, int row)
 {
-    const PortFields fields{addTextRow(grid, row, QObject::tr("P&ort:"), QStringLiteral("txtFTPPort")),
-                            addTextRow(grid, row + 1, QObject::tr("Wai&ting time (s):"), QStringLiteral("txtFTPWaitTime"))};
+    const PortFields fields{
+        addTextRow(grid, row, QObject::tr("P&ort:"), QStringLiteral("txtFTPPort")),
+        addTextRow(grid, row + 1, QObject::tr("Wai&ting time (s):"), QStringLiteral("txtFTPWaitTime"))};
     // Short boxes for numbers, left-aligned under the text boxes.
     const int width = fields.port->fontMetrics().horizontalAdvance(QStringLiteral("0000000")) + 12;
     for (QLineEdit *box : {fields.port, fields.waitTime}) {

@@ -115,7 +115,8 @@ void fFTPQuick::ValidateFields()
 void fFTPQuick::cmdConnect_Click()
 {
     connectWith({txtFTPAccount[Server]->text(), txtFTPAccount[User]->text(), txtFTPAccount[Password]->text(),
-                 txtFTPAccount[Folder]->text(), txtFTPPort->text(), txtFTPWaitTime->text(), chkFTPPassive->isChecked()});
+                 txtFTPAccount[Folder]->text(), txtFTPPort->text(), txtFTPWaitTime->text(),
+                 chkFTPPassive->isChecked()});
 }
 
 } // namespace korvan

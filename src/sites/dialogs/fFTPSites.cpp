@@ -60,8 +60,7 @@ bool isAncestor(const QTreeWidgetItem *ancestor, const QTreeWidgetItem *node)
 
 } // namespace
 
-fFTPSites::fFTPSites(QWidget *parent, FtpSettings &settings, const QString &storeFile)
-    : ConnectDialog(parent, settings)
+fFTPSites::fFTPSites(QWidget *parent, FtpSettings &settings, const QString &storeFile) : ConnectDialog(parent, settings)
 {
     setObjectName(QStringLiteral("fFTPSites"));
     setWindowTitle(tr("FTP Site Manager"));
@@ -275,9 +274,8 @@ void fFTPSites::ShowNode(QTreeWidgetItem *node)
         chkFTPPassive->setChecked(flagSet(record.passive));
         txtFTPPort->setText(record.port);
         txtFTPWaitTime->setText(record.waitTime);
-        txtFTPPassword->setText(chkAnonymous->isChecked() && record.password.isEmpty()
-                                    ? sAnonPassword
-                                    : decryptedOrEmpty(record.password));
+        txtFTPPassword->setText(
+            chkAnonymous->isChecked() && record.password.isEmpty() ? sAnonPassword : decryptedOrEmpty(record.password));
     } else {
         for (QLineEdit *box : {txtFTPServer, txtFTPUser, txtFTPPassword, txtFTPDir, txtFTPPort, txtFTPWaitTime})
             box->clear();
@@ -287,9 +285,9 @@ void fFTPSites::ShowNode(QTreeWidgetItem *node)
 
 void fFTPSites::setSiteFieldsEnabled(bool enabled)
 {
-    for (QWidget *field : std::initializer_list<QWidget *>{txtFTPServer, txtFTPUser, txtFTPPassword, txtFTPDir,
-                                                           txtFTPPort, txtFTPWaitTime, chkAnonymous, chkSavePassword,
-                                                           chkFTPPassive})
+    for (QWidget *field :
+         std::initializer_list<QWidget *>{txtFTPServer, txtFTPUser, txtFTPPassword, txtFTPDir, txtFTPPort,
+                                          txtFTPWaitTime, chkAnonymous, chkSavePassword, chkFTPPassive})
         field->setEnabled(enabled);
 }
 
@@ -304,16 +302,11 @@ void fFTPSites::ApplyFields(QTreeWidgetItem *node)
     }
     if (!isSite(node))
         return;
-    const QString record = SiteRecord{txtFTPServer->text(),
-                                      txtFTPUser->text(),
-                                      mmEncrypt::Encrypt(txtFTPPassword->text()),
-                                      txtFTPDir->text(),
-                                      flagText(chkAnonymous),
-                                      flagText(chkSavePassword),
-                                      flagText(chkFTPPassive),
-                                      txtFTPPort->text(),
-                                      txtFTPWaitTime->text()}
-                               .toTag();
+    const QString record =
+        SiteRecord{txtFTPServer->text(),    txtFTPUser->text(),     mmEncrypt::Encrypt(txtFTPPassword->text()),
+                   txtFTPDir->text(),       flagText(chkAnonymous), flagText(chkSavePassword),
+                   flagText(chkFTPPassive), txtFTPPort->text(),     txtFTPWaitTime->text()}
+            .toTag();
     // The eight line breaks alone are 16 characters: anything more is a record.
     if (record.size() > 16)
         siteItems::setTag(node, record);
@@ -391,11 +384,10 @@ void fFTPSites::cmdSession_Click(int index)
     QTreeWidgetItem *parent = isFolder(selected) ? selected : selected->parent();
     if (!parent)
         return;
-    QTreeWidgetItem *added =
-        index == NewFolder
-            ? AddFolder(parent, QString())
-            : AddSite(parent, {QString(), QString(), QStringLiteral("anonymous"), sSiteAnonPassword, QString(), true,
-                               false, false, QStringLiteral("21"), QStringLiteral("30")});
+    QTreeWidgetItem *added = index == NewFolder ? AddFolder(parent, QString())
+                                                : AddSite(parent, {QString(), QString(), QStringLiteral("anonymous"),
+                                                                   sSiteAnonPassword, QString(), true, false, false,
+                                                                   QStringLiteral("21"), QStringLiteral("30")});
     if (added)
         clickNode(added);
 }

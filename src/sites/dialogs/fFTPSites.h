@@ -7,9 +7,9 @@
 // (password in plain text) without saving the tree: edits since the last Save
 // are lost. For editing only, hide Connect with setConnectVisible(false).
 
+#include "sites/SiteStore.h"
 #include "sites/dialogs/ConnectDialog.h"
 #include "sites/dialogs/SiteTreeItems.h"
-#include "sites/SiteStore.h"
 
 #include <array>
 
