@@ -41,10 +41,20 @@ QDateTime DateOfKey(qint64 key)
 
 // Each text's place in the collation order, counted over distinct texts: equal
 // texts (to the collator) get equal ranks. Keys are built once per text.
+// The user's collation, ignoring case. The C locale (no LANG set) would compare
+// code points, case and all; English order is what such a user expects instead.
+QCollator NameCollator()
+{
+    const QLocale locale = QLocale().language() == QLocale::C ? QLocale(QLocale::English, QLocale::UnitedStates)
+                                                               : QLocale();
+    QCollator collator(locale);
+    collator.setCaseSensitivity(Qt::CaseInsensitive);
+    return collator;
+}
+
 std::vector<quint32> CollationRanks(const QStringList &texts)
 {
-    QCollator collator;
-    collator.setCaseSensitivity(Qt::CaseInsensitive);
+    const QCollator collator = NameCollator();
     std::vector<QCollatorSortKey> keys;
     keys.reserve(size_t(texts.size()));
     for (const QString &text : texts)
