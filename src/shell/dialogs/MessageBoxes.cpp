@@ -49,7 +49,12 @@ QLabel *TextLabel(const QString &text, const QString &accessibleName, QWidget *p
     label->setTextFormat(Qt::PlainText);
     label->setWordWrap(true);
     label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    label->setMinimumWidth(label->fontMetrics().averageCharWidth() * 40);
+    // Short texts on one line, long ones wrapped at about sixty characters.
+    int widest = 0;
+    for (const QString &line : text.split(u'\n'))
+        widest = qMax(widest, label->fontMetrics().horizontalAdvance(line));
+    const int charWidth = label->fontMetrics().averageCharWidth();
+    label->setMinimumWidth(qBound(charWidth * 30, widest + 2, charWidth * 60));
     return label;
 }
 
@@ -76,6 +81,7 @@ QuestionAnswer askQuestion(QWidget *parent, const QString &title, const QString 
     // Engines end their questions with CR LF; a trailing empty line only adds height.
     auto *label = TextLabel(QString(text).replace(QStringLiteral("\r\n"), QStringLiteral("\n")).trimmed(),
                             QStringLiteral("Question"), &dialog);
+    label->setObjectName(QStringLiteral("Question"));
 
     auto *first = CaptionButton(firstCaption, &dialog);
     auto *second = CaptionButton(secondCaption, &dialog);
@@ -115,6 +121,7 @@ QString askInput(QWidget *parent, const QString &prompt, const QString &title, c
     SetUpDialog(dialog, QStringLiteral("InputBox"), title);
 
     auto *label = TextLabel(prompt, QStringLiteral("Prompt"), &dialog);
+    label->setObjectName(QStringLiteral("Prompt"));
     auto *edit = new QLineEdit(defaultText, &dialog);
     edit->setObjectName(QStringLiteral("InputText"));
     edit->setAccessibleName(prompt);

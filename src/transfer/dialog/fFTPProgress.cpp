@@ -25,6 +25,9 @@ const QString kEstimatingTime = QStringLiteral("Please wait a second. Estimating
 const QString kSpeedLegend = QStringLiteral("Speed (KB/second)   Time elapsed   Time remaining");
 const QString kPassiveHint = QStringLiteral("If file transfer does not work, switch passive mode.");
 
+// About the widest the tick makes the speed line (a gigabyte a second, a day left).
+const QString kWidestSpeedLine = QStringLiteral("9,999,999.9 KBytes/second  00:00:00 elasped  23:59:59 remaining");
+
 // What a bar widget shows: its int range is a fixed scale, whatever the bytes.
 constexpr int kBarScale = 10000;
 
@@ -122,8 +125,10 @@ void fFTPProgress::buildControls()
     layout->addSpacing(6);
     layout->addLayout(bottom);
 
-    // Room for a shortened path of about sixty characters.
-    setMinimumWidth(fontMetrics().averageCharWidth() * 64);
+    // Room for a shortened path of about sixty characters and a long speed line.
+    const QMargins margins = layout->contentsMargins();
+    const int speedWidth = fontMetrics().horizontalAdvance(kWidestSpeedLine);
+    setMinimumWidth(qMax(fontMetrics().averageCharWidth() * 64, speedWidth) + margins.left() + margins.right());
     setTabOrder(cmdCancel, pBar1);
 }
 
@@ -149,9 +154,12 @@ void fFTPProgress::SetCaption(const QString &caption)
     startTime.start();
     busy = true;
     canceled = false;
-    placeOverMainWindow();
-    show();
-    raise();
+    if (isVisible()) {
+        raise();
+    } else {
+        placeOverMainWindow();
+        show();
+    }
     cmdCancel->setFocus();
     tmrUpDown.start();
     emit navigationLocked(true);
