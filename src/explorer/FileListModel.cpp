@@ -41,13 +41,17 @@ QDateTime DateOfKey(qint64 key)
 
 // Each text's place in the collation order, counted over distinct texts: equal
 // texts (to the collator) get equal ranks. Keys are built once per text.
-// The user's collation, ignoring case. The C locale (no LANG set) would compare
-// code points, case and all; English order is what such a user expects instead.
+// The user's locale; with none set (the C locale) US English, whose order and
+// dates such a user expects rather than code points and "9 Apr 2005 00:00:00".
+QLocale UserLocale()
+{
+    return QLocale().language() == QLocale::C ? QLocale(QLocale::English, QLocale::UnitedStates) : QLocale();
+}
+
+// The user's collation, ignoring case.
 QCollator NameCollator()
 {
-    const QLocale locale = QLocale().language() == QLocale::C ? QLocale(QLocale::English, QLocale::UnitedStates)
-                                                               : QLocale();
-    QCollator collator(locale);
+    QCollator collator(UserLocale());
     collator.setCaseSensitivity(Qt::CaseInsensitive);
     return collator;
 }
@@ -295,7 +299,7 @@ QString FileListModel::displayText(const Row &row, int column) const
     case TypeColumn:
         return ShellIcons::kindTypeText(row.kind);
     case ModifiedColumn:
-        return row.date < 0 ? list->FileDate(row.entry) : QLocale().toString(DateOfKey(row.date), QLocale::ShortFormat);
+        return row.date < 0 ? list->FileDate(row.entry) : UserLocale().toString(DateOfKey(row.date), QLocale::ShortFormat);
     case AttributesColumn:
         return list->FileAttr(row.entry);
     default:

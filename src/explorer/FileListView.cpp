@@ -10,6 +10,7 @@
 #include <QItemSelectionModel>
 #include <QListView>
 #include <QMouseEvent>
+#include <QStyledItemDelegate>
 #include <QTreeView>
 
 #include <array>
@@ -36,6 +37,20 @@ void SetUpItemView(QAbstractItemView &view, const QString &objectName)
 
 } // namespace
 
+// Every item of the icon and list modes the same size: the view lays out 100,000
+// items without asking each for its size, and long names wrap or shorten inside
+// the cell instead of widening it.
+class CellDelegate : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+    QSize cell;
+
+    QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override
+    {
+        return cell.isValid() ? cell : QStyledItemDelegate::sizeHint(option, index);
+    }
+};
+
 FileListView::FileListView(QWidget *parent)
     : QStackedWidget(parent), listView(new QListView(this)), detailsView(new QTreeView(this))
 {
@@ -44,6 +59,8 @@ FileListView::FileListView(QWidget *parent)
     setToolTip(kToolTip);
 
     SetUpItemView(*listView, QStringLiteral("LV1Icons"));
+    cellDelegate = new CellDelegate(listView);
+    listView->setItemDelegate(cellDelegate);
     listView->setUniformItemSizes(true);
     listView->setLayoutMode(QListView::Batched);
     listView->setBatchSize(2000);
@@ -112,26 +129,20 @@ void FileListView::configureListView(int listStyle)
 {
     const QFontMetrics metrics(listView->font());
     const int textLine = metrics.lineSpacing();
-    if (listStyle == LargeIcons) {
-        listView->setViewMode(QListView::IconMode);
-        listView->setIconSize(QSize(32, 32));
-        listView->setFlow(QListView::LeftToRight);
-        listView->setWordWrap(true);
-        listView->setTextElideMode(Qt::ElideRight);
-        const int cellWidth = qMax(80, metrics.averageCharWidth() * 14);
-        listView->setGridSize(QSize(cellWidth, 32 + 2 * textLine + 12));
-        listView->setSpacing(4);
-        return;
-    }
-    listView->setViewMode(QListView::ListMode);
-    listView->setIconSize(QSize(16, 16));
-    // Small Icons fill rows from the top, List fills columns from the left.
-    listView->setFlow(listStyle == SmallIcons ? QListView::LeftToRight : QListView::TopToBottom);
+    const bool large = listStyle == LargeIcons;
+    listView->setViewMode(large ? QListView::IconMode : QListView::ListMode);
+    listView->setIconSize(large ? QSize(32, 32) : QSize(16, 16));
+    // Large and Small Icons fill rows from the top, List fills columns from the left.
+    listView->setFlow(listStyle == List ? QListView::TopToBottom : QListView::LeftToRight);
     listView->setWrapping(true);
-    listView->setWordWrap(false);
-    listView->setTextElideMode(Qt::ElideMiddle);
-    listView->setSpacing(0);
-    listView->setGridSize(QSize(16 + 8 + metrics.averageCharWidth() * 26, qMax(18, textLine + 4)));
+    listView->setWordWrap(large);
+    listView->setTextElideMode(large ? Qt::ElideRight : Qt::ElideMiddle);
+    listView->setSpacing(large ? 6 : 0);
+    listView->setGridSize(QSize());
+    // Large Icons: two lines of name under the icon; the others: one line beside it.
+    cellDelegate->cell = large ? QSize(qMax(76, metrics.averageCharWidth() * 13), 32 + 2 * textLine + 10)
+                               : QSize(16 + 10 + metrics.averageCharWidth() * 26, qMax(20, textLine + 4));
+    listView->doItemsLayout();
 }
 
 void FileListView::setViewStyle(int newStyle)

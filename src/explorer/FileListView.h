@@ -20,6 +20,7 @@ class QTreeView;
 
 namespace korvan {
 
+class CellDelegate;
 class FileListModel;
 
 class FileListView : public QStackedWidget {
@@ -72,6 +73,7 @@ private:
     FileListModel *listModel = nullptr;
     QListView *listView = nullptr;
     QTreeView *detailsView = nullptr;
+    CellDelegate *cellDelegate = nullptr;
     int style = -1;
 };
 
