@@ -70,7 +70,8 @@ void ProgressDialogTest::startShowsEstimatingAndUnloadStartsAfresh()
 
     dialog->SetCaption(u"Downloading..."_qs);
     QVERIFY(dialog->isVisible());
-    QVERIFY(mainWindow->frameGeometry().contains(dialog->frameGeometry().center()));
+    QVERIFY(mainWindow->rect().contains(dialog->geometry().center()));
+    QCOMPARE(dialog->window(), mainWindow.get());
     QCOMPARE(dialog->windowTitle(), u"Downloading..."_qs);
     QCOMPARE(LabelText(*dialog, u"lblFrom"_qs), kEstimatingTime);
     QCOMPARE(LabelText(*dialog, u"lblSpeed"_qs), u"Estimating..."_qs);
@@ -140,7 +141,7 @@ void ProgressDialogTest::tick()
     QCOMPARE(LabelText(*dialog, u"lblSize"_qs), sizeText);
     const QString speed = LabelText(*dialog, u"lblSpeed"_qs);
     QVERIFY2(QRegularExpression(speedPattern).match(speed).hasMatch(), qPrintable(speed));
-    saveScreenshot(dialog, u"progress-"_qs + QString::fromLatin1(QTest::currentDataTag()).replace(u' ', u'-').replace(u',', u""_qs));
+    saveScreenshot(mainWindow.get(), u"progress-"_qs + QString::fromLatin1(QTest::currentDataTag()).replace(u' ', u'-').replace(u',', u""_qs));
 }
 
 void ProgressDialogTest::cancelQuestion_data()
@@ -159,7 +160,7 @@ void ProgressDialogTest::cancelQuestion()
     QFETCH(bool, canceled);
 
     dialog->SetCaption(u"Uploading..."_qs);
-    QVERIFY(QTest::qWaitForWindowExposed(dialog));
+    QVERIFY(QTest::qWaitForWindowExposed(mainWindow.get()));
     QString title;
     QString text;
     whenModal([&](QWidget *box) {

@@ -5,13 +5,12 @@
 #include "shell/dialogs/MessageBoxes.h"
 #include "transfer/ProgressTick.h"
 
-#include <QCloseEvent>
 #include <QGridLayout>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QScreen>
 #include <QVBoxLayout>
 
 #include <cmath>
@@ -62,17 +61,20 @@ QProgressBar *NamedBar(const QString &objectName, QWidget *parent)
 
 } // namespace
 
-fFTPProgress::fFTPProgress(QWidget *mainWindow) : QDialog(mainWindow)
+fFTPProgress::fFTPProgress(QWidget *mainWindow) : QFrame(mainWindow)
 {
     setObjectName(QStringLiteral("fFTPProgress"));
     setAccessibleName(QStringLiteral("fFTPProgress"));
-    setModal(false);
-    setWindowFlag(Qt::WindowContextHelpButtonHint, false);
-    // The window's shared font reaches the dialog; the family is the dialog's own.
-    setAttribute(Qt::WA_WindowPropagation);
+    setFrameStyle(QFrame::Panel | QFrame::Raised);
+    setLineWidth(2);
+    setAutoFillBackground(true);
+    setBackgroundRole(QPalette::Window);
     QFont dialogFont = font();
     dialogFont.setFamily(QStringLiteral("Tahoma"));
     setFont(dialogFont);
+    hide();
+    if (mainWindow)
+        mainWindow->installEventFilter(this);
 
     buildControls();
     showFirstTexts();
@@ -84,6 +86,20 @@ fFTPProgress::fFTPProgress(QWidget *mainWindow) : QDialog(mainWindow)
 
 void fFTPProgress::buildControls()
 {
+    // A child window has no frame of its own to show the caption in.
+    captionStrip = new QLabel(this);
+    captionStrip->setObjectName(QStringLiteral("lblCaption"));
+    captionStrip->setAccessibleName(QStringLiteral("Caption"));
+    captionStrip->setTextFormat(Qt::PlainText);
+    captionStrip->setAutoFillBackground(true);
+    captionStrip->setBackgroundRole(QPalette::Highlight);
+    captionStrip->setForegroundRole(QPalette::HighlightedText);
+    captionStrip->setContentsMargins(8, 4, 8, 4);
+    QFont captionFont = captionStrip->font();
+    captionFont.setBold(true);
+    captionStrip->setFont(captionFont);
+    connect(this, &QWidget::windowTitleChanged, captionStrip, &QLabel::setText);
+
     lblFrom = NamedLabel(QStringLiteral("lblFrom"), this);
     lblTo = NamedLabel(QStringLiteral("lblTo"), this);
     lblFile = NamedLabel(QStringLiteral("lblFile"), this);
@@ -103,6 +119,7 @@ void fFTPProgress::buildControls()
     auto *places = new QGridLayout;
     places->setColumnStretch(1, 1);
     places->setHorizontalSpacing(8);
+    places->setVerticalSpacing(4);
     places->addWidget(CaptionLabel(QStringLiteral("From:"), lblFrom, this), 0, 0);
     places->addWidget(lblFrom, 0, 1);
     places->addWidget(CaptionLabel(QStringLiteral("To:"), lblTo, this), 1, 0);
@@ -117,17 +134,24 @@ void fFTPProgress::buildControls()
     bottom->addWidget(hint, 1);
     bottom->addWidget(cmdCancel);
 
+    auto *body = new QVBoxLayout;
+    body->setContentsMargins(10, 8, 10, 10);
+    body->addLayout(places);
+    body->addSpacing(4);
+    body->addWidget(pBar2);
+    body->addWidget(lblSpeed);
+    body->addSpacing(6);
+    body->addLayout(bottom);
+
     auto *layout = new QVBoxLayout(this);
-    layout->addLayout(places);
-    layout->addSpacing(4);
-    layout->addWidget(pBar2);
-    layout->addWidget(lblSpeed);
-    layout->addSpacing(6);
-    layout->addLayout(bottom);
+    layout->setContentsMargins(frameWidth(), frameWidth(), frameWidth(), frameWidth());
+    layout->setSpacing(0);
+    layout->addWidget(captionStrip);
+    layout->addLayout(body);
 
     // Room for a shortened path of about sixty characters and a long speed line.
-    const QMargins margins = layout->contentsMargins();
-    const int speedWidth = fontMetrics().horizontalAdvance(kWidestSpeedLine);
+    const QMargins margins = body->contentsMargins() + layout->contentsMargins();
+    const int speedWidth = fontMetrics().horizontalAdvance(kWidestSpeedLine) + 2 * fontMetrics().averageCharWidth();
     setMinimumWidth(qMax(fontMetrics().averageCharWidth() * 64, speedWidth) + margins.left() + margins.right());
     setTabOrder(cmdCancel, pBar1);
 }
@@ -154,12 +178,9 @@ void fFTPProgress::SetCaption(const QString &caption)
     startTime.start();
     busy = true;
     canceled = false;
-    if (isVisible()) {
-        raise();
-    } else {
-        placeOverMainWindow();
-        show();
-    }
+    placeOverMainWindow();
+    show();
+    raise();
     cmdCancel->setFocus();
     tmrUpDown.start();
     emit navigationLocked(true);
@@ -168,14 +189,8 @@ void fFTPProgress::SetCaption(const QString &caption)
 void fFTPProgress::placeOverMainWindow()
 {
     adjustSize();
-    const QWidget *mainWindow = parentWidget() ? parentWidget()->window() : nullptr;
-    QRect area;
-    if (mainWindow && mainWindow->isVisible())
-        area = mainWindow->frameGeometry();
-    else if (screen())
-        area = screen()->availableGeometry();
-    if (area.isValid())
-        move(area.center() - QPoint(width() / 2, height() / 2));
+    if (const QWidget *mainWindow = parentWidget())
+        move(QPoint(qMax(0, (mainWindow->width() - width()) / 2), qMax(0, (mainWindow->height() - height()) / 2)));
 }
 
 void fFTPProgress::setBar(Bar &bar, QProgressBar *widget, double value, double maximum)
@@ -245,32 +260,28 @@ void fFTPProgress::Unload()
     tmrUpDown.stop();
     busy = false;
     // The question has no answer to give once the transfer is over.
-    if (auto *question = findChild<QDialog *>(QStringLiteral("QuestionBox")))
-        question->reject();
+    if (auto *question = findChild<QWidget *>(QStringLiteral("QuestionBox")))
+        question->close();
     hide();
     showFirstTexts();
     emit unloaded();
     emit navigationLocked(false);
 }
 
-// Closing the dialog by its frame or Escape is asking to cancel; it goes when the
-// engine has stopped.
-void fFTPProgress::closeEvent(QCloseEvent *event)
+void fFTPProgress::keyPressEvent(QKeyEvent *event)
 {
-    if (busy) {
-        event->ignore();
+    if (event->key() == Qt::Key_Escape && busy) {
         askCancel();
         return;
     }
-    QDialog::closeEvent(event);
+    QFrame::keyPressEvent(event);
 }
 
-void fFTPProgress::reject()
+bool fFTPProgress::eventFilter(QObject *watched, QEvent *event)
 {
-    if (busy)
-        askCancel();
-    else
-        QDialog::reject();
+    if (watched == parentWidget() && event->type() == QEvent::Resize && isVisible())
+        placeOverMainWindow();
+    return QFrame::eventFilter(watched, event);
 }
 
 } // namespace korvan

@@ -1,13 +1,15 @@
 #pragma once
 // The transfer progress dialog: where from, where to, the running file, a bar for
 // the file and one for the whole batch, the amount, the speed and the times, and
-// a Cancel button that asks first. It floats over the explorer window (its
-// parent) without blocking it; the engines drive it through the members below.
+// a Cancel button that asks first. It is a child window inside the explorer window
+// (its parent), centred over it with a caption strip of its own, so it cannot get
+// lost behind other windows and shows in the window's screenshots; it blocks
+// nothing itself. The engines drive it through the members below.
 //
 // Byte counts are kept as numbers of their own (5 GiB and more): the bars only
 // show a scaled fraction, the one-second tick reads the real values.
 
-#include <QDialog>
+#include <QFrame>
 #include <QElapsedTimer>
 #include <QString>
 #include <QTimer>
@@ -18,7 +20,7 @@ class QPushButton;
 
 namespace korvan {
 
-class fFTPProgress : public QDialog {
+class fFTPProgress : public QFrame {
     Q_OBJECT
 public:
     explicit fFTPProgress(QWidget *mainWindow);
@@ -45,8 +47,10 @@ signals:
     void unloaded();
 
 protected:
-    void closeEvent(QCloseEvent *event) override;
-    void reject() override;
+    // Escape asks to cancel, as the Cancel button does.
+    void keyPressEvent(QKeyEvent *event) override;
+    // Stays centred while the main window is resized.
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     struct Bar {
@@ -61,6 +65,7 @@ private:
     void tick();
     void askCancel();
 
+    QLabel *captionStrip = nullptr;
     QLabel *lblFrom = nullptr;
     QLabel *lblTo = nullptr;
     QLabel *lblFile = nullptr;
