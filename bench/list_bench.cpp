@@ -10,6 +10,7 @@
 //        list_bench --screenshots DIR [entries]  the four view styles as PNGs
 
 #include "ListingGenerator.h"
+#include "ResidentMemory.h"
 #include "explorer/FileListModel.h"
 #include "explorer/FileListView.h"
 #include "explorer/ShellIcons.h"
@@ -19,7 +20,6 @@
 #include <QApplication>
 #include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QScrollBar>
 #include <QTest>
 
@@ -46,23 +46,11 @@ struct RunFigures {
     double modelBytesPerEntry = 0; // model and view alone, above the parsed listing
 };
 
-long RssKiB()
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return 0;
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').constFirst().toLong();
-    }
-    return 0;
-}
-
 // Memory that freed blocks still hold is given back, so RSS counts what is in use.
-long SettledRssKiB()
+qint64 SettledRssKiB()
 {
     malloc_trim(0);
-    return RssKiB();
+    return bench::ResidentKiB();
 }
 
 double SecondsOf(const std::function<void()> &work)
@@ -99,10 +87,10 @@ RunFigures MeasureOnce(int entries)
     if (!QTest::qWaitForWindowExposed(&view))
         std::exit(2);
     PaintNow(view);
-    const long idleKiB = SettledRssKiB();
+    const qint64 idleKiB = SettledRssKiB();
 
     const auto list = GeneratedListing(entries);
-    const long listKiB = SettledRssKiB();
+    const qint64 listKiB = SettledRssKiB();
 
     RunFigures figures;
     figures.loadSeconds = SecondsOf([&] {
@@ -110,7 +98,7 @@ RunFigures MeasureOnce(int entries)
         model.sortByColumn(1);
         PaintNow(view);
     });
-    const long loadedKiB = SettledRssKiB();
+    const qint64 loadedKiB = SettledRssKiB();
     const double count = std::max(1, list->FileNumb());
     figures.bytesPerEntry = 1024.0 * double(loadedKiB - idleKiB) / count;
     figures.modelBytesPerEntry = 1024.0 * double(loadedKiB - listKiB) / count;
