@@ -92,18 +92,20 @@ FileListView::FileListView(QWidget *parent)
 
 void FileListView::setModel(FileListModel *model)
 {
+    if (model == listModel)
+        return;
+    if (listModel)
+        disconnect(listModel, nullptr, this, nullptr);
     listModel = model;
+    QItemSelectionModel *previous = detailsView->selectionModel();
     detailsView->setModel(model);
-    QItemSelectionModel *shared = detailsView->selectionModel();
-    QItemSelectionModel *own = listView->selectionModel();
     listView->setModel(model);
-    // setModel made the list view a selection model of its own; both views share one.
-    QItemSelectionModel *replaced = listView->selectionModel();
+    // Each setModel made a selection model of its own; both views share the first.
+    QItemSelectionModel *shared = detailsView->selectionModel();
+    QItemSelectionModel *listOwn = listView->selectionModel();
     listView->setSelectionModel(shared);
-    if (replaced != shared)
-        delete replaced;
-    if (own && own != replaced && own != shared)
-        delete own;
+    delete listOwn;
+    delete previous;
     connect(shared, &QItemSelectionModel::selectionChanged, this, &FileListView::selectionChanged);
     connect(model, &QAbstractItemModel::layoutChanged, this, &FileListView::showSortIndicator);
     connect(model, &QAbstractItemModel::modelReset, this, &FileListView::showSortIndicator);
