@@ -12,6 +12,7 @@
 #include <QLocale>
 
 #include <algorithm>
+#include <limits>
 #include <numeric>
 
 namespace korvan {
@@ -102,6 +103,23 @@ std::vector<quint32> DistinctCollationRanks(const QStringList &texts)
     return ranks;
 }
 
+// The size column as a number. Listings give whole numbers with "," between
+// thousands; those are read here digit by digit (100,000 rows: a general number
+// parse per row was two thirds of the time spent making rows). Anything else goes
+// to the listing's own reading.
+qint64 SizeOf(const QString &sizeText)
+{
+    qint64 size = 0;
+    for (const QChar c : sizeText) {
+        if (c == u',')
+            continue;
+        if (c < u'0' || c > u'9' || size > (std::numeric_limits<qint64>::max() - 9) / 10)
+            return qint64(SizeTextValue(sizeText));
+        size = size * 10 + (c.unicode() - u'0');
+    }
+    return size;
+}
+
 template <typename T>
 int ThreeWay(T a, T b)
 {
@@ -125,7 +143,7 @@ FileListModel::Row FileListModel::makeRow(qint32 entry) const
     row.folder = list->IsFolder(entry);
     row.link = list->IsLink(entry);
     row.kind = row.folder ? ShellIcons::kFolderKind : ShellIcons::kindOfFile(list->FileName(entry));
-    row.size = qint64(SizeTextValue(list->FileSize(entry)));
+    row.size = SizeOf(list->FileSize(entry));
     // The listing writes every date with its year, so the current year is never used.
     if (const auto date = RecognizeListingDate(QStringView(list->FileDate(entry)), 0))
         row.date = DateKey(*date);
