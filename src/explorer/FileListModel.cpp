@@ -40,8 +40,6 @@ QDateTime DateOfKey(qint64 key)
     return QDateTime(QDate(year, month, day), QTime(hour, minute), Qt::UTC);
 }
 
-// Each text's place in the collation order, counted over distinct texts: equal
-// texts (to the collator) get equal ranks. Keys are built once per text.
 // The user's locale; with none set (the C locale) US English, whose order and
 // dates such a user expects rather than code points and "9 Apr 2005 00:00:00".
 QLocale UserLocale()
@@ -57,6 +55,8 @@ QCollator NameCollator()
     return collator;
 }
 
+// Each text's place in the collation order, counted over distinct texts: equal
+// texts (to the collator) get equal ranks. Keys are built once per text.
 std::vector<quint32> CollationRanks(const QStringList &texts)
 {
     const QCollator collator = NameCollator();
