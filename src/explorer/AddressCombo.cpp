@@ -1,5 +1,6 @@
 #include "explorer/AddressCombo.h"
 
+#include <QKeyEvent>
 #include <QLineEdit>
 
 namespace korvan {
@@ -29,10 +30,21 @@ AddressCombo::AddressCombo(QWidget *parent) : QComboBox(parent)
     // Enter changes the folder; the combo must not add the typed text by itself.
     setInsertPolicy(QComboBox::NoInsert);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-    connect(lineEdit(), &QLineEdit::returnPressed, this, [this] {
-        if (!currentText().isEmpty())
-            emit folderEntered(FolderFromTypedAddress(currentText()));
-    });
+    // Enter is taken on the line edit itself: the combo would pass the key on to
+    // its line edit once more, and a second request would reload the list.
+    lineEdit()->installEventFilter(this);
+}
+
+bool AddressCombo::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched != lineEdit() || event->type() != QEvent::KeyPress)
+        return QComboBox::eventFilter(watched, event);
+    const int key = static_cast<QKeyEvent *>(event)->key();
+    if (key != Qt::Key_Return && key != Qt::Key_Enter)
+        return QComboBox::eventFilter(watched, event);
+    if (!currentText().isEmpty())
+        emit folderEntered(FolderFromTypedAddress(currentText()));
+    return true;
 }
 
 void AddressCombo::ShowAddressInCombo(const QString &server, const QString &folder)

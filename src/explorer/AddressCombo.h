@@ -22,6 +22,9 @@ public:
 
 signals:
     void folderEntered(const QString &folder);
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
 };
 
 } // namespace korvan

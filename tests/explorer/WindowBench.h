@@ -3,6 +3,7 @@
 // as shown, saving a screenshot. KORVAN_TEST_LOG=1 prints the window's log.
 #pragma once
 
+#include "explorer/AddressCombo.h"
 #include "explorer/FileListModel.h"
 #include "explorer/FileListView.h"
 #include "explorer/FolderTree.h"
@@ -13,7 +14,9 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QLabel>
 #include <QLineEdit>
+#include <QPainter>
 #include <QPushButton>
 #include <QTest>
 #include <QTimer>
@@ -47,6 +50,17 @@ struct WindowBench {
         return names;
     }
 
+    // Enter pressed after typing text into the address combo; back when the list
+    // has been filled.
+    void typeAddress(const QString &text)
+    {
+        window.SetStatusText({});
+        QLineEdit *edit = window.addressCombo()->lineEdit();
+        edit->setText(text);
+        QTest::keyClick(edit, Qt::Key_Return);
+        QTRY_VERIFY(window.statusText().endsWith(u"FILES OR FOLDERS"_qs));
+    }
+
     int rowOf(const QString &name) const { return window.listModel()->rowOfName(name); }
 
     // The sub-folder names of a tree node, as shown.
@@ -78,6 +92,16 @@ inline void whenModal(std::function<void(QWidget *)> answer)
     poll->start(5);
 }
 
+// "<title>: <text>" of a question box.
+inline QString questionOf(QWidget *box)
+{
+    for (const QLabel *label : box->findChildren<QLabel *>()) {
+        if (label->accessibleName() == u"Question")
+            return box->windowTitle() + u": "_qs + label->text();
+    }
+    return {};
+}
+
 inline void clickChild(QWidget *box, const QString &objectName)
 {
     if (auto *button = box->findChild<QPushButton *>(objectName))
@@ -104,9 +128,19 @@ inline QString screenshotPath(const QString &name)
     return dir + u'/' + name + u".png"_qs;
 }
 
+// The widget with the dialogs that float over it (the progress dialog, a question)
+// drawn where they stand, as the user sees them.
 inline void saveScreenshot(QWidget *widget, const QString &name)
 {
-    QVERIFY(widget->grab().save(screenshotPath(name)));
+    QPixmap shot = widget->grab();
+    QPainter painter(&shot);
+    for (QWidget *top : QApplication::topLevelWidgets()) {
+        const QWidget *owner = top->parentWidget();
+        if (top != widget && top->isVisible() && owner && owner->window() == widget->window())
+            painter.drawPixmap(widget->mapFromGlobal(top->mapToGlobal(QPoint(0, 0))), top->grab());
+    }
+    painter.end();
+    QVERIFY(shot.save(screenshotPath(name)));
 }
 
 } // namespace korvan::test
