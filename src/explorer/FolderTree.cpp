@@ -147,9 +147,11 @@ void FolderTree::addFolderChildren(QTreeWidgetItem *node, const cFTPList &list)
         if (isPlaceholder(node->child(i)))
             delete node->takeChild(i);
     }
-    // Nodes made earlier for a typed address stay; the others are added.
+    // Nodes made earlier for a typed address stay; the others are added. A link
+    // to a sibling folder has that folder's key but a node of its own.
     for (qint32 i = 0; i < list.FileNumb(); ++i) {
-        if (list.IsFolder(i) && !childWithKey(node, list.Path(i)))
+        const QTreeWidgetItem *made = childWithKey(node, list.Path(i));
+        if (list.IsFolder(i) && !(made && made->text(0) == list.FileName(i)))
             newNode(node, list.Path(i), list.FileName(i), list.IsLink(i));
     }
 }
