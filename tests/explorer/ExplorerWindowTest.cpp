@@ -36,6 +36,8 @@ private slots:
     void sortTwice();
     void selectAllAndInvert_data();
     void selectAllAndInvert();
+    void rightClickRule_data();
+    void rightClickRule();
     void splitterClamps_data();
     void splitterClamps();
     void secondServerShowsOnlyItsFolders();
@@ -256,6 +258,40 @@ void ExplorerWindowTest::selectAllAndInvert()
     QCOMPARE(window.statusText(), status);
     QCOMPARE(list->selectedCount(), status.section(u' ', 0, 0).toInt());
     QCOMPARE(list->isRowSelected(2), thirdSelected);
+}
+
+void ExplorerWindowTest::rightClickRule_data()
+{
+    QTest::addColumn<QList<int>>("selectedBefore");
+    QTest::addColumn<int>("clicked"); // -1: empty space below the rows
+    QTest::addColumn<QList<int>>("selectedAfter");
+    QTest::newRow("unselected entry: selected alone") << QList<int>{0, 1} << 4 << QList<int>{4};
+    QTest::newRow("selected entry: selection kept") << QList<int>{0, 1} << 1 << QList<int>{0, 1};
+    QTest::newRow("empty space: selection kept") << QList<int>{2} << -1 << QList<int>{2};
+}
+
+// The right button picks what the menu acts on, and the menu opens at the mouse.
+void ExplorerWindowTest::rightClickRule()
+{
+    QFETCH(QList<int>, selectedBefore);
+    QFETCH(int, clicked);
+    QFETCH(QList<int>, selectedAfter);
+    fFTPMain &window = shared->window;
+    window.actions()->viewStyle(3)->trigger();
+    openRoot();
+    FileListView *list = window.listView();
+    list->selectOnly(selectedBefore.first());
+    for (int row : selectedBefore.mid(1))
+        list->currentView()->selectionModel()->select(window.listModel()->index(row, 0),
+                                                      QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    QWidget *viewport = list->currentView()->viewport();
+    const QPoint at = clicked >= 0 ? CenterInViewport(list, clicked) : QPoint(20, viewport->height() - 5);
+    QTest::mousePress(viewport, Qt::RightButton, {}, at);
+    QMenu *menu = window.actions()->mnuFTP;
+    QTRY_VERIFY(menu->isVisible());
+    menu->hide();
+    QCOMPARE(list->selectedRows(), selectedAfter);
+    QCOMPARE(window.actions()->command(ExplorerActions::Delete)->isEnabled(), true);
 }
 
 void ExplorerWindowTest::splitterClamps_data()
