@@ -126,6 +126,7 @@ void ExplorerActions::buildToolBars(QWidget *window)
             tool->setEnabled(shared->isEnabled());
         }
         tBar1->addAction(tool);
+        tBar1->widgetForAction(tool)->setAccessibleName(QString::fromLatin1(button.toolTip));
     }
 
     tBar2 = new QToolBar(window);
@@ -140,6 +141,7 @@ void ExplorerActions::buildToolBars(QWidget *window)
     treeToggle->setCheckable(true);
     treeToggle->setChecked(true);
     tBar2->addAction(treeToggle);
+    tBar2->widgetForAction(treeToggle)->setAccessibleName(treeToggle->toolTip());
 }
 
 void ExplorerActions::apply(const CommandStates &states)

@@ -119,7 +119,8 @@ void MainLayout::layOut()
     for (QWidget *bar : {tBar2, tBar1}) {
         const int barWidth = bar->sizeHint().width();
         bar->setGeometry(x, 0, barWidth, band);
-        x += barWidth;
+        // A gap tells the tree toggle from the connection buttons.
+        x += barWidth + 2 * kMargin;
     }
     const int comboHeight = cmbURL->sizeHint().height();
     cmbURL->setGeometry(x + kMargin, (band - comboHeight) / 2, std::max(0, width - x - 2 * kMargin), comboHeight);

@@ -36,6 +36,7 @@ constexpr int kRetryIdleMs = 20;
 fFTPMain::fFTPMain(QWidget *parent) : QMainWindow(parent)
 {
     setObjectName(u"fFTPMain"_qs);
+    setAccessibleName(u"fFTPMain"_qs);
     ShellIcons::ensureIconTheme();
     ui = std::make_unique<WindowUi>(*this);
     ftp = std::make_unique<FtpSession>(*ui);
