@@ -1,7 +1,8 @@
 // The explorer's commands against real servers, checked on the server's disk and
 // in what the window shows: downloads and uploads of trees with the progress
 // dialog (one cancelled), the command states around a transfer, rename, make
-// folder, recursive delete (both ways RMD names a folder), closing mid-transfer.
+// folder, recursive delete (both ways RMD names a folder), closing or
+// disconnecting mid-transfer.
 
 #include "WindowBench.h"
 
@@ -27,7 +28,8 @@ private slots:
     void makeFolder();
     void deleteNestedTree_data();
     void deleteNestedTree();
-    void closeWhileTransferRuns();
+    void stopWhileTransferRuns_data();
+    void stopWhileTransferRuns();
 };
 
 // Enabled commands as letters in menu order (see ExplorerRulesTest).
@@ -229,9 +231,18 @@ void ExplorerOperationsTest::deleteNestedTree()
     QTRY_COMPARE(bench.rowOf(selected), -1);
 }
 
-// No question: the data connection goes, the window closes, the session ends.
-void ExplorerOperationsTest::closeWhileTransferRuns()
+void ExplorerOperationsTest::stopWhileTransferRuns_data()
 {
+    QTest::addColumn<bool>("closeWindow"); // else Disconnect from the menu
+    QTest::newRow("closing the window") << true;
+    QTest::newRow("disconnecting") << false;
+}
+
+// No question either way: the data connection goes and the session ends; a closed
+// window is gone, a disconnected one stays, empty, ready to connect again.
+void ExplorerOperationsTest::stopWhileTransferRuns()
+{
+    QFETCH(bool, closeWindow);
     WindowBench bench(ServerKind::Pyftpdlib);
     START_OR_FAIL(bench.server);
     const qint64 bigSize = qint64(1) << 30;
@@ -240,22 +251,33 @@ void ExplorerOperationsTest::closeWhileTransferRuns()
     fFTPMain &window = bench.window;
     SelectOnly(bench, u"big.bin"_qs);
     bool questionAsked = false;
+    bool stopped = false;
     auto *watch = new QTimer(this);
     connect(watch, &QTimer::timeout, this, [&] {
         questionAsked = questionAsked || QApplication::activeModalWidget();
-        if (window.progressDialog()->Busy() && window.isVisible())
+        if (stopped || !window.progressDialog()->Busy())
+            return;
+        stopped = true;
+        if (closeWindow)
             window.close();
+        else
+            window.actions()->command(ExplorerActions::Disconnect)->trigger();
     });
     watch->start(1);
     QTemporaryDir local;
     QVERIFY(!window.DownloadSelection(local.path()));
-    QTRY_VERIFY(!window.isVisible());
+    QTRY_VERIFY(window.isVisible() != closeWindow);
+    QTRY_COMPARE(window.session().controlSocket().state(), SocketState::Closed);
     watch->stop();
     QVERIFY(!questionAsked);
     QVERIFY(QFileInfo(local.path() + u"/big.bin"_qs).size() < bigSize);
     QCOMPARE(window.session().dataSocket().state(), SocketState::Closed);
-    QCOMPARE(window.session().controlSocket().state(), SocketState::Closed);
     QVERIFY(window.logPane()->toPlainText().contains(u"QUIT"_qs));
+    if (!closeWindow) {
+        QTRY_COMPARE(window.tree()->topLevelItemCount(), 0);
+        QCOMPARE(bench.rowNames(), QStringList());
+        QTRY_COMPARE(EnabledCommands(window), u"CQ"_qs);
+    }
 }
 
 QTEST_MAIN(ExplorerOperationsTest)
