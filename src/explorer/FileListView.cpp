@@ -10,6 +10,7 @@
 #include <QItemSelectionModel>
 #include <QListView>
 #include <QMouseEvent>
+#include <QRegularExpression>
 #include <QStyledItemDelegate>
 #include <QTreeView>
 
@@ -44,10 +45,23 @@ class CellDelegate : public QStyledItemDelegate {
 public:
     using QStyledItemDelegate::QStyledItemDelegate;
     QSize cell;
+    bool wrapNames = false;
 
     QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override
     {
         return cell.isValid() ? cell : QStyledItemDelegate::sizeHint(option, index);
+    }
+
+protected:
+    // Under a large icon a name wraps only at blanks; file names rather run on
+    // with "-", "_" and ".": let the line break after those too, as the shell does.
+    void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override
+    {
+        QStyledItemDelegate::initStyleOption(option, index);
+        if (!wrapNames)
+            return;
+        static const QRegularExpression breakAfter(QStringLiteral("([-_.])(?=.)"));
+        option->text.replace(breakAfter, QStringLiteral("\\1\u200B"));
     }
 };
 
@@ -142,6 +156,7 @@ void FileListView::configureListView(int listStyle)
     listView->setSpacing(large ? 6 : 0);
     listView->setGridSize(QSize());
     // Large Icons: two lines of name under the icon; the others: one line beside it.
+    cellDelegate->wrapNames = large;
     cellDelegate->cell = large ? QSize(qMax(76, metrics.averageCharWidth() * 13), 32 + 2 * textLine + 10)
                                : QSize(16 + 10 + metrics.averageCharWidth() * 26, qMax(20, textLine + 4));
     listView->doItemsLayout();
