@@ -125,6 +125,8 @@ QString askInput(QWidget *parent, const QString &prompt, const QString &title, c
     auto *edit = new QLineEdit(defaultText, &dialog);
     edit->setObjectName(QStringLiteral("InputText"));
     edit->setAccessibleName(prompt);
+    // Room for a long file or folder name.
+    edit->setMinimumWidth(edit->fontMetrics().averageCharWidth() * 48);
     edit->selectAll();
     label->setBuddy(edit);
 
