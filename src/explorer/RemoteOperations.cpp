@@ -211,7 +211,8 @@ bool RemoteOperations::Delete()
         return false;
     }
     const QString currentDir = session.sCurrentDir;
-    const cFTPList *current = window.folders().cachedList(currentDir);
+    // The listing the rows stand for: the current folder's, as the list shows it.
+    const cFTPList *current = model.listing();
     QStringList visit;
     QStringList files;
     for (int row : view.selectedRows()) {
