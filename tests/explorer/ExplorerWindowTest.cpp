@@ -40,6 +40,8 @@ private slots:
     void rightClickRule();
     void splitterClamps_data();
     void splitterClamps();
+    void connectThroughTheDialog_data();
+    void connectThroughTheDialog();
     void secondServerShowsOnlyItsFolders();
 
 private:
@@ -320,6 +322,41 @@ void ExplorerWindowTest::splitterClamps()
     const QWidget *log = shared->window.logPane();
     QCOMPARE(log->geometry().top(), grip->geometry().bottom() + 1);
     layout->setSplitterPercent(50);
+}
+
+void ExplorerWindowTest::connectThroughTheDialog_data()
+{
+    QTest::addColumn<int>("entry");
+    QTest::addColumn<bool>("cancelled");
+    QTest::newRow("Connect, cancelled") << int(ExplorerActions::Connect) << true;
+    QTest::newRow("Connect") << int(ExplorerActions::Connect) << false;
+    QTest::newRow("Quick Connect") << int(ExplorerActions::QuickConnect) << false;
+}
+
+// The menu entry opens the connect dialog (site manager or quick connect), which
+// fills the settings; the window logs on with them unless the user cancelled.
+void ExplorerWindowTest::connectThroughTheDialog()
+{
+    QFETCH(int, entry);
+    QFETCH(bool, cancelled);
+    WindowBench bench(ServerKind::Pyftpdlib);
+    START_OR_FAIL(bench.server);
+    QVERIFY(writeTree(bench.server.rootDir(), {{u"here.txt"_qs, 5}}));
+    fFTPMain &window = bench.window;
+    window.show();
+    QList<bool> dialogs;
+    window.setConnectDialog([&](bool bQuick) {
+        dialogs << bQuick;
+        pointSettingsAt(bench.server, true);
+        return !cancelled;
+    });
+    window.actions()->command(ExplorerActions::Command(entry))->trigger();
+    QTRY_COMPARE(dialogs, QList<bool>{entry == ExplorerActions::QuickConnect});
+    QTRY_COMPARE(bench.rowNames(), cancelled ? QStringList() : QStringList{u"here.txt"_qs});
+    QCOMPARE(window.connected(), !cancelled);
+    QCOMPARE(window.windowTitle(), cancelled ? u"FTP"_qs : bench.server.host());
+    // Every command of the menu ends with an empty status text.
+    QTRY_COMPARE(window.statusText(), QString());
 }
 
 void ExplorerWindowTest::secondServerShowsOnlyItsFolders()
