@@ -109,7 +109,7 @@ IconCache &FilledCache()
     return cache;
 }
 
-// The link arrow, drawn: a white disc with a curved arrow, readable on any icon.
+// The link arrow, drawn: a curved arrow on a small white tile, readable on any icon.
 void PaintLinkArrow(QPainter &painter, const QRectF &box)
 {
     painter.setRenderHint(QPainter::Antialiasing);
