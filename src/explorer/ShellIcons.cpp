@@ -136,7 +136,28 @@ void PaintLinkArrow(QPainter &painter, const QRectF &box)
     painter.drawPath(head);
 }
 
-QPixmap WithArrow(const QPixmap &base, int size)
+// "Up one level": a bold arrow pointing up, drawn over a folder.
+void PaintUpArrow(QPainter &painter, const QRectF &box)
+{
+    painter.setRenderHint(QPainter::Antialiasing);
+    const qreal w = box.width();
+    const qreal h = box.height();
+    QPainterPath arrow;
+    arrow.moveTo(box.left() + w / 2, box.top());
+    arrow.lineTo(box.right(), box.top() + h * 0.5);
+    arrow.lineTo(box.left() + w * 0.68, box.top() + h * 0.5);
+    arrow.lineTo(box.left() + w * 0.68, box.bottom());
+    arrow.lineTo(box.left() + w * 0.32, box.bottom());
+    arrow.lineTo(box.left() + w * 0.32, box.top() + h * 0.5);
+    arrow.lineTo(box.left(), box.top() + h * 0.5);
+    arrow.closeSubpath();
+    painter.setPen(QPen(QColor(20, 80, 30), qMax(1.0, w / 14), Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    painter.setBrush(QColor(60, 170, 70));
+    painter.drawPath(arrow);
+}
+
+// `base` at `size` with an emblem painted over it.
+QPixmap WithEmblem(const QPixmap &base, int size, void (*paintEmblem)(QPainter &, const QRectF &), const QRectF &box)
 {
     QPixmap result(size, size);
     result.fill(Qt::transparent);
@@ -144,9 +165,28 @@ QPixmap WithArrow(const QPixmap &base, int size)
     // A theme without this size gives a smaller image: centre it rather than blur it.
     const QSizeF baseSize = base.deviceIndependentSize();
     painter.drawPixmap(QPointF((size - baseSize.width()) / 2, (size - baseSize.height()) / 2), base);
-    const qreal arrow = qMax(7.0, size * 0.5);
-    PaintLinkArrow(painter, QRectF(0, size - arrow, arrow, arrow));
+    paintEmblem(painter, box);
     return result;
+}
+
+QPixmap WithArrow(const QPixmap &base, int size)
+{
+    const qreal arrow = qMax(7.0, size * 0.5);
+    return WithEmblem(base, size, PaintLinkArrow, QRectF(0, size - arrow, arrow, arrow));
+}
+
+// The parent-folder image: the theme's folder with an arrow up. Themes name "go-up"
+// a plain arrow, which some (Adwaita) draw so pale it reads as disabled.
+QIcon ParentFolderIcon()
+{
+    const QIcon folder = ThemeIcon({"folder"});
+    QIcon icon;
+    for (const int size : kIconSizes) {
+        const qreal arrow = size * 0.62;
+        icon.addPixmap(WithEmblem(folder.pixmap(size), size, PaintUpArrow,
+                                  QRectF(size - arrow - size * 0.04, 0, arrow, arrow * 1.05)));
+    }
+    return icon;
 }
 
 } // namespace
@@ -252,7 +292,7 @@ QIcon ShellIcons::toolBarIcon(const QString &key)
     if (key == u"Disconnect")
         return ThemeIcon({"network-disconnect", "network-offline", "network-wired-disconnected"});
     if (key == u"GoUp")
-        return ThemeIcon({"go-up", "go-up-symbolic"});
+        return ParentFolderIcon();
     return {};
 }
 
