@@ -4,6 +4,7 @@
 // memory above its idle size.
 // The last line reads "throughput_ratio_vs_curl GET PUT" with the passive figures.
 
+#include "ResidentMemory.h"
 #include "fixtures/HeadlessUi.h"
 #include "ftp/FtpSession.h"
 #include "korvan/FtpSettings.h"
@@ -43,18 +44,6 @@ bool writeTestFile(const QString &path, qint64 size)
     return true;
 }
 
-qint64 residentKiB()
-{
-    QFile status("/proc/self/status");
-    if (!status.open(QIODevice::ReadOnly))
-        return 0;
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').first().toLongLong();
-    }
-    return 0;
-}
-
 double megabytesPerSecond(qint64 bytes, qint64 nanoseconds)
 {
     return nanoseconds > 0 ? double(bytes) / 1e6 / (double(nanoseconds) / 1e9) : 0;
@@ -87,10 +76,10 @@ class MemoryWatch {
 public:
     explicit MemoryWatch(qint64 idleKiB) : idle(idleKiB)
     {
-        QObject::connect(&timer, &QTimer::timeout, [this] { peak = qMax(peak, residentKiB() - idle); });
+        QObject::connect(&timer, &QTimer::timeout, [this] { peak = qMax(peak, korvan::bench::ResidentKiB() - idle); });
         timer.start(50);
     }
-    qint64 peakExtraKiB() const { return qMax(peak, residentKiB() - idle); }
+    qint64 peakExtraKiB() const { return qMax(peak, korvan::bench::ResidentKiB() - idle); }
 
 private:
     qint64 idle;
@@ -131,7 +120,7 @@ struct Runner {
         FtpSession session(ui, settings);
         if (!session.LogOn() || !session.SetType("I"))
             return false;
-        const qint64 idle = residentKiB();
+        const qint64 idle = korvan::bench::ResidentKiB();
         MemoryWatch watch(idle);
         QElapsedTimer clock;
 

@@ -2,6 +2,8 @@
 // The one way the FTP engines reach the user. The explorer window implements it
 // with widgets; tests and the command-line client implement it without them.
 
+#include "shell/QuestionAnswer.h"
+
 #include <QString>
 #include <QtGlobal>
 
@@ -16,8 +18,6 @@ enum class LogColour : quint32 {
 };
 
 enum class StatusPane : int { Main = 1, Wait = 2 };
-
-enum class QuestionAnswer : int { Yes = 0, No = 1 };
 
 class SessionUi {
 public:

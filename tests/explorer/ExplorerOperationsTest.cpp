@@ -1,0 +1,284 @@
+// The explorer's commands against real servers, checked on the server's disk and
+// in what the window shows: downloads and uploads of trees with the progress
+// dialog (one cancelled), the command states around a transfer, rename, make
+// folder, recursive delete (both ways RMD names a folder), closing or
+// disconnecting mid-transfer.
+
+#include "WindowBench.h"
+
+#include "explorer/ExplorerActions.h"
+#include "fixtures/TestFiles.h"
+#include "ftp/FtpSession.h"
+#include "transfer/TransferText.h"
+#include "transfer/dialog/fFTPProgress.h"
+
+#include <QTemporaryDir>
+
+using namespace korvan;
+using namespace korvan::test;
+
+class ExplorerOperationsTest : public QObject {
+    Q_OBJECT
+private slots:
+    void downloadTreeCancelled_data();
+    void downloadTreeCancelled();
+    void uploadTreeThenRefresh_data();
+    void uploadTreeThenRefresh();
+    void renameThroughInputBox();
+    void makeFolder();
+    void deleteNestedTree_data();
+    void deleteNestedTree();
+    void stopWhileTransferRuns_data();
+    void stopWhileTransferRuns();
+};
+
+// Enabled commands as letters in menu order (see ExplorerRulesTest).
+static QString EnabledCommands(fFTPMain &window)
+{
+    window.UpdateCommandStates();
+    const ExplorerActions &a = *window.actions();
+    const std::pair<QAction *, char> entries[] = {
+        {a.command(ExplorerActions::MakeDir), 'M'},      {a.command(ExplorerActions::Rename), 'R'},
+        {a.command(ExplorerActions::Delete), 'D'},       {a.command(ExplorerActions::Abort), 'A'},
+        {a.command(ExplorerActions::Refresh), 'F'},      {a.command(ExplorerActions::Connect), 'C'},
+        {a.command(ExplorerActions::QuickConnect), 'Q'}, {a.command(ExplorerActions::Disconnect), 'X'},
+        {a.command(ExplorerActions::SwitchPassive), 'P'}, {a.selectAll, 'S'},
+        {a.invertSelection, 'I'},                        {a.goUp, 'U'}};
+    QString letters;
+    for (const auto &[action, letter] : entries) {
+        if (action->isEnabled())
+            letters += QLatin1Char(letter);
+    }
+    return letters;
+}
+
+// A file of `size` zero bytes, made without writing them.
+static void WriteSparse(const QString &path, qint64 size)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QVERIFY(file.resize(size));
+}
+
+// As a user clicks it: once the menu shows it enabled.
+static void Trigger(fFTPMain &window, ExplorerActions::Command command)
+{
+    QAction *action = window.actions()->command(command);
+    QTRY_VERIFY(action->isEnabled());
+    action->trigger();
+}
+
+static void SelectOnly(WindowBench &bench, const QString &name)
+{
+    const int row = bench.rowOf(name);
+    QVERIFY2(row >= 0, qPrintable(name));
+    bench.window.listView()->selectOnly(row);
+}
+
+void ExplorerOperationsTest::downloadTreeCancelled_data()
+{
+    QTest::addColumn<ServerKind>("kind");
+    QTest::addColumn<bool>("passive");
+    QTest::newRow("pyftpdlib passive") << ServerKind::Pyftpdlib << true;
+    QTest::newRow("vsftpd active") << ServerKind::Vsftpd << false;
+}
+
+// The small files of the top folder come first, the big one of the sub-folder
+// after them; the user cancels while the big one runs.
+void ExplorerOperationsTest::downloadTreeCancelled()
+{
+    QFETCH(ServerKind, kind);
+    QFETCH(bool, passive);
+    WindowBench bench(kind);
+    START_OR_FAIL(bench.server);
+    const QString root = bench.server.rootDir();
+    const QList<TreeFile> small = {{u"top/one.txt"_qs, 1000}, {u"top/two.txt"_qs, 70000}};
+    QVERIFY(writeTree(root, small));
+    QVERIFY(QDir().mkpath(root + u"/top/sub"_qs));
+    const qint64 bigSize = qint64(1) << 30;
+    WriteSparse(root + u"/top/sub/big.bin"_qs, bigSize);
+    bench.server.handOver();
+    fFTPMain &window = bench.window;
+    QCOMPARE(EnabledCommands(window), u"CQ"_qs);
+    QVERIFY(bench.connect(passive));
+    SelectOnly(bench, u"top"_qs);
+    const QString connectedStates = EnabledCommands(window);
+    QCOMPARE(connectedStates, u"MRDAFXPSI"_qs);
+
+    QString statesDuringTransfer;
+    QString questionSeen;
+    auto *watch = new QTimer(this);
+    connect(watch, &QTimer::timeout, this, [&] {
+        fFTPProgress *dialog = window.progressDialog();
+        if (!window.statusText().contains(u"BIG.BIN"_qs) || !dialog->Busy())
+            return;
+        watch->stop();
+        statesDuringTransfer = EnabledCommands(window);
+        saveScreenshot(&window, u"transfer-running"_qs);
+        whenModal([&](QWidget *box) {
+            questionSeen = questionOf(box);
+            clickChild(box, u"FirstButton"_qs);
+        });
+        clickChild(dialog, u"cmdCancel"_qs);
+    });
+    watch->start(1);
+    QTemporaryDir local;
+    QVERIFY(!window.DownloadSelection(local.path()));
+
+    QCOMPARE(statesDuringTransfer, u"XP"_qs);
+    QCOMPARE(questionSeen, u"Vantrel: Stop FTP uploading/downloading commands ?"_qs);
+    QCOMPARE(readFile(local.path() + u"/top/one.txt"_qs), contentOf(u"top/one.txt"_qs, 1000));
+    QCOMPARE(readFile(local.path() + u"/top/two.txt"_qs), contentOf(u"top/two.txt"_qs, 70000));
+    QVERIFY(QFileInfo(local.path() + u"/top/sub/big.bin"_qs).size() < bigSize);
+    const QString log = window.logPane()->toPlainText();
+    QVERIFY(log.contains(FileSucceededMessage(TransferDirection::Download, u"top/two.txt"_qs)));
+    QVERIFY(log.contains(BatchAbortedMessage(TransferDirection::Download)));
+    QVERIFY(!log.contains(FileSucceededMessage(TransferDirection::Download, u"top/sub/big.bin"_qs)));
+    QVERIFY(!window.progressDialog()->Busy());
+    QTRY_COMPARE(EnabledCommands(window), connectedStates);
+}
+
+void ExplorerOperationsTest::uploadTreeThenRefresh_data()
+{
+    addServerRows({ServerKind::Pyftpdlib, ServerKind::Vsftpd});
+}
+
+void ExplorerOperationsTest::uploadTreeThenRefresh()
+{
+    QFETCH(ServerKind, kind);
+    WindowBench bench(kind);
+    START_OR_FAIL(bench.server);
+    QTemporaryDir local;
+    const QList<TreeFile> files = {{u"up/a.txt"_qs, 3000}, {u"up/b/c.bin"_qs, 200000}, {u"up/b/d/e.txt"_qs, 17}};
+    QVERIFY(writeTree(local.path(), files, {u"up/empty"_qs}));
+    QVERIFY(bench.connect());
+    QCOMPARE(bench.rowNames(), QStringList());
+
+    QVERIFY(bench.window.UploadPaths({local.path() + u"/up"_qs}));
+    QCOMPARE(describe(treeOf(bench.server.rootDir() + u"/up"_qs)), describe(treeOf(local.path() + u"/up"_qs)));
+    // The folder was listed again after the upload.
+    QCOMPARE(bench.rowNames(), QStringList{u"up"_qs});
+    QCOMPARE(bench.treeChildren(u"/"_qs), QStringList{u"up"_qs});
+}
+
+void ExplorerOperationsTest::renameThroughInputBox()
+{
+    WindowBench bench(ServerKind::Pyftpdlib);
+    START_OR_FAIL(bench.server);
+    QVERIFY(writeTree(bench.server.rootDir(), {{u"old.txt"_qs, 10}, {u"other.txt"_qs, 20}}));
+    QVERIFY(bench.connect());
+    SelectOnly(bench, u"old.txt"_qs);
+    QString defaultSeen;
+    answerInput(u"new.txt"_qs, &defaultSeen);
+    Trigger(bench.window, ExplorerActions::Rename);
+    QTRY_COMPARE(bench.rowNames(), (QStringList{u"new.txt"_qs, u"other.txt"_qs}));
+    QCOMPARE(defaultSeen, u"old.txt"_qs);
+    QCOMPARE(readFile(bench.server.rootDir() + u"/new.txt"_qs), contentOf(u"old.txt"_qs, 10));
+}
+
+void ExplorerOperationsTest::makeFolder()
+{
+    WindowBench bench(ServerKind::Vsftpd);
+    START_OR_FAIL(bench.server);
+    QVERIFY(bench.connect());
+    answerInput(u"made"_qs);
+    Trigger(bench.window, ExplorerActions::MakeDir);
+    QTRY_COMPARE(bench.rowNames(), QStringList{u"made"_qs});
+    QVERIFY(QFileInfo(bench.server.rootDir() + u"/made"_qs).isDir());
+    QCOMPARE(bench.treeChildren(u"/"_qs), QStringList{u"made"_qs});
+}
+
+void ExplorerOperationsTest::deleteNestedTree_data()
+{
+    QTest::addColumn<QString>("folder");  // where the user is
+    QTest::addColumn<QString>("selected");
+    QTest::addColumn<QStringList>("kept"); // what must stay on the server
+    // At the root, removing every "/" would turn /a/b/c into "abc".
+    QTest::newRow("in the root") << "/" << "a" << QStringList{"abc", "keep.txt"};
+    // In /x, removing every "/x" would send /x/y/x as "/y".
+    QTest::newRow("current folder recurs deeper") << "/x/" << "y" << QStringList{"y", "x/keep.txt"};
+}
+
+void ExplorerOperationsTest::deleteNestedTree()
+{
+    QFETCH(QString, folder);
+    QFETCH(QString, selected);
+    QFETCH(QStringList, kept);
+    WindowBench bench(ServerKind::Vsftpd);
+    START_OR_FAIL(bench.server);
+    const QString root = bench.server.rootDir();
+    const QString base = folder.mid(1);
+    QVERIFY(writeTree(root, {{base + selected + u"/f.txt"_qs, 5}, {base + selected + u"/b/g.txt"_qs, 6},
+                             {base + selected + u"/b/x/h.txt"_qs, 7}, {base + u"keep.txt"_qs, 8}},
+                      {u"abc"_qs, u"y"_qs, base + selected + u"/b/x/c"_qs}));
+    bench.server.handOver();
+    QVERIFY(bench.connect());
+    bench.typeAddress(folder);
+    SelectOnly(bench, selected);
+
+    QString questionSeen;
+    whenModal([&](QWidget *box) {
+        questionSeen = questionOf(box);
+        if (QTest::currentDataTag() == QByteArray("in the root"))
+            saveScreenshot(&bench.window, u"delete-question"_qs);
+        clickChild(box, u"FirstButton"_qs);
+    });
+    Trigger(bench.window, ExplorerActions::Delete);
+    QTRY_VERIFY(!QFileInfo::exists(root + folder + selected));
+    QCOMPARE(questionSeen, u"Deleting...: Delete selected 1 files and folders ?"_qs);
+    for (const QString &path : kept)
+        QVERIFY2(QFileInfo::exists(root + u'/' + path), qPrintable(path));
+    QTRY_COMPARE(bench.rowOf(selected), -1);
+}
+
+void ExplorerOperationsTest::stopWhileTransferRuns_data()
+{
+    QTest::addColumn<bool>("closeWindow"); // else Disconnect from the menu
+    QTest::newRow("closing the window") << true;
+    QTest::newRow("disconnecting") << false;
+}
+
+// No question either way: the data connection goes and the session ends; a closed
+// window is gone, a disconnected one stays, empty, ready to connect again.
+void ExplorerOperationsTest::stopWhileTransferRuns()
+{
+    QFETCH(bool, closeWindow);
+    WindowBench bench(ServerKind::Pyftpdlib);
+    START_OR_FAIL(bench.server);
+    const qint64 bigSize = qint64(1) << 30;
+    WriteSparse(bench.server.rootDir() + u"/big.bin"_qs, bigSize);
+    QVERIFY(bench.connect());
+    fFTPMain &window = bench.window;
+    SelectOnly(bench, u"big.bin"_qs);
+    bool questionAsked = false;
+    bool stopped = false;
+    auto *watch = new QTimer(this);
+    connect(watch, &QTimer::timeout, this, [&] {
+        questionAsked = questionAsked || QApplication::activeModalWidget();
+        if (stopped || !window.progressDialog()->Busy())
+            return;
+        stopped = true;
+        if (closeWindow)
+            window.close();
+        else
+            window.actions()->command(ExplorerActions::Disconnect)->trigger();
+    });
+    watch->start(1);
+    QTemporaryDir local;
+    QVERIFY(!window.DownloadSelection(local.path()));
+    QTRY_VERIFY(window.isVisible() != closeWindow);
+    QTRY_COMPARE(window.session().controlSocket().state(), SocketState::Closed);
+    watch->stop();
+    QVERIFY(!questionAsked);
+    QVERIFY(QFileInfo(local.path() + u"/big.bin"_qs).size() < bigSize);
+    QCOMPARE(window.session().dataSocket().state(), SocketState::Closed);
+    QVERIFY(window.logPane()->toPlainText().contains(u"QUIT"_qs));
+    if (!closeWindow) {
+        QTRY_COMPARE(window.tree()->topLevelItemCount(), 0);
+        QCOMPARE(bench.rowNames(), QStringList());
+        QTRY_COMPARE(EnabledCommands(window), u"CQ"_qs);
+    }
+}
+
+QTEST_MAIN(ExplorerOperationsTest)
+#include "ExplorerOperationsTest.moc"

@@ -1,0 +1,383 @@
+// The explorer window against real servers, as a user drives it: browsing by the
+// tree, by double clicks, upwards and by typed addresses; the four views; sorting
+// by each column twice; selecting; the splitter; a second server after the first.
+
+#include "WindowBench.h"
+
+#include "explorer/AddressCombo.h"
+#include "explorer/ExplorerActions.h"
+#include "explorer/MainLayout.h"
+#include "fixtures/TestFiles.h"
+
+#include <QHeaderView>
+#include <QListView>
+#include <QMenu>
+#include <QMouseEvent>
+#include <QToolBar>
+#include <QTreeView>
+
+#include <memory>
+
+#include <utime.h>
+
+using namespace korvan;
+using namespace korvan::test;
+
+class ExplorerWindowTest : public QObject {
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void browse_data();
+    void browse();
+    void fourViews_data();
+    void fourViews();
+    void sortTwice_data();
+    void sortTwice();
+    void selectAllAndInvert_data();
+    void selectAllAndInvert();
+    void rightClickRule_data();
+    void rightClickRule();
+    void splitterClamps_data();
+    void splitterClamps();
+    void connectThroughTheDialog_data();
+    void connectThroughTheDialog();
+    void secondServerShowsOnlyItsFolders();
+
+private:
+    void openRoot();
+    // One window on pyftpdlib for the cases that only look.
+    std::unique_ptr<WindowBench> shared;
+};
+
+// Folders too, which QFile cannot open.
+static void SetModified(const QString &path, int year)
+{
+    const time_t when = QDateTime(QDate(year, 3, 4), QTime(5, 6)).toSecsSinceEpoch();
+    const utimbuf times{when, when};
+    QCOMPARE(utime(QFile::encodeName(path).constData(), &times), 0);
+}
+
+static QPoint CenterInViewport(FileListView *list, int row)
+{
+    QAbstractItemView *view = list->currentView();
+    return view->viewport()->mapFrom(list, list->visualRectOfRow(row).center());
+}
+
+// As a mouse does it: press, release, press, double click, release (QTest's own
+// double click leaves out the second press, which the item views need).
+static void DoubleClick(QWidget *widget, QPoint pos)
+{
+    QTest::mouseClick(widget, Qt::LeftButton, {}, pos);
+    QTest::mousePress(widget, Qt::LeftButton, {}, pos);
+    QMouseEvent doubleClick(QEvent::MouseButtonDblClick, pos, widget->mapToGlobal(pos), Qt::LeftButton,
+                            Qt::LeftButton, {});
+    QApplication::sendEvent(widget, &doubleClick);
+    QTest::mouseRelease(widget, Qt::LeftButton, {}, pos);
+}
+
+void ExplorerWindowTest::initTestCase()
+{
+    shared = std::make_unique<WindowBench>(ServerKind::Pyftpdlib);
+    START_OR_FAIL(shared->server);
+    const QString root = shared->server.rootDir();
+    // Sizes out of name order ("9" before "10", "1,234" before "12,345"); types,
+    // dates and names each give another order.
+    QVERIFY(writeTree(root, {{u"apple.txt"_qs, 12345}, {u"kiwi.c"_qs, 9}, {u"melon.html"_qs, 1234},
+                             {u"zebra.txt"_qs, 10}},
+                      {u"f1"_qs, u"f2"_qs}));
+    const std::pair<const char *, int> years[] = {{"apple.txt", 2001}, {"kiwi.c", 2015}, {"melon.html", 2005},
+                                                  {"zebra.txt", 2010}, {"f1", 2020},     {"f2", 2019}};
+    for (const auto &[name, year] : years)
+        SetModified(root + u'/' + QLatin1String(name), year);
+    shared->server.handOver();
+    shared->window.resize(900, 620);
+    saveScreenshot(&shared->window, u"window-empty"_qs);
+    QVERIFY(shared->connect());
+    QVERIFY(QTest::qWaitForWindowExposed(&shared->window));
+}
+
+void ExplorerWindowTest::cleanupTestCase()
+{
+    shared.reset();
+}
+
+void ExplorerWindowTest::openRoot()
+{
+    shared->window.SetStatusText({});
+    FolderTree *tree = shared->window.tree();
+    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, tree->visualItemRect(tree->root()).center());
+    QTRY_COMPARE(shared->window.statusText(), u"6 FILES OR FOLDERS"_qs);
+}
+
+void ExplorerWindowTest::browse_data()
+{
+    QTest::addColumn<ServerKind>("kind");
+    QTest::addColumn<bool>("passive");
+    QTest::newRow("pyftpdlib passive") << ServerKind::Pyftpdlib << true;
+    QTest::newRow("vsftpd passive") << ServerKind::Vsftpd << true;
+    QTest::newRow("vsftpd active") << ServerKind::Vsftpd << false;
+}
+
+void ExplorerWindowTest::browse()
+{
+    QFETCH(ServerKind, kind);
+    QFETCH(bool, passive);
+    WindowBench bench(kind);
+    START_OR_FAIL(bench.server);
+    QVERIFY(writeTree(bench.server.rootDir(), {{u"a.txt"_qs, 10}, {u"docs/readme.md"_qs, 20},
+                                               {u"src/main.c"_qs, 30}, {u"src/lib/deep.txt"_qs, 40}}));
+    bench.server.handOver();
+    QVERIFY(bench.connect(passive));
+    fFTPMain &window = bench.window;
+    QCOMPARE(window.windowTitle(), bench.server.host());
+    QCOMPARE(bench.rowNames(), (QStringList{u"docs"_qs, u"src"_qs, u"a.txt"_qs}));
+    QCOMPARE(bench.treeChildren(u"/"_qs), (QStringList{u"docs"_qs, u"src"_qs}));
+    QCOMPARE(window.statusText(), u"CONNECTED TO 127.0.0.1"_qs);
+
+    // A click on a folder of the tree.
+    FolderTree *tree = window.tree();
+    QTreeWidgetItem *src = tree->findNode(u"/src/"_qs);
+    QVERIFY(src);
+    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, tree->visualItemRect(src).center());
+    QTRY_COMPARE(bench.rowNames(), (QStringList{u"lib"_qs, u"main.c"_qs}));
+    QCOMPARE(window.addressCombo()->currentText(), u"ftp://127.0.0.1/src/"_qs);
+
+    // A double click on a folder of the list.
+    FileListView *list = window.listView();
+    // Icon views lay their items out on a later turn of the event loop.
+    QTRY_VERIFY(list->visualRectOfRow(bench.rowOf(u"lib"_qs)).isValid());
+    DoubleClick(list->currentView()->viewport(), CenterInViewport(list, bench.rowOf(u"lib"_qs)));
+    QTRY_COMPARE(bench.rowNames(), QStringList{u"deep.txt"_qs});
+    QCOMPARE(FolderTree::keyOf(tree->selectedNode()), u"/src/lib/"_qs);
+
+    // Go Upward on the tool bar.
+    QToolBar *tBar1 = window.actions()->tBar1;
+    QTRY_VERIFY(window.actions()->goUp->isEnabled());
+    QTest::mouseClick(tBar1->widgetForAction(window.actions()->goUp), Qt::LeftButton);
+    QTRY_COMPARE(bench.rowNames(), (QStringList{u"lib"_qs, u"main.c"_qs}));
+    QCOMPARE(FolderTree::keyOf(tree->selectedNode()), u"/src/"_qs);
+
+    // An address typed into the combo: its server part is ignored.
+    bench.typeAddress(u"ftp://elsewhere/docs"_qs);
+    QTRY_COMPARE(bench.rowNames(), QStringList{u"readme.md"_qs});
+    QCOMPARE(window.addressCombo()->currentText(), u"ftp://127.0.0.1/docs/"_qs);
+    QCOMPARE(window.addressCombo()->count(), 4);
+}
+
+void ExplorerWindowTest::fourViews_data()
+{
+    QTest::addColumn<int>("style");
+    QTest::addColumn<QString>("name");
+    QTest::newRow("Large Icons") << 0 << "large-icons";
+    QTest::newRow("Small Icons") << 1 << "small-icons";
+    QTest::newRow("List") << 2 << "list";
+    QTest::newRow("Details") << 3 << "details";
+}
+
+void ExplorerWindowTest::fourViews()
+{
+    QFETCH(int, style);
+    QFETCH(QString, name);
+    fFTPMain &window = shared->window;
+    openRoot();
+    window.actions()->viewStyle(style)->trigger();
+    FileListView *list = window.listView();
+    QCOMPARE(list->viewStyle(), style);
+    QCOMPARE(qobject_cast<QTreeView *>(list->currentView()) != nullptr, style == 3);
+    emit window.actions()->mnuView->aboutToShow();
+    for (int other = 0; other < 4; ++other)
+        QCOMPARE(window.actions()->viewStyle(other)->isChecked(), other == style);
+    // Every row has its place on screen, the first at the top left.
+    QRect first = list->visualRectOfRow(0);
+    QVERIFY(first.isValid());
+    QVERIFY(list->rect().contains(first.center()));
+    QCOMPARE(list->rowAt(first.center()), 0);
+    saveScreenshot(&window, u"connected-"_qs + name);
+}
+
+void ExplorerWindowTest::sortTwice_data()
+{
+    QTest::addColumn<int>("column");
+    QTest::addColumn<QStringList>("ascending");
+    QTest::newRow("name") << 1 << QStringList{"f1", "f2", "apple.txt", "kiwi.c", "melon.html", "zebra.txt"};
+    QTest::newRow("size") << 2 << QStringList{"f1", "f2", "kiwi.c", "zebra.txt", "melon.html", "apple.txt"};
+    QTest::newRow("type") << 3 << QStringList{"f1", "f2", "kiwi.c", "melon.html", "apple.txt", "zebra.txt"};
+    QTest::newRow("date") << 4 << QStringList{"f2", "f1", "apple.txt", "melon.html", "zebra.txt", "kiwi.c"};
+}
+
+// A folder just opened is sorted by name, ascending; every header click turns the
+// order over, so the first click on a column shows it descending (files first).
+void ExplorerWindowTest::sortTwice()
+{
+    QFETCH(int, column);
+    QFETCH(QStringList, ascending);
+    fFTPMain &window = shared->window;
+    window.actions()->viewStyle(3)->trigger();
+    openRoot();
+    auto *details = qobject_cast<QTreeView *>(window.listView()->currentView());
+    QVERIFY(details);
+    QHeaderView *header = details->header();
+    const QPoint section(header->sectionViewportPosition(column - 1) + header->sectionSize(column - 1) / 2,
+                         header->height() / 2);
+    QStringList descending = ascending;
+    std::reverse(descending.begin(), descending.end());
+    QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, section);
+    QCOMPARE(shared->rowNames(), descending);
+    QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, section);
+    QCOMPARE(shared->rowNames(), ascending);
+}
+
+void ExplorerWindowTest::selectAllAndInvert_data()
+{
+    QTest::addColumn<int>("selectedFirst"); // -1: none
+    QTest::addColumn<bool>("invert");
+    QTest::addColumn<QString>("status");
+    QTest::addColumn<bool>("thirdSelected");
+    QTest::newRow("select all") << -1 << false << "6 FILES AND FOLDERS ARE SELECTED." << true;
+    QTest::newRow("invert nothing selected") << -1 << true << "6 FILES AND FOLDERS ARE SELECTED." << true;
+    QTest::newRow("invert the third selected") << 2 << true << "5 FILES AND FOLDERS ARE SELECTED." << false;
+    QTest::newRow("invert all selected") << 99 << true << "0 FILES AND FOLDERS ARE SELECTED." << false;
+}
+
+void ExplorerWindowTest::selectAllAndInvert()
+{
+    QFETCH(int, selectedFirst);
+    QFETCH(bool, invert);
+    QFETCH(QString, status);
+    QFETCH(bool, thirdSelected);
+    fFTPMain &window = shared->window;
+    openRoot();
+    FileListView *list = window.listView();
+    if (selectedFirst == 99)
+        list->selectAll();
+    else if (selectedFirst >= 0)
+        list->selectOnly(selectedFirst);
+    window.activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(&window));
+    list->currentView()->setFocus();
+    QTest::keyClick(list->currentView(), invert ? Qt::Key_I : Qt::Key_A, Qt::ControlModifier);
+    QCOMPARE(window.statusText(), status);
+    QCOMPARE(list->selectedCount(), status.section(u' ', 0, 0).toInt());
+    QCOMPARE(list->isRowSelected(2), thirdSelected);
+}
+
+void ExplorerWindowTest::rightClickRule_data()
+{
+    QTest::addColumn<QList<int>>("selectedBefore");
+    QTest::addColumn<int>("clicked"); // -1: empty space below the rows
+    QTest::addColumn<QList<int>>("selectedAfter");
+    QTest::newRow("unselected entry: selected alone") << QList<int>{0, 1} << 4 << QList<int>{4};
+    QTest::newRow("selected entry: selection kept") << QList<int>{0, 1} << 1 << QList<int>{0, 1};
+    QTest::newRow("empty space: selection kept") << QList<int>{2} << -1 << QList<int>{2};
+}
+
+// The right button picks what the menu acts on, and the menu opens at the mouse.
+void ExplorerWindowTest::rightClickRule()
+{
+    QFETCH(QList<int>, selectedBefore);
+    QFETCH(int, clicked);
+    QFETCH(QList<int>, selectedAfter);
+    fFTPMain &window = shared->window;
+    window.actions()->viewStyle(3)->trigger();
+    openRoot();
+    FileListView *list = window.listView();
+    list->selectOnly(selectedBefore.first());
+    for (int row : selectedBefore.mid(1))
+        list->currentView()->selectionModel()->select(window.listModel()->index(row, 0),
+                                                      QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    QWidget *viewport = list->currentView()->viewport();
+    const QPoint at = clicked >= 0 ? CenterInViewport(list, clicked) : QPoint(20, viewport->height() - 5);
+    QTest::mousePress(viewport, Qt::RightButton, {}, at);
+    QMenu *menu = window.actions()->mnuFTP;
+    QTRY_VERIFY(menu->isVisible());
+    menu->hide();
+    QCOMPARE(list->selectedRows(), selectedAfter);
+    QCOMPARE(window.actions()->command(ExplorerActions::Delete)->isEnabled(), true);
+}
+
+void ExplorerWindowTest::splitterClamps_data()
+{
+    QTest::addColumn<int>("targetY"); // in the window's client area; -1 its very bottom
+    QTest::addColumn<double>("percent");
+    QTest::newRow("very top") << 0 << 10.0;
+    QTest::newRow("very bottom") << -1 << 90.0;
+}
+
+void ExplorerWindowTest::splitterClamps()
+{
+    QFETCH(int, targetY);
+    QFETCH(double, percent);
+    MainLayout *layout = shared->window.mainLayout();
+    QWidget *grip = layout->grip();
+    const QPoint start = grip->rect().center();
+    const int y = targetY < 0 ? layout->height() : targetY;
+    const QPoint end(start.x(), grip->mapFrom(layout, QPoint(0, y)).y());
+    QTest::mousePress(grip, Qt::LeftButton, {}, start);
+    QMouseEvent move(QEvent::MouseMove, end, grip->mapToGlobal(end), Qt::NoButton, Qt::LeftButton, {});
+    QApplication::sendEvent(grip, &move);
+    QTest::mouseRelease(grip, Qt::LeftButton, {}, end);
+    QCOMPARE(layout->SplitterPercent(), percent);
+    // The log pane starts where the grip ends.
+    const QWidget *log = shared->window.logPane();
+    QCOMPARE(log->geometry().top(), grip->geometry().bottom() + 1);
+    layout->setSplitterPercent(50);
+}
+
+void ExplorerWindowTest::connectThroughTheDialog_data()
+{
+    QTest::addColumn<int>("entry");
+    QTest::addColumn<bool>("cancelled");
+    QTest::newRow("Connect, cancelled") << int(ExplorerActions::Connect) << true;
+    QTest::newRow("Connect") << int(ExplorerActions::Connect) << false;
+    QTest::newRow("Quick Connect") << int(ExplorerActions::QuickConnect) << false;
+}
+
+// The menu entry opens the connect dialog (site manager or quick connect), which
+// fills the settings; the window logs on with them unless the user cancelled.
+void ExplorerWindowTest::connectThroughTheDialog()
+{
+    QFETCH(int, entry);
+    QFETCH(bool, cancelled);
+    WindowBench bench(ServerKind::Pyftpdlib);
+    START_OR_FAIL(bench.server);
+    QVERIFY(writeTree(bench.server.rootDir(), {{u"here.txt"_qs, 5}}));
+    fFTPMain &window = bench.window;
+    window.show();
+    QList<bool> dialogs;
+    window.setConnectDialog([&](bool bQuick) {
+        dialogs << bQuick;
+        ftpSettings() = settingsFor(bench.server, true);
+        return !cancelled;
+    });
+    window.actions()->command(ExplorerActions::Command(entry))->trigger();
+    QTRY_COMPARE(dialogs, QList<bool>{entry == ExplorerActions::QuickConnect});
+    QTRY_COMPARE(bench.rowNames(), cancelled ? QStringList() : QStringList{u"here.txt"_qs});
+    QCOMPARE(window.connected(), !cancelled);
+    QCOMPARE(window.windowTitle(), cancelled ? u"FTP"_qs : bench.server.host());
+    // Every command of the menu ends with an empty status text.
+    QTRY_COMPARE(window.statusText(), QString());
+}
+
+void ExplorerWindowTest::secondServerShowsOnlyItsFolders()
+{
+    WindowBench bench(ServerKind::Pyftpdlib);
+    FtpServer second(ServerKind::Vsftpd);
+    START_OR_FAIL(bench.server);
+    START_OR_FAIL(second);
+    QVERIFY(writeTree(bench.server.rootDir(), {{u"alpha/one.txt"_qs, 5}}));
+    QVERIFY(writeTree(second.rootDir(), {{u"beta/two.txt"_qs, 5}}));
+    bench.server.handOver();
+    second.handOver();
+    QVERIFY(bench.connect());
+    QCOMPARE(bench.treeChildren(u"/"_qs), QStringList{u"alpha"_qs});
+
+    ftpSettings() = settingsFor(second, true);
+    QVERIFY(bench.window.ConnectWith(ftpSettings()));
+    QCOMPARE(bench.window.statusText(), u"CONNECTED TO 127.0.0.1"_qs);
+    QCOMPARE(bench.treeChildren(u"/"_qs), QStringList{u"beta"_qs});
+    QCOMPARE(bench.rowNames(), QStringList{u"beta"_qs});
+}
+
+QTEST_MAIN(ExplorerWindowTest)
+#include "ExplorerWindowTest.moc"
