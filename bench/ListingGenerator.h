@@ -11,8 +11,8 @@
 namespace korvan::bench {
 
 const QStringList kStems = {
-    u"report"_qs, u"backup"_qs, u"IMG"_qs, u"debian"_qs, u"notes"_qs, u"index"_qs, u"Grüße"_qs,
-    u"projet final"_qs, u"data"_qs, u"logo"_qs, u"setup"_qs, u"README"_qs, u"写真"_qs, u"my  music"_qs,
+    u"report"_qs,       u"backup"_qs, u"IMG"_qs,  u"debian"_qs, u"notes"_qs,  u"index"_qs, u"Grüße"_qs,
+    u"projet final"_qs, u"data"_qs,   u"logo"_qs, u"setup"_qs,  u"README"_qs, u"写真"_qs,  u"my  music"_qs,
 };
 const QStringList kExtensions = {u".txt"_qs, u".tar.gz"_qs, u".iso"_qs, u".jpg"_qs, u".pdf"_qs, u""_qs, u".html"_qs};
 const QStringList kMonths = {u"Jan"_qs, u"Feb"_qs, u"Mar"_qs, u"Apr"_qs, u"May"_qs, u"Jun"_qs,
@@ -44,7 +44,8 @@ private:
 
     QString name(int i)
     {
-        return kStems[below(int(kStems.size()))] + u'-' + QString::number(i) + kExtensions[below(int(kExtensions.size()))];
+        return kStems[below(int(kStems.size()))] + u'-' + QString::number(i)
+               + kExtensions[below(int(kExtensions.size()))];
     }
 
     // Sizes spread over magnitudes, as in a real archive.
@@ -56,8 +57,9 @@ private:
         const QString perms = kind == 0 ? u"lrwxrwxrwx"_qs : kind <= 3 ? u"drwxr-xr-x"_qs : u"-rw-r--r--"_qs;
         const QString owner = kOwners[below(int(kOwners.size()))];
         const QString day = QString::number(below(28) + 1);
-        const QString when = below(3) == 0 ? u"%1:%2"_qs.arg(below(24), 2, 10, QChar(u'0')).arg(below(60), 2, 10, QChar(u'0'))
-                                           : u" %1"_qs.arg(1995 + below(30));
+        const QString when = below(3) == 0
+                                 ? u"%1:%2"_qs.arg(below(24), 2, 10, QChar(u'0')).arg(below(60), 2, 10, QChar(u'0'))
+                                 : u" %1"_qs.arg(1995 + below(30));
         QString line = u"%1 %2 %3 %4 %5 %6 %7 %8 %9"_qs.arg(perms)
                            .arg(below(9) + 1, 3)
                            .arg(owner, -8)

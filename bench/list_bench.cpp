@@ -27,9 +27,9 @@
 #include <time.h>
 
 #include <algorithm>
-#include <functional>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -45,7 +45,7 @@ struct RunFigures {
     double listStyleSeconds = 0;
     double longestFrameMs = 0;
     double medianFrameMs = 0;
-    double longestFrameCpuMs = 0; // preemption on a busy machine lengthens frames, not this
+    double longestFrameCpuMs = 0;  // preemption on a busy machine lengthens frames, not this
     double bytesPerEntry = 0;      // listing and model and view, above the idle window
     double modelBytesPerEntry = 0; // model and view alone, above the parsed listing
 };
@@ -72,9 +72,9 @@ double SecondsOf(const std::function<void()> &work)
     return double(timer.nsecsElapsed()) / 1e9;
 }
 
-std::unique_ptr<cFTPList> GeneratedListing(int entries)
+std::shared_ptr<cFTPList> GeneratedListing(int entries)
 {
-    auto list = std::make_unique<cFTPList>();
+    auto list = std::make_shared<cFTPList>();
     list->setFolder(QStringLiteral("/pub/"));
     QString text = bench::Generator(1).unixListing(entries + 1); // the first line is "total"
     list->setFTPFileList(text);
@@ -109,7 +109,7 @@ RunFigures MeasureOnce(int entries)
     RunFigures figures;
     double cpuBefore = ThreadCpuSeconds();
     figures.loadSeconds = SecondsOf([&] {
-        model.setListing(list.get());
+        model.setListing(list);
         model.sortByColumn(1);
         PaintNow(view);
     });
@@ -131,9 +131,9 @@ RunFigures MeasureOnce(int entries)
     for (int value = 0; value <= bar->maximum(); value += std::max(1, bar->pageStep())) {
         const double frameCpuBefore = ThreadCpuSeconds();
         framesMs.push_back(1000 * SecondsOf([&] {
-            bar->setValue(value);
-            view.currentView()->viewport()->repaint();
-        }));
+                               bar->setValue(value);
+                               view.currentView()->viewport()->repaint();
+                           }));
         figures.longestFrameCpuMs = std::max(figures.longestFrameCpuMs, 1000 * (ThreadCpuSeconds() - frameCpuBefore));
     }
     std::sort(framesMs.begin(), framesMs.end());
@@ -152,7 +152,7 @@ void SaveStyles(const QString &dir, int entries)
     QDir().mkpath(dir);
     const auto list = GeneratedListing(entries);
     FileListModel model;
-    model.setListing(list.get());
+    model.setListing(list);
     model.sortByColumn(1);
     FileListView view;
     view.setModel(&model);

@@ -5,10 +5,10 @@
 namespace korvan {
 
 struct CommandInputs {
-    bool idle = true;              // the progress dialog is not busy
-    bool connected = false;        // control connection up (or forced by the caller)
-    bool anySelected = false;      // at least one entry of the file list selected
-    int count = 0;                 // entries in the file list
+    bool idle = true;         // the progress dialog is not busy
+    bool connected = false;   // control connection up (or forced by the caller)
+    bool anySelected = false; // at least one entry of the file list selected
+    int count = 0;            // entries in the file list
     bool commandInProgress = false;
     bool treeNodeHasParent = false; // the selected folder node is not the root
 };

@@ -4,8 +4,8 @@
 
 #include "korvan/cFTPList.h"
 #include "listing/FolderRetrieval.h"
-#include "listing/ListingSize.h"
 #include "listing/ListingDate.h"
+#include "listing/ListingSize.h"
 
 #include <QCollator>
 #include <QDateTime>
@@ -121,8 +121,7 @@ qint64 SizeOf(const QString &sizeText)
     return size;
 }
 
-template <typename T>
-int ThreeWay(T a, T b)
+template <typename T> int ThreeWay(T a, T b)
 {
     return a < b ? -1 : (b < a ? 1 : 0);
 }
@@ -133,8 +132,8 @@ FileListModel::FileListModel(QObject *parent) : QAbstractTableModel(parent) {}
 
 QStringList FileListModel::columnCaptions()
 {
-    return {QStringLiteral("Name"), QStringLiteral("Size (Bytes)"), QStringLiteral("Type"),
-            QStringLiteral("Modified"), QStringLiteral("Attributes")};
+    return {QStringLiteral("Name"), QStringLiteral("Size (Bytes)"), QStringLiteral("Type"), QStringLiteral("Modified"),
+            QStringLiteral("Attributes")};
 }
 
 FileListModel::Row FileListModel::makeRow(qint32 entry) const
@@ -151,10 +150,10 @@ FileListModel::Row FileListModel::makeRow(qint32 entry) const
     return row;
 }
 
-void FileListModel::setListing(const cFTPList *newList)
+void FileListModel::setListing(std::shared_ptr<const cFTPList> newList)
 {
     beginResetModel();
-    list = newList;
+    list = std::move(newList);
     rows.clear();
     attributeRanks.clear();
     const qint32 count = list ? list->FileNumb() : 0;
@@ -199,8 +198,7 @@ std::vector<quint32> FileListModel::kindRanks() const
     return DistinctCollationRanks(typeTexts);
 }
 
-int FileListModel::compareColumn(const Row &a, const Row &b, int column,
-                                 const std::vector<quint32> &typeRanks) const
+int FileListModel::compareColumn(const Row &a, const Row &b, int column, const std::vector<quint32> &typeRanks) const
 {
     switch (column) {
     case SizeColumn:
@@ -318,7 +316,8 @@ QString FileListModel::displayText(const Row &row, int column) const
     case TypeColumn:
         return ShellIcons::kindTypeText(row.kind);
     case ModifiedColumn:
-        return row.date < 0 ? list->FileDate(row.entry) : UserLocale().toString(DateOfKey(row.date), QLocale::ShortFormat);
+        return row.date < 0 ? list->FileDate(row.entry)
+                            : UserLocale().toString(DateOfKey(row.date), QLocale::ShortFormat);
     case AttributesColumn:
         return list->FileAttr(row.entry);
     default:

@@ -14,6 +14,7 @@
 #include <QAbstractTableModel>
 #include <QStringList>
 
+#include <memory>
 #include <vector>
 
 namespace korvan {
@@ -33,8 +34,8 @@ public:
     // Shows `list` (null: nothing) in its own order, one model reset. The order is
     // set to descending, so the sortByColumn(1) that follows gives ascending by name.
     // The list must outlive its use here: set another (or null) before deleting it.
-    void setListing(const cFTPList *list);
-    const cFTPList *listing() const { return list; }
+    void setListing(std::shared_ptr<const cFTPList> list);
+    const cFTPList *listing() const { return list.get(); }
 
     // `column` is 1-based (1 = name). Turns the order over and sorts.
     void sortByColumn(int column);
@@ -61,9 +62,9 @@ public:
 
 private:
     struct Row {
-        qint64 size = 0;   // the size column as a number (0 for folders)
-        qint64 date = -1;  // minutes from year 0 as the listing gives them; -1: no date
-        qint32 entry = 0;  // index in the cFTPList
+        qint64 size = 0;      // the size column as a number (0 for folders)
+        qint64 date = -1;     // minutes from year 0 as the listing gives them; -1: no date
+        qint32 entry = 0;     // index in the cFTPList
         quint32 nameRank = 0; // place of the name in collation order; equal names share one
         ShellIcons::Kind kind = ShellIcons::kFolderKind;
         bool folder = false;
@@ -78,7 +79,7 @@ private:
     void reorder(int column);
     QString displayText(const Row &row, int column) const;
 
-    const cFTPList *list = nullptr;
+    std::shared_ptr<const cFTPList> list; // shared with the cache, which may drop it first
     std::vector<Row> rows;
     std::vector<qint32> rowByEntry;
     std::vector<quint32> attributeRanks; // by entry; filled on the first sort by attributes

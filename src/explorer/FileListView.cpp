@@ -95,11 +95,13 @@ FileListView::FileListView(QWidget *parent)
     header->setSortIndicator(-1, Qt::AscendingOrder);
     connect(header, &QHeaderView::sectionClicked, this, [this](int section) { emit headerClicked(section + 1); });
 
-    for (QAbstractItemView *view : {static_cast<QAbstractItemView *>(listView), static_cast<QAbstractItemView *>(detailsView)}) {
+    for (QAbstractItemView *view :
+         {static_cast<QAbstractItemView *>(listView), static_cast<QAbstractItemView *>(detailsView)}) {
         addWidget(view);
         view->installEventFilter(this);
         view->viewport()->installEventFilter(this);
-        connect(view, &QAbstractItemView::activated, this, [this](const QModelIndex &index) { emit rowActivated(index.row()); });
+        connect(view, &QAbstractItemView::activated, this,
+                [this](const QModelIndex &index) { emit rowActivated(index.row()); });
     }
     setViewStyle(LargeIcons);
 }
@@ -132,7 +134,8 @@ void FileListView::applyColumnWidths()
     const QFontMetrics metrics(detailsView->font());
     const QStringList captions = FileListModel::columnCaptions();
     for (int column = 0; column < FileListModel::ColumnCount; ++column)
-        detailsView->setColumnWidth(column, qRound(metrics.horizontalAdvance(captions.at(column)) * kWidthFactors[size_t(column)]));
+        detailsView->setColumnWidth(
+            column, qRound(metrics.horizontalAdvance(captions.at(column)) * kWidthFactors[size_t(column)]));
 }
 
 void FileListView::showSortIndicator()
@@ -224,7 +227,8 @@ void FileListView::selectAll()
 {
     if (!listModel || listModel->rowCount() == 0)
         return;
-    const QItemSelection all(listModel->index(0, 0), listModel->index(listModel->rowCount() - 1, FileListModel::ColumnCount - 1));
+    const QItemSelection all(listModel->index(0, 0),
+                             listModel->index(listModel->rowCount() - 1, FileListModel::ColumnCount - 1));
     detailsView->selectionModel()->select(all, QItemSelectionModel::ClearAndSelect);
 }
 
@@ -244,7 +248,8 @@ void FileListView::invertSelection()
         const int first = row;
         while (row < rowCount && !marks[size_t(row)])
             ++row;
-        inverted.append(QItemSelectionRange(listModel->index(first, 0), listModel->index(row - 1, FileListModel::ColumnCount - 1)));
+        inverted.append(
+            QItemSelectionRange(listModel->index(first, 0), listModel->index(row - 1, FileListModel::ColumnCount - 1)));
     }
     detailsView->selectionModel()->select(inverted, QItemSelectionModel::ClearAndSelect);
 }
@@ -254,7 +259,8 @@ void FileListView::selectOnly(int row)
     if (!listModel || row < 0 || row >= listModel->rowCount())
         return;
     const QModelIndex index = listModel->index(row, 0);
-    detailsView->selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+    detailsView->selectionModel()->setCurrentIndex(index,
+                                                   QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
     currentView()->scrollTo(index);
 }
 

@@ -1,8 +1,8 @@
 #include "explorer/FolderTree.h"
 
 #include "explorer/ShellIcons.h"
-#include "korvan/cFTPList.h"
 #include "ftp/RemotePath.h"
+#include "korvan/cFTPList.h"
 
 #include <QHeaderView>
 

@@ -53,8 +53,8 @@ private:
     MainLayout *owner;
 };
 
-MainLayout::MainLayout(QWidget *parent, QWidget *tBar2, QWidget *tBar1, QWidget *cmbURL, QWidget *tree,
-                       QWidget *list, QWidget *log)
+MainLayout::MainLayout(QWidget *parent, QWidget *tBar2, QWidget *tBar1, QWidget *cmbURL, QWidget *tree, QWidget *list,
+                       QWidget *log)
     : QWidget(parent), tBar2(tBar2), tBar1(tBar1), cmbURL(cmbURL), log(log)
 {
     for (QWidget *child : {tBar2, tBar1, cmbURL, log})

@@ -6,9 +6,9 @@
 #include "explorer/FolderTree.h"
 #include "explorer/fFTPMain.h"
 #include "ftp/FtpSession.h"
+#include "ftp/RemotePath.h"
 #include "korvan/cFTPList.h"
 #include "listing/FolderRetrieval.h"
-#include "ftp/RemotePath.h"
 #include "shell/dialogs/MessageBoxes.h"
 
 namespace korvan {
@@ -55,15 +55,6 @@ void RemoteOperations::status(const QString &text)
 QString RemoteOperations::server() const
 {
     return ftpSettings().sFTPServer;
-}
-
-void RemoteOperations::forgetCachedFolder(const QString &folder)
-{
-    // The list may show this listing: it must let go of it first.
-    const cFTPList *shown = window.listModel()->listing();
-    if (shown && shown == window.folders().cachedList(folder))
-        window.listModel()->setListing(nullptr);
-    window.folders().removeCachedList(folder);
 }
 
 bool RemoteOperations::OpenFolder(const QString &path, QTreeWidgetItem *node)
@@ -122,7 +113,7 @@ bool RemoteOperations::LoadList(QTreeWidgetItem *node)
 {
     status(u"Loading Files and Folders. Wait a Second..."_qs);
     FileListModel &model = *window.listModel();
-    const cFTPList *list = window.folders().cachedList(FolderTree::keyOf(node));
+    const std::shared_ptr<const cFTPList> list = window.folders().sharedList(FolderTree::keyOf(node));
     model.setListing(list);
     if (list) {
         const int count = list->FileNumb();
@@ -140,8 +131,8 @@ bool RemoteOperations::LoadList(QTreeWidgetItem *node)
 bool RemoteOperations::reopen(QTreeWidgetItem *node)
 {
     node->setExpanded(false);
-    FolderTree::prune(node, [this](const QString &key) { forgetCachedFolder(key); });
-    forgetCachedFolder(FolderTree::keyOf(node));
+    FolderTree::prune(node, [this](const QString &key) { window.folders().removeCachedList(key); });
+    window.folders().removeCachedList(FolderTree::keyOf(node));
     FolderTree::addPlaceholder(node);
     return OpenFolder({}, node);
 }
@@ -203,8 +194,8 @@ bool RemoteOperations::Delete()
     FileListModel &model = *window.listModel();
     FtpSession &session = window.session();
     status(u"Deleting dir/file..."_qs);
-    const QString question =
-        u"Delete selected "_qs + QString::number(view.selectedCount()) + u" files and folders ? "_qs;
+    const QString question = u"Delete selected "_qs + QString::number(view.selectedCount())
+                             + u" files and folders ? "_qs;
     if (askQuestion(&window, u"Deleting..."_qs, question, u"&Yes"_qs, u"&No"_qs) != QuestionAnswer::Yes) {
         status(u"Done"_qs);
         return false;
@@ -245,7 +236,7 @@ bool RemoteOperations::Delete()
         const QString folder = removals.takeLast();
         if (!session.RemoveDir(RemoveDirName(folder, currentDir)))
             ok = false;
-        forgetCachedFolder(folder);
+        window.folders().removeCachedList(folder);
     }
     Refresh();
     status(u"Done"_qs);

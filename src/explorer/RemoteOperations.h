@@ -40,7 +40,6 @@ private:
     void status(const QString &text);
     QString server() const;
     bool reopen(QTreeWidgetItem *node);
-    void forgetCachedFolder(const QString &folder);
 
     fFTPMain &window;
 };

@@ -76,13 +76,12 @@ QString SuffixOf(const QString &fileName)
 KindData FileKindData(const QString &suffix)
 {
     static const QMimeDatabase mimeDatabase;
-    const QMimeType mime = suffix.isEmpty()
-                               ? mimeDatabase.mimeTypeForName(QStringLiteral("application/octet-stream"))
-                               : mimeDatabase.mimeTypeForFile(QStringLiteral("x.") + suffix,
-                                                              QMimeDatabase::MatchExtension);
+    const QMimeType mime = suffix.isEmpty() ? mimeDatabase.mimeTypeForName(QStringLiteral("application/octet-stream"))
+                                            : mimeDatabase.mimeTypeForFile(QStringLiteral("x.") + suffix,
+                                                                           QMimeDatabase::MatchExtension);
     KindData data;
-    data.icon = ThemeIcon({qPrintable(mime.iconName()), qPrintable(mime.genericIconName()), "text-x-generic",
-                           "application-x-generic"});
+    data.icon = ThemeIcon(
+        {qPrintable(mime.iconName()), qPrintable(mime.genericIconName()), "text-x-generic", "application-x-generic"});
     // A type the database does not know reads as the shell would name it: "ISO File".
     if (mime.isDefault())
         data.typeText = suffix.isEmpty() ? QStringLiteral("File") : suffix.toUpper() + QStringLiteral(" File");
@@ -117,7 +116,8 @@ void PaintLinkArrow(QPainter &painter, const QRectF &box)
     painter.setBrush(Qt::white);
     painter.drawRoundedRect(box.adjusted(0.5, 0.5, -0.5, -0.5), box.width() / 6, box.width() / 6);
 
-    const QRectF inner = box.adjusted(box.width() * 0.22, box.height() * 0.22, -box.width() * 0.22, -box.height() * 0.22);
+    const QRectF inner = box.adjusted(box.width() * 0.22, box.height() * 0.22, -box.width() * 0.22,
+                                      -box.height() * 0.22);
     QPainterPath shaft;
     shaft.moveTo(inner.left(), inner.bottom());
     shaft.quadTo(inner.left(), inner.top() + inner.height() * 0.3, inner.right() - inner.width() * 0.25,

@@ -14,6 +14,7 @@
 #include "ftp/FtpSession.h"
 #include "korvan/cFTPList.h"
 #include "listing/FolderRetrieval.h"
+#include "listing/ListingSize.h"
 #include "shell/EventPump.h"
 #include "transfer/DownloadEngine.h"
 #include "transfer/UploadEngine.h"
@@ -58,11 +59,7 @@ fFTPMain::fFTPMain(QWidget *parent) : QMainWindow(parent)
     UpdateCommandStates();
 }
 
-fFTPMain::~fFTPMain()
-{
-    // The list must let go of the listings before the cache goes.
-    model->setListing(nullptr);
-}
+fFTPMain::~fFTPMain() = default;
 
 void fFTPMain::buildWidgets()
 {
@@ -119,9 +116,8 @@ void fFTPMain::connectCommands()
         if (!commandInProgress())
             runWhenIdle([this] { remoteOps->GoUp(); });
     });
-    connect(commandActions->treeToggle, &QAction::toggled, this, [this](bool shown) {
-        layoutWidget->setTreeVisible(shown);
-    });
+    connect(commandActions->treeToggle, &QAction::toggled, this,
+            [this](bool shown) { layoutWidget->setTreeVisible(shown); });
     connect(cmbURL, &AddressCombo::folderEntered, this, [this](const QString &folder) {
         if (!commandInProgress())
             runWhenIdle([this, folder] { remoteOps->OpenFolder(folder); });
@@ -239,7 +235,8 @@ void fFTPMain::runWhenIdle(std::function<void()> fn)
 {
     QTimer::singleShot(0, this, [this, fn = std::move(fn)]() mutable {
         if (commandInProgress() || runningOperations > 0) {
-            QTimer::singleShot(kRetryIdleMs, this, [this, fn = std::move(fn)]() mutable { runWhenIdle(std::move(fn)); });
+            QTimer::singleShot(kRetryIdleMs, this,
+                               [this, fn = std::move(fn)]() mutable { runWhenIdle(std::move(fn)); });
             return;
         }
         OperationScope scope(*this);
@@ -406,7 +403,6 @@ void fFTPMain::disconnectSession()
 void fFTPMain::resetBrowsing()
 {
     model->setListing(nullptr);
-    retrieval->clearCache();
     TV1->clear();
 }
 
@@ -431,15 +427,13 @@ bool fFTPMain::DownloadSelection(const QString &localFolder)
     if (commandInProgress() || !connected() || !list || LV1->selectedCount() == 0)
         return false;
     OperationScope scope(*this);
-    QStringList selection;
+    QList<TransferItem> selection;
     for (int row : LV1->selectedRows()) {
         const qint32 index = model->entryIndex(row);
-        selection << (list->IsFolder(index) ? list->Path(index) : list->Path(index) + u'?' + list->FileSize(index));
+        selection.append({list->Path(index), qint64(SizeTextValue(list->FileSize(index))), list->IsFolder(index)});
     }
     DownloadEngine engine(*ftp, *ui, *retrieval, ui.get());
     const bool ok = engine.DownloadSelected(localFolder, selection);
-    // Until the engine unloads the dialog itself at its end.
-    ui->unloadProgress();
     UpdateCommandStates();
     return ok;
 }

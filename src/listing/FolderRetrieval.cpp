@@ -75,7 +75,7 @@ bool FolderRetrieval::sendListCommand(const QString &folder)
 
 cFTPList &FolderRetrieval::storeListing(const QString &folder)
 {
-    auto list = std::make_unique<cFTPList>();
+    auto list = std::make_shared<cFTPList>();
     QString text = session.listText();
     list->setFTPFileList(text);
     list->setFolder(folder);
@@ -107,6 +107,12 @@ cFTPList *FolderRetrieval::cachedList(const QString &folder) const
 {
     const auto found = cache.find(WithTrailingSlash(folder));
     return found == cache.end() ? nullptr : found->second.get();
+}
+
+std::shared_ptr<const cFTPList> FolderRetrieval::sharedList(const QString &folder) const
+{
+    const auto found = cache.find(WithTrailingSlash(folder));
+    return found == cache.end() ? nullptr : found->second;
 }
 
 void FolderRetrieval::removeCachedList(const QString &folder)

@@ -30,6 +30,9 @@ public:
 
     // The cached listing of a folder (with or without its trailing "/"), or null.
     cFTPList *cachedList(const QString &folder) const;
+    // The same listing shared: a view that shows it keeps it alive after the cache
+    // has dropped it (a refresh, the end of the session).
+    std::shared_ptr<const cFTPList> sharedList(const QString &folder) const;
     // Refresh drops one folder; the end of a session (FtpSession::sessionEnded) drops them all.
     void removeCachedList(const QString &folder);
     void clearCache();
@@ -44,7 +47,7 @@ private:
 
     FtpSession &session;
     SessionUi &ui;
-    std::map<QString, std::unique_ptr<cFTPList>> cache;
+    std::map<QString, std::shared_ptr<cFTPList>> cache;
     QMetaObject::Connection sessionEndWatch;
 };
 

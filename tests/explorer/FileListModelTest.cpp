@@ -21,7 +21,7 @@ struct Entry {
 };
 
 // A UNIX listing of the entries, in the order given.
-std::unique_ptr<cFTPList> Listing(const QList<Entry> &entries)
+std::shared_ptr<cFTPList> Listing(const QList<Entry> &entries)
 {
     QString text = QStringLiteral("total 8\r\n");
     for (const Entry &e : entries) {
@@ -30,7 +30,7 @@ std::unique_ptr<cFTPList> Listing(const QList<Entry> &entries)
                                                           : QStringLiteral("-rw-r--r--");
         text += QStringLiteral("%1 1 ftp ftp %2 %3 %4\r\n").arg(attributes).arg(e.folder ? 4096 : e.size).arg(e.date, e.name);
     }
-    auto list = std::make_unique<cFTPList>();
+    auto list = std::make_shared<cFTPList>();
     list->setFolder(QStringLiteral("/pub/"));
     list->setFTPFileList(text);
     return list;
@@ -104,7 +104,7 @@ void FileListModelTest::sortOrder()
     const auto list = Listing(entries);
     QCOMPARE(list->FileNumb(), entries.size());
     FileListModel model;
-    model.setListing(list.get());
+    model.setListing(list);
     for (const int column : columnClicks)
         model.sortByColumn(column);
     QCOMPARE(NamesInOrder(model), expected);
@@ -115,7 +115,7 @@ void FileListModelTest::rowsKeepTheirEntryAfterSorting()
 {
     const auto list = Listing(kMixed);
     FileListModel model;
-    model.setListing(list.get());
+    model.setListing(list);
     model.sortByColumn(1);
     model.sortByColumn(2);
     for (int row = 0; row < model.rowCount(); ++row) {
@@ -137,7 +137,7 @@ void FileListModelTest::modelStaysConsistent()
     QItemSelectionModel selection(&model);
 
     const auto first = Listing(kMixed);
-    model.setListing(first.get());
+    model.setListing(first);
     model.sortByColumn(1);
     selection.select(model.index(model.rowOfName("apple"), 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
     for (const int column : {2, 3, 4, 5, 1}) {
@@ -147,7 +147,7 @@ void FileListModelTest::modelStaysConsistent()
         QCOMPARE(selection.selectedRows().constFirst().data().toString(), u"apple"_qs);
     }
     const auto second = Listing({{"only", true}});
-    model.setListing(second.get());
+    model.setListing(second);
     QCOMPARE(model.rowCount(), 1);
     model.setListing(nullptr);
     QCOMPARE(model.rowCount(), 0);

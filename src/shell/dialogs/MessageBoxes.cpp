@@ -68,8 +68,8 @@ QPushButton *CaptionButton(const QString &caption, QWidget *parent)
 
 } // namespace
 
-QuestionAnswer askQuestion(QWidget *parent, const QString &title, const QString &text,
-                           const QString &firstCaption, const QString &secondCaption)
+QuestionAnswer askQuestion(QWidget *parent, const QString &title, const QString &text, const QString &firstCaption,
+                           const QString &secondCaption)
 {
     QDialog dialog(parent);
     SetUpDialog(dialog, QStringLiteral("QuestionBox"), title);

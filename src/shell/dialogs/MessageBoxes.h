@@ -15,11 +15,10 @@ namespace korvan {
 // default. The answer names the caption chosen: Yes for "&Yes", No for "&No",
 // wherever the caller placed them; other captions answer by position (first Yes,
 // second No). Closing the box counts as choosing the second button.
-QuestionAnswer askQuestion(QWidget *parent, const QString &title, const QString &text,
-                           const QString &firstCaption, const QString &secondCaption);
+QuestionAnswer askQuestion(QWidget *parent, const QString &title, const QString &text, const QString &firstCaption,
+                           const QString &secondCaption);
 
 // One line of text with OK and Cancel; an empty text when the user cancels.
-QString askInput(QWidget *parent, const QString &prompt, const QString &title,
-                 const QString &defaultText);
+QString askInput(QWidget *parent, const QString &prompt, const QString &title, const QString &defaultText);
 
 } // namespace korvan

@@ -9,8 +9,8 @@
 // Byte counts are kept as numbers of their own (5 GiB and more): the bars only
 // show a scaled fraction, the one-second tick reads the real values.
 
-#include <QFrame>
 #include <QElapsedTimer>
+#include <QFrame>
 #include <QString>
 #include <QTimer>
 
