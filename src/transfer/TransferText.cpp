@@ -117,6 +117,11 @@ QString FileSucceededMessage(TransferDirection direction, const QString &path)
     return TransferVerb(direction) + u' ' + QuotedFileName(path) + u" is successful."_qs;
 }
 
+QString SkippedLinkMessage(const QString &path)
+{
+    return u"Skipped link '"_qs + path + u"': its folder is uploaded already."_qs;
+}
+
 QString BatchAbortedMessage(TransferDirection direction)
 {
     return TransferVerb(direction) + u" file(s) is aborted by user."_qs;
