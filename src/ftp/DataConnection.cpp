@@ -29,12 +29,28 @@ void FtpSession::CloseWinsock2()
     data.close();
 }
 
+// PASV and PORT carry IPv4 addresses only: over an IPv6 control connection the
+// extended forms EPSV and EPRT take their place.
+bool FtpSession::controlIsIPv6() const
+{
+    const QHostAddress peer(control.remoteHostIP());
+    bool mappedV4 = false;
+    peer.toIPv4Address(&mappedV4);
+    return peer.protocol() == QAbstractSocket::IPv6Protocol && !mappedV4;
+}
+
 bool FtpSession::OpenDataConnection()
 {
+    const bool ipv6 = controlIsIPv6();
     if (config.bPassive)
-        return SendAndWait(u"PASV"_qs);
-    const QString argument = BuildPortArgument();
-    return !argument.isEmpty() && SendAndWait(u"PORT "_qs + argument);
+        return SendAndWait(ipv6 ? u"EPSV"_qs : u"PASV"_qs);
+    if (!ipv6) {
+        const QString argument = BuildPortArgument();
+        return !argument.isEmpty() && SendAndWait(u"PORT "_qs + argument);
+    }
+    if (BuildPortArgument().isEmpty())
+        return false;
+    return SendAndWait(u"EPRT "_qs + FormatExtendedPortArgument(data.localIP(), true, data.localPort()));
 }
 
 bool FtpSession::ListFolder(const QString &command)
@@ -153,15 +169,35 @@ void FtpSession::CancelTransfer()
 
 void FtpSession::onPassiveReply(const QString &line)
 {
-    const std::optional<PassiveAddress> target = ParsePassiveReply(line);
+    const std::optional<PassiveAddress> target = passiveTarget(line);
     // An unreadable address starts nothing: PASV then runs into the time-out question.
     if (!target)
         return;
     LogStatus(LogColour::Magenta, u"Connecting to "_qs + target->address + u':' + QString::number(target->port));
     CloseWinsock2();
     data.connectToHost(target->address, target->port);
-    if (lastCommandIs(u"PASV"_qs))
+    if (lastCommandIs(u"PASV"_qs) || lastCommandIs(u"EPSV"_qs))
         SetReplyState(ReplyState::Done);
+}
+
+// Where the data connection goes: always the control connection's peer. A 227
+// naming another address is either a server behind NAT announcing its private
+// address or a server sending us against a third host; both are served by the
+// peer address on the announced port.
+std::optional<PassiveAddress> FtpSession::passiveTarget(const QString &line)
+{
+    const QString peer = control.remoteHostIP();
+    if (ReplyCode(line) == u"229") {
+        const std::optional<quint16> port = ParseExtendedPassiveReply(line);
+        return port ? std::optional<PassiveAddress>(PassiveAddress{peer, *port}) : std::nullopt;
+    }
+    std::optional<PassiveAddress> target = ParsePassiveReply(line);
+    if (!target || peer.isEmpty() || QHostAddress(target->address).isEqual(QHostAddress(peer), QHostAddress::TolerantConversion))
+        return target;
+    LogStatus(LogColour::Magenta, u"The server named "_qs + target->address + u" for the data connection; using "_qs
+                                      + peer + u", the server's own address, instead"_qs);
+    target->address = peer;
+    return target;
 }
 
 void FtpSession::onTransferStarting(const QString &line)

@@ -139,7 +139,7 @@ public:
     // Data connection.
     QString BuildPortArgument();
     void CloseWinsock2();
-    // PASV or PORT, as the passive setting says.
+    // PASV or PORT, as the passive setting says (EPSV or EPRT over IPv6).
     bool OpenDataConnection();
     // LIST (or LIST with an argument) into sListText.
     bool ListFolder(const QString &command = QStringLiteral("LIST"));
@@ -195,6 +195,8 @@ private:
     void onDataConnectionRequest(qintptr requestId);
     void onDataError(int number, const QString &description);
     void onPassiveReply(const QString &line);
+    std::optional<PassiveAddress> passiveTarget(const QString &line);
+    bool controlIsIPv6() const;
     void onTransferStarting(const QString &line);
     void startUploadWhenConnected();
     void sendNextBlock();

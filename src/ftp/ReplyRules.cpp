@@ -30,7 +30,7 @@ ReplyAction ClassifyReply(const QString &code)
         return ReplyAction::CompleteIfAbort;
     if (code == u"226")
         return ReplyAction::CompleteIfAbortOrStore;
-    if (code == u"227")
+    if (code == u"227" || code == u"229")
         return ReplyAction::PassiveAddress;
     if (code == u"257")
         return ReplyAction::FolderReply;
@@ -158,6 +158,31 @@ std::optional<PassiveAddress> ParsePassiveReply(const QString &line)
     result.address = QStringLiteral("%1.%2.%3.%4").arg(bytes[0]).arg(bytes[1]).arg(bytes[2]).arg(bytes[3]);
     result.port = quint16(bytes[4] * 256 + bytes[5]);
     return result;
+}
+
+std::optional<quint16> ParseExtendedPassiveReply(const QString &line)
+{
+    const qsizetype open = line.indexOf(u'(');
+    const qsizetype close = line.indexOf(u')', open + 1);
+    if (open < 0 || close < 0)
+        return std::nullopt;
+    // "|||port|": the delimiter is the first character and may be any printable one.
+    const QString inside = line.mid(open + 1, close - open - 1);
+    if (inside.size() < 5)
+        return std::nullopt;
+    const QStringList fields = inside.split(inside.at(0));
+    if (fields.size() != 5 || !fields.at(1).isEmpty() || !fields.at(2).isEmpty() || !fields.at(4).isEmpty())
+        return std::nullopt;
+    bool ok = false;
+    const uint port = fields.at(3).toUInt(&ok, 10);
+    if (!ok || port == 0 || port > 65535)
+        return std::nullopt;
+    return quint16(port);
+}
+
+QString FormatExtendedPortArgument(const QString &localIP, bool ipv6, quint16 localPort)
+{
+    return (ipv6 ? u"|2|"_qs : u"|1|"_qs) + localIP + u'|' + QString::number(localPort) + u'|';
 }
 
 qint64 ParseTransferSize(const QString &line)
