@@ -91,6 +91,8 @@ void FtpSession::beginTransfer()
     transferFile.close();
     transferState = {};
     transferState.mode = dataMode;
+    // A passive data connection is usually up before the command goes out.
+    transferState.dataOpened = data.state() == SocketState::Connected || data.state() == SocketState::Closing;
     if (nextFile) {
         transferState.remotePath = nextFile->remotePath;
         transferState.localPath = nextFile->localPath;
@@ -221,6 +223,7 @@ void FtpSession::onDataConnected()
 {
     LogStatus(LogColour::Magenta,
               u"Connected to "_qs + data.remoteHostIP() + u':' + QString::number(data.remotePort()));
+    transferState.dataOpened = true;
     if (transferState.uploadStartPending)
         startUploadWhenConnected();
 }
@@ -229,6 +232,7 @@ void FtpSession::onDataConnectionRequest(qintptr requestId)
 {
     CloseWinsock2();
     data.accept(requestId);
+    transferState.dataOpened = true;
     if (transferState.uploadStartPending)
         startUploadWhenConnected();
 }

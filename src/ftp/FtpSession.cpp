@@ -154,8 +154,11 @@ void FtpSession::ReplyLine(const QString &line)
     }
     if (!code.isEmpty()) {
         lastReply = line;
-        if (lastCommandIsTransfer())
+        if (lastCommandIsTransfer()) {
             (code.startsWith(u'1') ? transferState.startSeen : transferState.endSeen) = true;
+            if (transferState.replyAt < 0)
+                transferState.replyAt = monotonicSeconds();
+        }
     }
     LogStatus(colour, line);
     dispatchReply(code, line);
@@ -333,6 +336,36 @@ bool FtpSession::endTransferOnDataClose(double startMark)
     return true;
 }
 
+void FtpSession::reportControlClosed()
+{
+    const QString text = u"the server closed the connection"_qs;
+    // A socket error has been logged already; a quiet close says so here.
+    if (commandFailure.socketError.isEmpty())
+        LogStatus(LogColour::Red, u"The server closed the connection."_qs);
+    noteFailure({}, text);
+}
+
+// The server has answered the transfer command (150, or already 226) but the data
+// connection is not up: it gets the site's waiting time from that reply.
+bool FtpSession::awaitingDataConnection() const
+{
+    return lastCommandIsTransfer() && transferState.replyAt >= 0 && !transferState.dataOpened;
+}
+
+bool FtpSession::dataConnectionOverdue() const
+{
+    return awaitingDataConnection() && monotonicSeconds() - transferState.replyAt > config.nFTPWaitTime;
+}
+
+void FtpSession::failOverdueDataConnection()
+{
+    const QString text = DataConnectionOverdueText(config.nFTPWaitTime);
+    LogStatus(LogColour::Red, text);
+    noteFailure({}, text);
+    CloseWinsock2();
+    failTransfer(text);
+}
+
 bool FtpSession::askToKeepWaiting()
 {
     const QuestionAnswer answer = ui.question(u"Vantrel"_qs, WaitTooLongText(config.nFTPWaitTime), u"&Yes"_qs,
@@ -374,13 +407,19 @@ bool FtpSession::WaitReply(const QString &what)
             return false;
         }
         if (controlSocketFailed() || dataSocketFailed()) {
-            noteFailure({}, controlSocketFailed() ? u"the server closed the connection"_qs : QString());
+            if (controlSocketFailed())
+                reportControlClosed();
             break;
         }
         if ((lastCommandIs(u"LIST"_qs) || lastCommandIs(u"RETR"_qs)) && endTransferOnDataClose(startMark))
             continue;
-        const bool transferring = dataMode == DataMode::Upload || dataMode == DataMode::Download;
-        if (!transferring && monotonicSeconds() - lastActivity > config.nFTPWaitTime) {
+        if (dataConnectionOverdue()) {
+            failOverdueDataConnection();
+            break;
+        }
+        // A transfer waits for its data connection by the rule above; anything
+        // else, a data connection that went silent included, by the question.
+        if (!awaitingDataConnection() && monotonicSeconds() - lastActivity > config.nFTPWaitTime) {
             if (replyState == ReplyState::Failed || replyState == ReplyState::Abandoned)
                 break;
             if (!askToKeepWaiting())

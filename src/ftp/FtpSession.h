@@ -55,6 +55,8 @@ struct TransferState {
     bool startSeen = false;          // the 1xx reply has come
     bool endSeen = false;            // the final reply has come
     bool uploadStartPending = false; // 1xx came before the data connection was up
+    bool dataOpened = false;         // the data connection has been up during this transfer
+    double replyAt = -1;             // monotonic seconds of its first 1xx or final reply
 };
 
 // Why the last command that failed did: what a window or the command-line client
@@ -179,6 +181,10 @@ private:
     bool lastCommandIs(const QString &word) const;
     bool lastCommandIsTransfer() const;
     bool endTransferOnDataClose(double startMark);
+    bool awaitingDataConnection() const;
+    void reportControlClosed();
+    bool dataConnectionOverdue() const;
+    void failOverdueDataConnection();
     void noteTransferEndedEarly();
     bool askToKeepWaiting();
     void showWaitSeconds(const QString &what, int &shownSeconds);

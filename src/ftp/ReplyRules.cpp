@@ -217,6 +217,12 @@ QString LogOnFailedText(const QString &server, const QString &lastCommand)
            + u"\r\nTry again ? "_qs;
 }
 
+QString DataConnectionOverdueText(int waitSeconds)
+{
+    return u"The server answered, but its data connection did not open within "_qs + QString::number(waitSeconds)
+           + u" seconds."_qs;
+}
+
 QString DownloadWriteFailedText(const QString &fileName)
 {
     return u"Downloading '"_qs + fileName

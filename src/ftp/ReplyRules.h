@@ -67,6 +67,8 @@ QString ParseFolderReply(const QString &line);
 
 QString WaitTooLongText(int waitSeconds);
 QString LogOnFailedText(const QString &server, const QString &lastCommand);
+// The data connection of an answered transfer command did not come up in time.
+QString DataConnectionOverdueText(int waitSeconds);
 QString DownloadWriteFailedText(const QString &fileName);
 QString UploadSendFailedText(const QString &fileName);
 
