@@ -70,7 +70,8 @@ TransferOutcome FtpSession::StoreFile(const QString &localPath, const QString &r
 
 TransferOutcome FtpSession::runTransfer(const QString &command, DataMode mode, const TransferFile &file)
 {
-    if (!OpenDataConnection())
+    // Refused before a data connection is opened for it.
+    if (!commandIsSendable(command) || !OpenDataConnection())
         return {TransferResult::Failed, failure.reason()};
     nextFile = file;
     const bool ok = SendAndWait(command, mode);

@@ -28,6 +28,9 @@ FtpSession::~FtpSession() = default;
 
 void FtpSession::SendCommand(const QString &text)
 {
+    // The last line of defence: the callers have refused and logged such a command.
+    if (HoldsLineBreakOrNul(text))
+        return;
     // ABOR while a transfer still owes its final reply: the server answers that
     // transfer (226 or 426) before it answers the ABOR.
     if (text.startsWith(u"ABOR") && lastCommandIsTransfer())
@@ -239,6 +242,10 @@ void FtpSession::onRenamePending()
         SetReplyState(ReplyState::Abandoned);
         return;
     }
+    if (!commandIsSendable(u"RNTO "_qs + newName)) {
+        SetReplyState(ReplyState::Failed);
+        return;
+    }
     SendCommand(u"RNTO "_qs + newName);
 }
 
@@ -264,9 +271,26 @@ bool FtpSession::SendAndWait(const QString &text, DataMode mode)
         ui.unloadWindow();
         return false;
     }
+    if (!commandIsSendable(text))
+        return false;
     BeginCommand(mode);
     SendCommand(text);
     return WaitReply(text);
+}
+
+// A CR, LF or NUL inside a command would end it early and let the rest of a name
+// (a listed name may hold a bare CR or LF) reach the server as commands of its own.
+bool FtpSession::commandIsSendable(const QString &text)
+{
+    if (!HoldsLineBreakOrNul(text))
+        return true;
+    const QString reason = UnsendableNameText(text.section(u' ', 1));
+    LogStatus(LogColour::Red, reason);
+    commandFailure = {};
+    commandFailure.command = MaskPassword(VisibleControlCharacters(text));
+    noteFailure({}, reason);
+    failure = commandFailure;
+    return false;
 }
 
 void FtpSession::SetReplyState(ReplyState state)

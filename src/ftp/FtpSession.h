@@ -178,6 +178,7 @@ private:
     void onRenamePending();
     bool controlSocketFailed() const;
     bool dataSocketFailed() const;
+    bool commandIsSendable(const QString &text);
     bool lastCommandIs(const QString &word) const;
     bool lastCommandIsTransfer() const;
     bool endTransferOnDataClose(double startMark);

@@ -217,6 +217,22 @@ QString LogOnFailedText(const QString &server, const QString &lastCommand)
            + u"\r\nTry again ? "_qs;
 }
 
+bool HoldsLineBreakOrNul(const QString &text)
+{
+    return text.contains(u'\r') || text.contains(u'\n') || text.contains(QChar(0));
+}
+
+QString VisibleControlCharacters(const QString &text)
+{
+    QString visible = text;
+    return visible.replace(u'\r', u"\\r"_qs).replace(u'\n', u"\\n"_qs).replace(QChar(0), u"\\0"_qs);
+}
+
+QString UnsendableNameText(const QString &name)
+{
+    return u"Not sent: '"_qs + VisibleControlCharacters(name) + u"' holds a line break or a NUL character."_qs;
+}
+
 QString DataConnectionOverdueText(int waitSeconds)
 {
     return u"The server answered, but its data connection did not open within "_qs + QString::number(waitSeconds)

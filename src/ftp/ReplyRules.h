@@ -67,6 +67,12 @@ QString ParseFolderReply(const QString &line);
 
 QString WaitTooLongText(int waitSeconds);
 QString LogOnFailedText(const QString &server, const QString &lastCommand);
+// True when the text holds CR, LF or NUL: it must never go out as (part of) a command.
+bool HoldsLineBreakOrNul(const QString &text);
+// The text with CR, LF and NUL written as "\r", "\n" and "\0", for the log.
+QString VisibleControlCharacters(const QString &text);
+// The red line for a name that cannot be sent.
+QString UnsendableNameText(const QString &name);
 // The data connection of an answered transfer command did not come up in time.
 QString DataConnectionOverdueText(int waitSeconds);
 QString DownloadWriteFailedText(const QString &fileName);
