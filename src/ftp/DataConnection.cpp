@@ -80,8 +80,9 @@ TransferOutcome FtpSession::runTransfer(const QString &command, DataMode mode, c
         return {TransferResult::Failed, failure.reason()};
     }
     // An empty file sends no data, so nothing created the local file yet.
-    if (ok && mode == DataMode::Download && transferState.result == TransferResult::Running && !transferFile.isOpen())
-        transferFile.open(QIODevice::WriteOnly);
+    if (ok && mode == DataMode::Download && transferState.result == TransferResult::Running && !transferFile.isOpen()
+        && expectedBytes() == 0)
+        openDownloadFile();
     return finishTransfer(ok);
 }
 
@@ -137,6 +138,7 @@ TransferOutcome FtpSession::finishTransfer(bool completed)
                      + QString::number(expectedBytes()) + u" bytes"_qs);
     if (transferState.result == TransferResult::Running)
         transferState.result = TransferResult::Succeeded;
+    removeEmptyFailedDownload();
     return {transferState.result, transferState.failureReason};
 }
 
@@ -257,12 +259,29 @@ void FtpSession::onDataArrival(qint64 bytesTotal)
         writeDownloadData(bytesTotal);
 }
 
+bool FtpSession::openDownloadFile()
+{
+    transferState.fileCreated = !QFileInfo::exists(transferState.localPath);
+    return transferFile.open(QIODevice::ReadWrite | QIODevice::Unbuffered);
+}
+
+// A download that failed before a byte reached its file leaves no empty file behind.
+void FtpSession::removeEmptyFailedDownload()
+{
+    if (transferState.mode == DataMode::Download && transferState.result == TransferResult::Failed
+        && transferState.fileCreated && QFileInfo(transferState.localPath).size() == 0)
+        QFile::remove(transferState.localPath);
+}
+
 void FtpSession::writeDownloadData(qint64 bytesTotal)
 {
     const QByteArray bytes = data.readAll();
+    // The close of a refused transfer's data connection brings no bytes: no file.
+    if (bytes.isEmpty())
+        return;
     // The file stays open for the whole transfer; every block goes where the
     // bytes received so far end, and the counter follows the file's length.
-    const bool written = (transferFile.isOpen() || transferFile.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
+    const bool written = (transferFile.isOpen() || openDownloadFile())
                          && transferFile.seek(transferState.bytesReceived) && transferFile.write(bytes) == bytes.size();
     if (!written) {
         const QString reason = DownloadWriteFailedText(transferFileName());

@@ -57,6 +57,7 @@ struct TransferState {
     bool uploadStartPending = false; // 1xx came before the data connection was up
     bool dataOpened = false;         // the data connection has been up during this transfer
     double replyAt = -1;             // monotonic seconds of its first 1xx or final reply
+    bool fileCreated = false;        // the download made its local file (none was there)
 };
 
 // Why the last command that failed did: what a window or the command-line client
@@ -209,6 +210,8 @@ private:
     void sendNextBlock();
     void failUpload();
     void writeDownloadData(qint64 bytesTotal);
+    bool openDownloadFile();
+    void removeEmptyFailedDownload();
     struct TransferFile {
         QString remotePath;
         QString localPath;
