@@ -254,7 +254,7 @@ void FtpSession::onDataArrival(qint64 bytesTotal)
 {
     lastActivity = monotonicSeconds();
     if (dataMode == DataMode::Listing)
-        listBytes += data.readAll();
+        appendListing(data.readAll());
     else if (dataMode == DataMode::Download)
         writeDownloadData(bytesTotal);
 }
@@ -271,6 +271,36 @@ void FtpSession::removeEmptyFailedDownload()
     if (transferState.mode == DataMode::Download && transferState.result == TransferResult::Failed
         && transferState.fileCreated && QFileInfo(transferState.localPath).size() == 0)
         QFile::remove(transferState.localPath);
+}
+
+void FtpSession::appendListing(const QByteArray &bytes)
+{
+    if (transferState.listingCut)
+        return;
+    listBytes += bytes;
+    transferState.listingLines += bytes.count('\n');
+    if (listBytes.size() > kMaxListingBytes || transferState.listingLines > kMaxListingLines)
+        cutListing();
+}
+
+// A listing past the limits is kept up to its last whole line within them; the
+// data connection is dropped and the listing ends there, shown as far as read.
+void FtpSession::cutListing()
+{
+    transferState.listingCut = true;
+    qsizetype end = 0;
+    for (qint64 lines = 0; lines < kMaxListingLines; ++lines) {
+        const qsizetype next = listBytes.indexOf('\n', end);
+        if (next < 0 || next + 1 > kMaxListingBytes)
+            break;
+        end = next + 1;
+    }
+    listBytes.truncate(end);
+    listBytes.squeeze();
+    LogStatus(LogColour::Red, ListingCutText(kMaxListingBytes, kMaxListingLines));
+    CloseWinsock2();
+    noteTransferEndedEarly();
+    SetReplyState(ReplyState::Done);
 }
 
 void FtpSession::writeDownloadData(qint64 bytesTotal)

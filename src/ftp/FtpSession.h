@@ -58,6 +58,8 @@ struct TransferState {
     bool dataOpened = false;         // the data connection has been up during this transfer
     double replyAt = -1;             // monotonic seconds of its first 1xx or final reply
     bool fileCreated = false;        // the download made its local file (none was there)
+    qint64 listingLines = 0;         // line feeds received of a listing
+    bool listingCut = false;         // the listing went past a limit and was cut
 };
 
 // Why the last command that failed did: what a window or the command-line client
@@ -84,6 +86,9 @@ public:
     // A control line longer than this without a line feed is hostile.
     static constexpr qsizetype kMaxReplyLineBytes = 64 * 1024;
     static constexpr int kKeepAliveIntervalMs = 20000;
+    // A listing is cut beyond either limit, so a hostile server cannot fill memory.
+    static constexpr qint64 kMaxListingBytes = qint64(256) * 1024 * 1024;
+    static constexpr qint64 kMaxListingLines = 5'000'000;
     // After a 226 the data connection gets at least this long to deliver and close.
     static constexpr double kMinimumDataGraceSeconds = 0.25;
 
@@ -210,6 +215,8 @@ private:
     void sendNextBlock();
     void failUpload();
     void writeDownloadData(qint64 bytesTotal);
+    void appendListing(const QByteArray &bytes);
+    void cutListing();
     bool openDownloadFile();
     void removeEmptyFailedDownload();
     struct TransferFile {

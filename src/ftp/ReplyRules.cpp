@@ -233,6 +233,12 @@ QString UnsendableNameText(const QString &name)
     return u"Not sent: '"_qs + VisibleControlCharacters(name) + u"' holds a line break or a NUL character."_qs;
 }
 
+QString ListingCutText(qint64 maxBytes, qint64 maxLines)
+{
+    return u"The listing is longer than "_qs + QString::number(maxBytes / (1024 * 1024)) + u" MiB or "_qs
+           + QString::number(maxLines) + u" lines: it was cut there and the folder shows what was read."_qs;
+}
+
 QString DataConnectionOverdueText(int waitSeconds)
 {
     return u"The server answered, but its data connection did not open within "_qs + QString::number(waitSeconds)

@@ -73,6 +73,8 @@ bool HoldsLineBreakOrNul(const QString &text);
 QString VisibleControlCharacters(const QString &text);
 // The red line for a name that cannot be sent.
 QString UnsendableNameText(const QString &name);
+// The red line for a listing cut at its limits.
+QString ListingCutText(qint64 maxBytes, qint64 maxLines);
 // The data connection of an answered transfer command did not come up in time.
 QString DataConnectionOverdueText(int waitSeconds);
 QString DownloadWriteFailedText(const QString &fileName);
