@@ -18,7 +18,7 @@ QList<TransferItem> ParseTransferLines(const QStringList &lines)
         if (mark < 0)
             items.append({line, 0, true});
         else
-            items.append({line.left(mark), qint64(SizeTextValue(line.mid(mark + 1))), false});
+            items.append({line.left(mark), SizeTextBytes(line.mid(mark + 1)), false});
     }
     return items;
 }
