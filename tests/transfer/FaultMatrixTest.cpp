@@ -366,6 +366,20 @@ void FaultMatrixTest::cell_data()
     };
     add("LIST: names with CR, LF and NUL", badNames);
 
+    // Names that climb out of the local folder, and a link to an absolute path:
+    // nothing lands outside the chosen folder.
+    Cell climbing;
+    climbing.operation = Operation::DownloadFolder;
+    climbing.ending = Ending::Done;
+    climbing.names = {"../../x", "a/../../../y", "ok.bin"};
+    climbing.script = [names = climbing.names](ScriptedFtpServer &s) {
+        s.expectPrefix("TYPE ").reply("200 type\r\n").repeat();
+        s.expect("PASV").passive().repeat();
+        scriptListing(s, "LIST /d", listingOf(names) + "lrwxrwxrwx 1 ftp ftp 4 Jan 15 10:20 l -> /etc\r\n");
+        s.expect("RETR d/ok.bin").reply("150 opening\r\n").sendData(kFileSize).closeData().reply("226 done\r\n");
+    };
+    add("LIST: names climbing out, a link to /etc", climbing);
+
     Cell badLocalName;
     badLocalName.operation = Operation::Upload;
     badLocalName.names = {"x\ny"};
@@ -603,6 +617,8 @@ void FaultMatrixTest::cell()
     }
     if (cell.disk != LocalDisk::Plain) // the batch went on past the failing files
         QVERIFY(server->commands().contains("RETR 4.bin"));
+    if (cell.operation == Operation::DownloadFolder)
+        QCOMPARE(QDir(local->path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList{"target"});
     if (cell.operation == Operation::UploadTree)
         QCOMPARE(treeOf(real->rootDir()).keys(),
                  QStringList({"tree/", "tree/a.txt", "tree/out/", "tree/out/c.txt", "tree/sub/", "tree/sub/b.txt"}));
