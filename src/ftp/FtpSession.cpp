@@ -284,7 +284,8 @@ bool FtpSession::commandIsSendable(const QString &text)
 {
     if (!HoldsLineBreakOrNul(text))
         return true;
-    const QString reason = UnsendableNameText(text.section(u' ', 1));
+    // A password never reaches the log, not even one that cannot be sent.
+    const QString reason = UnsendableNameText(MaskPassword(text).section(u' ', 1));
     LogStatus(LogColour::Red, reason);
     commandFailure = {};
     commandFailure.command = MaskPassword(VisibleControlCharacters(text));

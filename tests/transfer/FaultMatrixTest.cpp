@@ -53,6 +53,7 @@ struct Cell {
     std::optional<ServerKind> realServer; // a real server instead of a script
     bool killed = true;                   // the real server is killed mid-transfer
     bool ipv6 = false;                    // the real server listens on ::1
+    QString password;                     // instead of the scripted log-on's
 };
 
 struct Tally {
@@ -303,6 +304,11 @@ void FaultMatrixTest::cell_data()
     add("log-on: multi-line reply without end", logOnCell(Ending::Question, {}, [](ScriptedFtpServer &s) {
             s.expect("USER me").reply("331-one\r\n331-two\r\n331-three\r\n");
         }));
+    Cell lineBreakPassword = logOnCell(Ending::Failed, u"Not sent: '*"_qs, [](ScriptedFtpServer &s) {
+        s.expect("USER me").reply("331 password\r\n");
+    });
+    lineBreakPassword.password = u"se\ncret"_qs;
+    add("log-on: password with LF (masked, not sent)", lineBreakPassword);
     add("log-on: 1 MiB line", logOnCell(Ending::Failed, u"without a line end"_qs, [](ScriptedFtpServer &s) {
             s.expect("USER me").flood(1 << 20);
         }));
@@ -567,6 +573,8 @@ void FaultMatrixTest::cell()
             });
     } else {
         settings.bPassive = cell.passive;
+        if (!cell.password.isEmpty())
+            settings.sFTPPassword = cell.password;
         if (cell.operation != Operation::LogOn)
             scriptLogOn(*server);
         cell.script(*server);
@@ -605,6 +613,7 @@ void FaultMatrixTest::cell()
     case Ending::Either:
         break;
     }
+    QVERIFY2(cell.password.isEmpty() || !ui->logText().contains(u"cret"_qs), "the password reached the log");
     if (!cell.logged.isEmpty())
         QVERIFY2(ui->logText().contains(cell.logged), qPrintable(u"the log lacks: "_qs + cell.logged));
     for (const QByteArray &command : server->commands())
