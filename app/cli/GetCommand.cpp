@@ -46,14 +46,14 @@ std::optional<QList<TransferItem>> selectionFor(RemoteSession &remote, const Rem
         for (qint32 i = 0; i < list->FileNumb(); ++i) {
             const QString path = list->Folder() + list->FileName(i);
             items << (list->IsFolder(i) ? TransferItem{path + u'/', 0, true}
-                                        : TransferItem{path, qint64(SizeTextValue(list->FileSize(i))), false});
+                                        : TransferItem{path, SizeTextBytes(list->FileSize(i)), false});
         }
         return items;
     }
     const QString path = StripTrailingSlash(target.path);
     const QString name = path.mid(path.lastIndexOf(u'/') + 1);
     if (!target.isFolder) // locate left the session in the file's folder
-        return QList<TransferItem>{{remote.session().sCurrentDir() + name, qint64(SizeTextValue(target.size)), false}};
+        return QList<TransferItem>{{remote.session().sCurrentDir() + name, SizeTextBytes(target.size), false}};
     if (!remote.enterFolder(path.left(path.lastIndexOf(u'/') + 1)))
         return std::nullopt;
     return QList<TransferItem>{{remote.session().sCurrentDir() + name + u'/', 0, true}};

@@ -29,12 +29,28 @@ void FtpSession::CloseWinsock2()
     data.close();
 }
 
+// PASV and PORT carry IPv4 addresses only: over an IPv6 control connection the
+// extended forms EPSV and EPRT take their place.
+bool FtpSession::controlIsIPv6() const
+{
+    const QHostAddress peer(control.remoteHostIP());
+    bool mappedV4 = false;
+    peer.toIPv4Address(&mappedV4);
+    return peer.protocol() == QAbstractSocket::IPv6Protocol && !mappedV4;
+}
+
 bool FtpSession::OpenDataConnection()
 {
+    const bool ipv6 = controlIsIPv6();
     if (config.bPassive)
-        return SendAndWait(u"PASV"_qs);
-    const QString argument = BuildPortArgument();
-    return !argument.isEmpty() && SendAndWait(u"PORT "_qs + argument);
+        return SendAndWait(ipv6 ? u"EPSV"_qs : u"PASV"_qs);
+    if (!ipv6) {
+        const QString argument = BuildPortArgument();
+        return !argument.isEmpty() && SendAndWait(u"PORT "_qs + argument);
+    }
+    if (BuildPortArgument().isEmpty())
+        return false;
+    return SendAndWait(u"EPRT "_qs + FormatExtendedPortArgument(data.localIP(), true, data.localPort()));
 }
 
 bool FtpSession::ListFolder(const QString &command)
@@ -54,7 +70,8 @@ TransferOutcome FtpSession::StoreFile(const QString &localPath, const QString &r
 
 TransferOutcome FtpSession::runTransfer(const QString &command, DataMode mode, const TransferFile &file)
 {
-    if (!OpenDataConnection())
+    // Refused before a data connection is opened for it.
+    if (!commandIsSendable(command) || !OpenDataConnection())
         return {TransferResult::Failed, failure.reason()};
     nextFile = file;
     const bool ok = SendAndWait(command, mode);
@@ -63,8 +80,9 @@ TransferOutcome FtpSession::runTransfer(const QString &command, DataMode mode, c
         return {TransferResult::Failed, failure.reason()};
     }
     // An empty file sends no data, so nothing created the local file yet.
-    if (ok && mode == DataMode::Download && transferState.result == TransferResult::Running && !transferFile.isOpen())
-        transferFile.open(QIODevice::WriteOnly);
+    if (ok && mode == DataMode::Download && transferState.result == TransferResult::Running && !transferFile.isOpen()
+        && expectedBytes() == 0)
+        openDownloadFile();
     return finishTransfer(ok);
 }
 
@@ -75,6 +93,8 @@ void FtpSession::beginTransfer()
     transferFile.close();
     transferState = {};
     transferState.mode = dataMode;
+    // A passive data connection is usually up before the command goes out.
+    transferState.dataOpened = data.state() == SocketState::Connected || data.state() == SocketState::Closing;
     if (nextFile) {
         transferState.remotePath = nextFile->remotePath;
         transferState.localPath = nextFile->localPath;
@@ -118,6 +138,7 @@ TransferOutcome FtpSession::finishTransfer(bool completed)
                      + QString::number(expectedBytes()) + u" bytes"_qs);
     if (transferState.result == TransferResult::Running)
         transferState.result = TransferResult::Succeeded;
+    removeEmptyFailedDownload();
     return {transferState.result, transferState.failureReason};
 }
 
@@ -153,15 +174,35 @@ void FtpSession::CancelTransfer()
 
 void FtpSession::onPassiveReply(const QString &line)
 {
-    const std::optional<PassiveAddress> target = ParsePassiveReply(line);
+    const std::optional<PassiveAddress> target = passiveTarget(line);
     // An unreadable address starts nothing: PASV then runs into the time-out question.
     if (!target)
         return;
     LogStatus(LogColour::Magenta, u"Connecting to "_qs + target->address + u':' + QString::number(target->port));
     CloseWinsock2();
     data.connectToHost(target->address, target->port);
-    if (lastCommandIs(u"PASV"_qs))
+    if (lastCommandIs(u"PASV"_qs) || lastCommandIs(u"EPSV"_qs))
         SetReplyState(ReplyState::Done);
+}
+
+// Where the data connection goes: always the control connection's peer. A 227
+// naming another address is either a server behind NAT announcing its private
+// address or a server sending us against a third host; both are served by the
+// peer address on the announced port.
+std::optional<PassiveAddress> FtpSession::passiveTarget(const QString &line)
+{
+    const QString peer = control.remoteHostIP();
+    if (ReplyCode(line) == u"229") {
+        const std::optional<quint16> port = ParseExtendedPassiveReply(line);
+        return port ? std::optional<PassiveAddress>(PassiveAddress{peer, *port}) : std::nullopt;
+    }
+    std::optional<PassiveAddress> target = ParsePassiveReply(line);
+    if (!target || peer.isEmpty() || QHostAddress(target->address).isEqual(QHostAddress(peer), QHostAddress::TolerantConversion))
+        return target;
+    LogStatus(LogColour::Magenta, u"The server named "_qs + target->address + u" for the data connection; using "_qs
+                                      + peer + u", the server's own address, instead"_qs);
+    target->address = peer;
+    return target;
 }
 
 void FtpSession::onTransferStarting(const QString &line)
@@ -185,6 +226,7 @@ void FtpSession::onDataConnected()
 {
     LogStatus(LogColour::Magenta,
               u"Connected to "_qs + data.remoteHostIP() + u':' + QString::number(data.remotePort()));
+    transferState.dataOpened = true;
     if (transferState.uploadStartPending)
         startUploadWhenConnected();
 }
@@ -193,6 +235,7 @@ void FtpSession::onDataConnectionRequest(qintptr requestId)
 {
     CloseWinsock2();
     data.accept(requestId);
+    transferState.dataOpened = true;
     if (transferState.uploadStartPending)
         startUploadWhenConnected();
 }
@@ -211,17 +254,64 @@ void FtpSession::onDataArrival(qint64 bytesTotal)
 {
     lastActivity = monotonicSeconds();
     if (dataMode == DataMode::Listing)
-        listBytes += data.readAll();
+        appendListing(data.readAll());
     else if (dataMode == DataMode::Download)
         writeDownloadData(bytesTotal);
+}
+
+bool FtpSession::openDownloadFile()
+{
+    transferState.fileCreated = !QFileInfo::exists(transferState.localPath);
+    return transferFile.open(QIODevice::ReadWrite | QIODevice::Unbuffered);
+}
+
+// A download that failed before a byte reached its file leaves no empty file behind.
+void FtpSession::removeEmptyFailedDownload()
+{
+    if (transferState.mode == DataMode::Download && transferState.result == TransferResult::Failed
+        && transferState.fileCreated && QFileInfo(transferState.localPath).size() == 0)
+        QFile::remove(transferState.localPath);
+}
+
+void FtpSession::appendListing(const QByteArray &bytes)
+{
+    if (transferState.listingCut)
+        return;
+    listBytes += bytes;
+    transferState.listingLines += bytes.count('\n');
+    if (listBytes.size() > kMaxListingBytes || transferState.listingLines > kMaxListingLines)
+        cutListing();
+}
+
+// A listing past the limits is kept up to its last whole line within them; the
+// data connection is dropped and the listing ends there, shown as far as read.
+void FtpSession::cutListing()
+{
+    transferState.listingCut = true;
+    qsizetype end = 0;
+    for (qint64 lines = 0; lines < kMaxListingLines; ++lines) {
+        const qsizetype next = listBytes.indexOf('\n', end);
+        if (next < 0 || next + 1 > kMaxListingBytes)
+            break;
+        end = next + 1;
+    }
+    listBytes.truncate(end);
+    listBytes.squeeze();
+    LogStatus(LogColour::Red, ListingCutText(kMaxListingBytes, kMaxListingLines));
+    CloseWinsock2();
+    noteTransferEndedEarly();
+    SetReplyState(ReplyState::Done);
 }
 
 void FtpSession::writeDownloadData(qint64 bytesTotal)
 {
     const QByteArray bytes = data.readAll();
+    // The close of a refused transfer's data connection brings no bytes: no file.
+    if (bytes.isEmpty())
+        return;
     // The file stays open for the whole transfer; every block goes where the
     // bytes received so far end, and the counter follows the file's length.
-    const bool written = (transferFile.isOpen() || transferFile.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
+    const bool written = (transferFile.isOpen() || openDownloadFile())
                          && transferFile.seek(transferState.bytesReceived) && transferFile.write(bytes) == bytes.size();
     if (!written) {
         const QString reason = DownloadWriteFailedText(transferFileName());

@@ -28,6 +28,9 @@ FtpSession::~FtpSession() = default;
 
 void FtpSession::SendCommand(const QString &text)
 {
+    // The last line of defence: the callers have refused and logged such a command.
+    if (HoldsLineBreakOrNul(text))
+        return;
     // ABOR while a transfer still owes its final reply: the server answers that
     // transfer (226 or 426) before it answers the ABOR.
     if (text.startsWith(u"ABOR") && lastCommandIsTransfer())
@@ -154,8 +157,11 @@ void FtpSession::ReplyLine(const QString &line)
     }
     if (!code.isEmpty()) {
         lastReply = line;
-        if (lastCommandIsTransfer())
+        if (lastCommandIsTransfer()) {
             (code.startsWith(u'1') ? transferState.startSeen : transferState.endSeen) = true;
+            if (transferState.replyAt < 0)
+                transferState.replyAt = monotonicSeconds();
+        }
     }
     LogStatus(colour, line);
     dispatchReply(code, line);
@@ -236,6 +242,10 @@ void FtpSession::onRenamePending()
         SetReplyState(ReplyState::Abandoned);
         return;
     }
+    if (!commandIsSendable(u"RNTO "_qs + newName)) {
+        SetReplyState(ReplyState::Failed);
+        return;
+    }
     SendCommand(u"RNTO "_qs + newName);
 }
 
@@ -261,9 +271,27 @@ bool FtpSession::SendAndWait(const QString &text, DataMode mode)
         ui.unloadWindow();
         return false;
     }
+    if (!commandIsSendable(text))
+        return false;
     BeginCommand(mode);
     SendCommand(text);
     return WaitReply(text);
+}
+
+// A CR, LF or NUL inside a command would end it early and let the rest of a name
+// (a listed name may hold a bare CR or LF) reach the server as commands of its own.
+bool FtpSession::commandIsSendable(const QString &text)
+{
+    if (!HoldsLineBreakOrNul(text))
+        return true;
+    // A password never reaches the log, not even one that cannot be sent.
+    const QString reason = UnsendableNameText(MaskPassword(text).section(u' ', 1));
+    LogStatus(LogColour::Red, reason);
+    commandFailure = {};
+    commandFailure.command = MaskPassword(VisibleControlCharacters(text));
+    noteFailure({}, reason);
+    failure = commandFailure;
+    return false;
 }
 
 void FtpSession::SetReplyState(ReplyState state)
@@ -333,6 +361,36 @@ bool FtpSession::endTransferOnDataClose(double startMark)
     return true;
 }
 
+void FtpSession::reportControlClosed()
+{
+    const QString text = u"the server closed the connection"_qs;
+    // A socket error has been logged already; a quiet close says so here.
+    if (commandFailure.socketError.isEmpty())
+        LogStatus(LogColour::Red, u"The server closed the connection."_qs);
+    noteFailure({}, text);
+}
+
+// The server has answered the transfer command (150, or already 226) but the data
+// connection is not up: it gets the site's waiting time from that reply.
+bool FtpSession::awaitingDataConnection() const
+{
+    return lastCommandIsTransfer() && transferState.replyAt >= 0 && !transferState.dataOpened;
+}
+
+bool FtpSession::dataConnectionOverdue() const
+{
+    return awaitingDataConnection() && monotonicSeconds() - transferState.replyAt > config.nFTPWaitTime;
+}
+
+void FtpSession::failOverdueDataConnection()
+{
+    const QString text = DataConnectionOverdueText(config.nFTPWaitTime);
+    LogStatus(LogColour::Red, text);
+    noteFailure({}, text);
+    CloseWinsock2();
+    failTransfer(text);
+}
+
 bool FtpSession::askToKeepWaiting()
 {
     const QuestionAnswer answer = ui.question(u"Vantrel"_qs, WaitTooLongText(config.nFTPWaitTime), u"&Yes"_qs,
@@ -374,13 +432,19 @@ bool FtpSession::WaitReply(const QString &what)
             return false;
         }
         if (controlSocketFailed() || dataSocketFailed()) {
-            noteFailure({}, controlSocketFailed() ? u"the server closed the connection"_qs : QString());
+            if (controlSocketFailed())
+                reportControlClosed();
             break;
         }
         if ((lastCommandIs(u"LIST"_qs) || lastCommandIs(u"RETR"_qs)) && endTransferOnDataClose(startMark))
             continue;
-        const bool transferring = dataMode == DataMode::Upload || dataMode == DataMode::Download;
-        if (!transferring && monotonicSeconds() - lastActivity > config.nFTPWaitTime) {
+        if (dataConnectionOverdue()) {
+            failOverdueDataConnection();
+            break;
+        }
+        // A transfer waits for its data connection by the rule above; anything
+        // else, a data connection that went silent included, by the question.
+        if (!awaitingDataConnection() && monotonicSeconds() - lastActivity > config.nFTPWaitTime) {
             if (replyState == ReplyState::Failed || replyState == ReplyState::Abandoned)
                 break;
             if (!askToKeepWaiting())

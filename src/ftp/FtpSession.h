@@ -55,6 +55,11 @@ struct TransferState {
     bool startSeen = false;          // the 1xx reply has come
     bool endSeen = false;            // the final reply has come
     bool uploadStartPending = false; // 1xx came before the data connection was up
+    bool dataOpened = false;         // the data connection has been up during this transfer
+    double replyAt = -1;             // monotonic seconds of its first 1xx or final reply
+    bool fileCreated = false;        // the download made its local file (none was there)
+    qint64 listingLines = 0;         // line feeds received of a listing
+    bool listingCut = false;         // the listing went past a limit and was cut
 };
 
 // Why the last command that failed did: what a window or the command-line client
@@ -81,6 +86,9 @@ public:
     // A control line longer than this without a line feed is hostile.
     static constexpr qsizetype kMaxReplyLineBytes = 64 * 1024;
     static constexpr int kKeepAliveIntervalMs = 20000;
+    // A listing is cut beyond either limit, so a hostile server cannot fill memory.
+    static constexpr qint64 kMaxListingBytes = qint64(256) * 1024 * 1024;
+    static constexpr qint64 kMaxListingLines = 5'000'000;
     // After a 226 the data connection gets at least this long to deliver and close.
     static constexpr double kMinimumDataGraceSeconds = 0.25;
 
@@ -139,7 +147,7 @@ public:
     // Data connection.
     QString BuildPortArgument();
     void CloseWinsock2();
-    // PASV or PORT, as the passive setting says.
+    // PASV or PORT, as the passive setting says (EPSV or EPRT over IPv6).
     bool OpenDataConnection();
     // LIST (or LIST with an argument) into sListText.
     bool ListFolder(const QString &command = QStringLiteral("LIST"));
@@ -176,9 +184,14 @@ private:
     void onRenamePending();
     bool controlSocketFailed() const;
     bool dataSocketFailed() const;
+    bool commandIsSendable(const QString &text);
     bool lastCommandIs(const QString &word) const;
     bool lastCommandIsTransfer() const;
     bool endTransferOnDataClose(double startMark);
+    bool awaitingDataConnection() const;
+    void reportControlClosed();
+    bool dataConnectionOverdue() const;
+    void failOverdueDataConnection();
     void noteTransferEndedEarly();
     bool askToKeepWaiting();
     void showWaitSeconds(const QString &what, int &shownSeconds);
@@ -195,11 +208,17 @@ private:
     void onDataConnectionRequest(qintptr requestId);
     void onDataError(int number, const QString &description);
     void onPassiveReply(const QString &line);
+    std::optional<PassiveAddress> passiveTarget(const QString &line);
+    bool controlIsIPv6() const;
     void onTransferStarting(const QString &line);
     void startUploadWhenConnected();
     void sendNextBlock();
     void failUpload();
     void writeDownloadData(qint64 bytesTotal);
+    void appendListing(const QByteArray &bytes);
+    void cutListing();
+    bool openDownloadFile();
+    void removeEmptyFailedDownload();
     struct TransferFile {
         QString remotePath;
         QString localPath;

@@ -30,7 +30,7 @@ ReplyAction ClassifyReply(const QString &code)
         return ReplyAction::CompleteIfAbort;
     if (code == u"226")
         return ReplyAction::CompleteIfAbortOrStore;
-    if (code == u"227")
+    if (code == u"227" || code == u"229")
         return ReplyAction::PassiveAddress;
     if (code == u"257")
         return ReplyAction::FolderReply;
@@ -160,6 +160,31 @@ std::optional<PassiveAddress> ParsePassiveReply(const QString &line)
     return result;
 }
 
+std::optional<quint16> ParseExtendedPassiveReply(const QString &line)
+{
+    const qsizetype open = line.indexOf(u'(');
+    const qsizetype close = line.indexOf(u')', open + 1);
+    if (open < 0 || close < 0)
+        return std::nullopt;
+    // "|||port|": the delimiter is the first character and may be any printable one.
+    const QString inside = line.mid(open + 1, close - open - 1);
+    if (inside.size() < 5)
+        return std::nullopt;
+    const QStringList fields = inside.split(inside.at(0));
+    if (fields.size() != 5 || !fields.at(1).isEmpty() || !fields.at(2).isEmpty() || !fields.at(4).isEmpty())
+        return std::nullopt;
+    bool ok = false;
+    const uint port = fields.at(3).toUInt(&ok, 10);
+    if (!ok || port == 0 || port > 65535)
+        return std::nullopt;
+    return quint16(port);
+}
+
+QString FormatExtendedPortArgument(const QString &localIP, bool ipv6, quint16 localPort)
+{
+    return (ipv6 ? u"|2|"_qs : u"|1|"_qs) + localIP + u'|' + QString::number(localPort) + u'|';
+}
+
 qint64 ParseTransferSize(const QString &line)
 {
     const qsizetype open = line.lastIndexOf(u'(');
@@ -190,6 +215,34 @@ QString LogOnFailedText(const QString &server, const QString &lastCommand)
 {
     return u"Log on failed to "_qs + server + u".\r\nLast command was "_qs + MaskPassword(lastCommand)
            + u"\r\nTry again ? "_qs;
+}
+
+bool HoldsLineBreakOrNul(const QString &text)
+{
+    return text.contains(u'\r') || text.contains(u'\n') || text.contains(QChar(0));
+}
+
+QString VisibleControlCharacters(const QString &text)
+{
+    QString visible = text;
+    return visible.replace(u'\r', u"\\r"_qs).replace(u'\n', u"\\n"_qs).replace(QChar(0), u"\\0"_qs);
+}
+
+QString UnsendableNameText(const QString &name)
+{
+    return u"Not sent: '"_qs + VisibleControlCharacters(name) + u"' holds a line break or a NUL character."_qs;
+}
+
+QString ListingCutText(qint64 maxBytes, qint64 maxLines)
+{
+    return u"The listing is longer than "_qs + QString::number(maxBytes / (1024 * 1024)) + u" MiB or "_qs
+           + QString::number(maxLines) + u" lines: it was cut there and the folder shows what was read."_qs;
+}
+
+QString DataConnectionOverdueText(int waitSeconds)
+{
+    return u"The server answered, but its data connection did not open within "_qs + QString::number(waitSeconds)
+           + u" seconds."_qs;
 }
 
 QString DownloadWriteFailedText(const QString &fileName)

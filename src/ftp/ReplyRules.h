@@ -16,7 +16,7 @@ enum class ReplyAction {
     Complete,               // the command succeeded
     CompleteIfAbort,        // 225
     CompleteIfAbortOrStore, // 226
-    PassiveAddress,         // 227
+    PassiveAddress,         // 227, and 229 to EPSV
     FolderReply,            // 257
     RenamePending,          // 350
     Fail,                   // 332 and everything from 400 up
@@ -52,6 +52,12 @@ struct PassiveAddress {
 // The address in the parentheses of a 227 line; nothing when it cannot be read.
 std::optional<PassiveAddress> ParsePassiveReply(const QString &line);
 
+// The port in a 229 reply to EPSV ("229 Entering Extended Passive Mode (|||6446|)");
+// nothing when it cannot be read. The address is always the control connection's.
+std::optional<quint16> ParseExtendedPassiveReply(const QString &line);
+// The EPRT argument for a listening address and port: "|2|::1|6446|" ("|1|" for IPv4).
+QString FormatExtendedPortArgument(const QString &localIP, bool ipv6, quint16 localPort);
+
 // The size a 150 reply announces between its last parentheses ("(1234 bytes)");
 // -1 when there is none.
 qint64 ParseTransferSize(const QString &line);
@@ -61,6 +67,16 @@ QString ParseFolderReply(const QString &line);
 
 QString WaitTooLongText(int waitSeconds);
 QString LogOnFailedText(const QString &server, const QString &lastCommand);
+// True when the text holds CR, LF or NUL: it must never go out as (part of) a command.
+bool HoldsLineBreakOrNul(const QString &text);
+// The text with CR, LF and NUL written as "\r", "\n" and "\0", for the log.
+QString VisibleControlCharacters(const QString &text);
+// The red line for a name that cannot be sent.
+QString UnsendableNameText(const QString &name);
+// The red line for a listing cut at its limits.
+QString ListingCutText(qint64 maxBytes, qint64 maxLines);
+// The data connection of an answered transfer command did not come up in time.
+QString DataConnectionOverdueText(int waitSeconds);
 QString DownloadWriteFailedText(const QString &fileName);
 QString UploadSendFailedText(const QString &fileName);
 

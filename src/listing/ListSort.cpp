@@ -12,7 +12,7 @@ QString ListSortKey(bool isFolder, int column, const QString &cellText)
     if (column != 2)
         return tag + cellText;
     // "0##,###,###,##0": twelve digits with groups, so text order is number order.
-    const QString digits = QString::number(qint64(SizeTextValue(cellText))).rightJustified(12, u'0');
+    const QString digits = QString::number(SizeTextBytes(cellText)).rightJustified(12, u'0');
     QString grouped;
     for (qsizetype i = 0; i < digits.size(); ++i) {
         if (i > 0 && (digits.size() - i) % 3 == 0)

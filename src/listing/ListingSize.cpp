@@ -88,4 +88,10 @@ double SizeTextValue(const QString &text)
     return ok && size > 0 ? size : 0;
 }
 
+qint64 SizeTextBytes(const QString &text)
+{
+    const double value = SizeTextValue(text);
+    return value < double(kLargestSize) ? qint64(value) : kLargestSize;
+}
+
 } // namespace korvan

@@ -17,5 +17,9 @@ QString FormatListingSize(QStringView word);
 // A size as the listing shows it ("1,234") or as plain digits ("1234"); a size
 // word that is no number counts as 0.
 double SizeTextValue(const QString &text);
+// The same as a byte count; a size beyond what 64 bits hold (a hostile listing's
+// forty digits) is held at kLargestSize instead of overflowing.
+inline constexpr qint64 kLargestSize = 9'000'000'000'000'000'000;
+qint64 SizeTextBytes(const QString &text);
 
 } // namespace korvan

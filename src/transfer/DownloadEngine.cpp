@@ -92,7 +92,7 @@ void DownloadEngine::walkFolders(QStringList queue, QList<TransferItem> &files)
             if (list->IsFolder(i))
                 queue.append(list->Path(i));
             else
-                files.append({relative + list->FileName(i), qint64(SizeTextValue(list->FileSize(i)))});
+                files.append({relative + list->FileName(i), SizeTextBytes(list->FileSize(i))});
         }
     }
 }

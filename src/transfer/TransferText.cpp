@@ -18,7 +18,7 @@ QList<TransferItem> ParseTransferLines(const QStringList &lines)
         if (mark < 0)
             items.append({line, 0, true});
         else
-            items.append({line.left(mark), qint64(SizeTextValue(line.mid(mark + 1))), false});
+            items.append({line.left(mark), SizeTextBytes(line.mid(mark + 1)), false});
     }
     return items;
 }
@@ -115,6 +115,11 @@ QString FileFailedMessage(TransferDirection direction, const QString &path)
 QString FileSucceededMessage(TransferDirection direction, const QString &path)
 {
     return TransferVerb(direction) + u' ' + QuotedFileName(path) + u" is successful."_qs;
+}
+
+QString SkippedLinkMessage(const QString &path)
+{
+    return u"Skipped link '"_qs + path + u"': its folder is uploaded already."_qs;
 }
 
 QString BatchAbortedMessage(TransferDirection direction)

@@ -40,6 +40,9 @@ QString TransferVerb(TransferDirection direction); // "Downloading" / "Uploading
 QString ZeroSizeMessage(TransferDirection direction, const QString &path);
 QString FileFailedMessage(TransferDirection direction, const QString &path);
 QString FileSucceededMessage(TransferDirection direction, const QString &path);
+// A folder link the upload walk does not follow (it leads into the tree or to a
+// folder already taken).
+QString SkippedLinkMessage(const QString &path);
 QString BatchAbortedMessage(TransferDirection direction);
 QString BatchStatusText(TransferDirection direction, qsizetype fileCount);
 QString BatchCaption(TransferDirection direction); // "Downloading..." / "Uploading..."

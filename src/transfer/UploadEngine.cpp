@@ -8,6 +8,9 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QSet>
+
+#include <algorithm>
 
 namespace korvan {
 
@@ -64,9 +67,17 @@ bool UploadEngine::UploadSelected(const QStringList &localPaths)
 // Breadth-first: every remote folder of a level exists before the next level is
 // walked, and all before the first file is sent. A failing MKD (the folder may
 // exist already) is ignored. Folders whose name begins with "." are neither made
-// nor walked; files beginning with "." are uploaded.
+// nor walked; files beginning with "." are uploaded. Each local folder is taken
+// once by its resolved identity: a link back into the tree is skipped (its
+// folder comes through its real path), a link out of it is walked once.
 void UploadEngine::walkFolders(QStringList queue, QList<TransferItem> &files)
 {
+    QSet<QString> taken;
+    QStringList trees;
+    for (const QString &folder : std::as_const(queue)) {
+        trees.append(QFileInfo(folder).canonicalFilePath());
+        taken.insert(trees.last());
+    }
     while (!queue.isEmpty()) {
         const QString folder = queue.takeFirst();
         const QString relative = folder.mid(sLocalRoot.size());
@@ -76,13 +87,28 @@ void UploadEngine::walkFolders(QStringList queue, QList<TransferItem> &files)
             QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
         for (const QFileInfo &entry : entries) {
             if (entry.isDir()) {
-                if (!entry.fileName().startsWith(u'.'))
+                if (!entry.fileName().startsWith(u'.') && takeFolderOnce(entry, trees, taken))
                     queue.append(entry.filePath());
             } else if (entry.isFile()) {
                 files.append(FileItem(entry));
             }
         }
     }
+}
+
+// False for a folder already taken and for a link into one of the selected trees.
+bool UploadEngine::takeFolderOnce(const QFileInfo &folder, const QStringList &trees, QSet<QString> &taken)
+{
+    const QString identity = folder.canonicalFilePath();
+    const bool intoTree = folder.isSymLink() && std::any_of(trees.begin(), trees.end(), [&identity](const QString &tree) {
+                              return identity == tree || identity.startsWith(WithTrailingSlash(tree));
+                          });
+    if (identity.isEmpty() || intoTree || taken.contains(identity)) {
+        session.LogStatus(LogColour::Magenta, SkippedLinkMessage(folder.filePath().mid(sLocalRoot.size())));
+        return false;
+    }
+    taken.insert(identity);
+    return true;
 }
 
 bool UploadEngine::UploadFiles(const QString &localBase, const QList<TransferItem> &files)

@@ -5,6 +5,8 @@
 
 #include "transfer/TransferLoop.h"
 
+#include <QFileInfo>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 
@@ -34,6 +36,7 @@ public:
 private:
     void setLocalRoot(const QString &folder);
     void walkFolders(QStringList queue, QList<TransferItem> &files);
+    bool takeFolderOnce(const QFileInfo &folder, const QStringList &trees, QSet<QString> &taken);
     void showLabels(const QString &localPath, const QString &remotePath);
 
     FtpSession &session;

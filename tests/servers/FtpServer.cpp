@@ -197,14 +197,16 @@ QList<qint64> processTree(qint64 root)
     return tree;
 }
 
-// The inode of the socket listening on 127.0.0.1:port, from /proc/net/tcp
-// ("sl local_address rem_address st ... inode"; addresses in hex, 0A = LISTEN).
-QByteArray listeningSocketInode(quint16 port)
+// The inode of the socket listening on 127.0.0.1:port (or [::1]:port), from
+// /proc/net/tcp or tcp6 ("sl local_address rem_address st ... inode"; addresses
+// in hex, 0A = LISTEN).
+QByteArray listeningSocketInode(quint16 port, bool ipv6)
 {
-    QFile table(QStringLiteral("/proc/net/tcp"));
+    QFile table(ipv6 ? QStringLiteral("/proc/net/tcp6") : QStringLiteral("/proc/net/tcp"));
     if (!table.open(QIODevice::ReadOnly))
         return {};
-    const QByteArray local = "0100007F:" + QByteArray::number(port, 16).toUpper().rightJustified(4, '0');
+    const QByteArray address = ipv6 ? "00000000000000000000000001000000:" : "0100007F:";
+    const QByteArray local = address + QByteArray::number(port, 16).toUpper().rightJustified(4, '0');
     for (const QByteArray &line : table.readAll().split('\n')) {
         const QList<QByteArray> fields = line.simplified().split(' ');
         if (fields.size() > 9 && fields.at(1) == local && fields.at(3) == "0A")
@@ -251,7 +253,7 @@ QString serverName(ServerKind kind)
     return {};
 }
 
-FtpServer::FtpServer(ServerKind kind) : serverKind(kind) {}
+FtpServer::FtpServer(ServerKind kind, bool ipv6) : serverKind(kind), onIPv6(ipv6) {}
 
 FtpServer::~FtpServer()
 {
@@ -509,7 +511,7 @@ QString FtpServer::processOutput()
 // server's bind; then the greeting came from that program, not from ours.
 bool FtpServer::ownsListeningPort() const
 {
-    const QByteArray inode = listeningSocketInode(listenPort);
+    const QByteArray inode = listeningSocketInode(listenPort, onIPv6);
     if (inode.isEmpty())
         return false;
     const QList<qint64> tree = processTree(processGroup);

@@ -30,7 +30,8 @@ QString serverName(ServerKind kind); // "pyftpdlib", "vsftpd", "proftpd", "pure-
 
 class FtpServer {
 public:
-    explicit FtpServer(ServerKind kind);
+    // ipv6: listen on ::1 instead of 127.0.0.1 (pyftpdlib only).
+    explicit FtpServer(ServerKind kind, bool ipv6 = false);
     ~FtpServer();
     FtpServer(const FtpServer &) = delete;
     FtpServer &operator=(const FtpServer &) = delete;
@@ -43,7 +44,7 @@ public:
 
     ServerKind kind() const { return serverKind; }
     QString name() const { return serverName(serverKind); }
-    QString host() const { return QStringLiteral("127.0.0.1"); }
+    QString host() const { return onIPv6 ? QStringLiteral("::1") : QStringLiteral("127.0.0.1"); }
     quint16 port() const { return listenPort; }
     QString user() const { return userName; }
     QString password() const { return userPassword; }
@@ -70,6 +71,7 @@ private:
     QString workFile(const QString &name) const;
 
     ServerKind serverKind;
+    bool onIPv6 = false;
     quint16 listenPort = 0;
     QString userName;
     QString userPassword;

@@ -174,6 +174,9 @@ void ProgressTickTest::transferList_data()
                                              << QList<double>{0};
     QTest::newRow("blanks in names") << QStringList{"my folder/a b.txt?10"} << QStringList{"my folder/a b.txt"}
                                      << QList<double>{10};
+    // Found by fuzz_transfer_text: a 36-digit size overflowed the conversion to 64 bits.
+    QTest::newRow("a size past 64 bits is held") << QStringList{"c3?466666666666666666666666666666666666"}
+                                                 << QStringList{"c3"} << QList<double>{9e18};
     // clang-format on
 }
 
