@@ -57,7 +57,10 @@ shots="$PWD/build/screenshots"
 mkdir -p "$shots"
 echo
 echo "Screenshots of the demo host connected to the demo server:"
-QT_QPA_PLATFORM=offscreen "$demo" --screenshot "$shots/demo-host.png" "$url" >/dev/null
-QT_QPA_PLATFORM=offscreen "$demo" --screenshot "$shots/demo-host-docs.png" "${url}docs/guides/" >/dev/null
-echo "  $shots/demo-host.png"
-echo "  $shots/demo-host-docs.png"
+screenshot() { # name address
+    QT_QPA_PLATFORM=offscreen "$demo" --screenshot "$shots/$1" "$2" >/dev/null 2>"$work/demo.log" \
+        || { cat "$work/demo.log" >&2; exit 1; }
+    echo "  $shots/$1"
+}
+screenshot demo-host.png "$url"
+screenshot demo-host-docs.png "${url}docs/guides/"
