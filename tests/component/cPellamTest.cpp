@@ -62,15 +62,6 @@ void connectInQuickDialog(QStringList *shown, const QString &password = {}, std:
     });
 }
 
-QStringList rowNames(const fFTPMain &window)
-{
-    const FileListModel &model = *window.listModel();
-    QStringList names;
-    for (int row = 0; row < model.rowCount(); ++row)
-        names << model.data(model.index(row, 0)).toString();
-    return names;
-}
-
 } // namespace
 
 void cPellamTest::connectsToAnAddress_data()
@@ -100,7 +91,7 @@ void cPellamTest::connectsToAnAddress()
     QCOMPARE(shown, (QStringList{server.host(), server.user(), server.password(), u"/docs"_qs}));
     fFTPMain *window = explorerWindow();
     QVERIFY(window);
-    QTRY_COMPARE(rowNames(*window), QStringList{u"guide.txt"_qs});
+    QTRY_COMPARE(rowNamesOf(*window), QStringList{u"guide.txt"_qs});
     QVERIFY(window->connected());
     QVERIFY(pellam->IsBusy());
     QCOMPARE(window->parentWidget(), embedded ? &host : nullptr);
@@ -157,7 +148,7 @@ void cPellamTest::refusedLogOnAsksToTryAgain()
     QVERIFY(window);
     // Yes opens the dialog again, filled in as it was left.
     QTRY_COMPARE(shownAgain, tryAgain ? shown : QStringList());
-    QTRY_COMPARE(rowNames(*window), tryAgain ? QStringList{u"guide.txt"_qs} : QStringList());
+    QTRY_COMPARE(rowNamesOf(*window), tryAgain ? QStringList{u"guide.txt"_qs} : QStringList());
     // Logged on shows as the server in the title; a refused log-on leaves the window open.
     QCOMPARE(window->windowTitle(), tryAgain ? server.host() : u"FTP"_qs);
     QVERIFY(pellam.IsBusy());
