@@ -20,6 +20,7 @@ private slots:
     void connectsToAnAddress();
     void refusedLogOnAsksToTryAgain_data();
     void refusedLogOnAsksToTryAgain();
+    void configureOffersNoConnect();
     void tempDirIsOwnerOnly();
     void endingUnloadsTheWindow();
 };
@@ -152,6 +153,22 @@ void cPellamTest::refusedLogOnAsksToTryAgain()
     // Logged on shows as the server in the title; a refused log-on leaves the window open.
     QCOMPARE(window->windowTitle(), tryAgain ? server.host() : u"FTP"_qs);
     QVERIFY(pellam.IsBusy());
+}
+
+void cPellamTest::configureOffersNoConnect()
+{
+    cPellam pellam;
+    QString title;
+    bool connectShown = true;
+    whenModal([&](QWidget *box) {
+        title = box->windowTitle();
+        connectShown = box->findChild<QPushButton *>(u"cmdConnect"_qs)->isVisible();
+        clickChild(box, u"cmdCancel"_qs);
+    });
+    pellam.Configure();
+    QCOMPARE(title, u"FTP Site Manager"_qs);
+    QVERIFY(!connectShown);
+    QVERIFY(!pellam.IsBusy());
 }
 
 void cPellamTest::tempDirIsOwnerOnly()
