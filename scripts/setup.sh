@@ -11,7 +11,7 @@ need_root() {
 packages=(
     build-essential cmake ccache pkg-config
     qt6-base-dev qt6-base-dev-tools
-    adwaita-icon-theme shared-mime-info
+    adwaita-icon-theme shared-mime-info fonts-dejavu-core qt6-wayland
     python3-pyftpdlib pure-ftpd
     curl lftp
     clang libclang-rt-14-dev

@@ -82,10 +82,10 @@ bool WindowUi::showCurrentFolder()
     return window.showCurrentFolder();
 }
 
-// Asked inside the failed log-on: the dialog opens again once that has returned.
+// Asked inside the failed log-on: the dialog it came from opens again once that has returned.
 void WindowUi::reconnect()
 {
-    window.runWhenIdle([this] { window.FTP_Connect(false); });
+    window.runWhenIdle([this] { window.FTP_Connect(window.lastConnectQuick); });
 }
 
 // The window has no timers of its own that a transfer or a drop leaves running.

@@ -342,6 +342,7 @@ bool fFTPMain::FTP_Connect(bool bQuick)
 {
     drainEvents();
     SetStatusText(u"Connecting..."_qs);
+    lastConnectQuick = bQuick;
     if (!connectDialog || !connectDialog(bQuick))
         return false;
     return logOn();

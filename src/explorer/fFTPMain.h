@@ -129,6 +129,8 @@ private:
     int runningOperations = 0;
     bool closeConfirmed = false;
     bool unloadScheduled = false;
+    // The dialog of the last connect, which a failed log-on's retry opens again.
+    bool lastConnectQuick = false;
 };
 
 // Counts an operation of the window while it runs.

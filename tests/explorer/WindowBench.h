@@ -25,6 +25,16 @@
 
 namespace korvan::test {
 
+// The names in the order the window's list shows them.
+inline QStringList rowNamesOf(const fFTPMain &window)
+{
+    const FileListModel &model = *window.listModel();
+    QStringList names;
+    for (int row = 0; row < model.rowCount(); ++row)
+        names << model.data(model.index(row, 0)).toString();
+    return names;
+}
+
 struct WindowBench {
     explicit WindowBench(ServerKind kind) : server(kind) {}
     ~WindowBench()
@@ -40,15 +50,7 @@ struct WindowBench {
         return window.ConnectWith(ftpSettings());
     }
 
-    // The names in the order the list shows them.
-    QStringList rowNames() const
-    {
-        const FileListModel &model = *window.listModel();
-        QStringList names;
-        for (int row = 0; row < model.rowCount(); ++row)
-            names << model.data(model.index(row, 0)).toString();
-        return names;
-    }
+    QStringList rowNames() const { return rowNamesOf(window); }
 
     // Enter pressed after typing text into the address combo; back when the list
     // has been filled.
