@@ -197,7 +197,8 @@ std::optional<PassiveAddress> FtpSession::passiveTarget(const QString &line)
         return port ? std::optional<PassiveAddress>(PassiveAddress{peer, *port}) : std::nullopt;
     }
     std::optional<PassiveAddress> target = ParsePassiveReply(line);
-    if (!target || peer.isEmpty() || QHostAddress(target->address).isEqual(QHostAddress(peer), QHostAddress::TolerantConversion))
+    if (!target || peer.isEmpty()
+        || QHostAddress(target->address).isEqual(QHostAddress(peer), QHostAddress::TolerantConversion))
         return target;
     LogStatus(LogColour::Magenta, u"The server named "_qs + target->address + u" for the data connection; using "_qs
                                       + peer + u", the server's own address, instead"_qs);
@@ -311,8 +312,8 @@ void FtpSession::writeDownloadData(qint64 bytesTotal)
         return;
     // The file stays open for the whole transfer; every block goes where the
     // bytes received so far end, and the counter follows the file's length.
-    const bool written = (transferFile.isOpen() || openDownloadFile())
-                         && transferFile.seek(transferState.bytesReceived) && transferFile.write(bytes) == bytes.size();
+    const bool written = (transferFile.isOpen() || openDownloadFile()) && transferFile.seek(transferState.bytesReceived)
+                         && transferFile.write(bytes) == bytes.size();
     if (!written) {
         const QString reason = DownloadWriteFailedText(transferFileName());
         failTransfer(reason);

@@ -100,9 +100,10 @@ void UploadEngine::walkFolders(QStringList queue, QList<TransferItem> &files)
 bool UploadEngine::takeFolderOnce(const QFileInfo &folder, const QStringList &trees, QSet<QString> &taken)
 {
     const QString identity = folder.canonicalFilePath();
-    const bool intoTree = folder.isSymLink() && std::any_of(trees.begin(), trees.end(), [&identity](const QString &tree) {
-                              return identity == tree || identity.startsWith(WithTrailingSlash(tree));
-                          });
+    const bool intoTree = folder.isSymLink()
+                          && std::any_of(trees.begin(), trees.end(), [&identity](const QString &tree) {
+                                 return identity == tree || identity.startsWith(WithTrailingSlash(tree));
+                             });
     if (identity.isEmpty() || intoTree || taken.contains(identity)) {
         session.LogStatus(LogColour::Magenta, SkippedLinkMessage(folder.filePath().mid(sLocalRoot.size())));
         return false;
