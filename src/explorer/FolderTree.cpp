@@ -102,6 +102,14 @@ void FolderTree::addPlaceholder(QTreeWidgetItem *node)
     placeholder->setText(0, kPlaceholder);
 }
 
+void FolderTree::hidePlaceholders(QTreeWidgetItem *node)
+{
+    for (int i = 0; i < node->childCount(); ++i) {
+        if (isPlaceholder(node->child(i)))
+            node->child(i)->setHidden(true);
+    }
+}
+
 QTreeWidgetItem *FolderTree::childWithKey(QTreeWidgetItem *node, const QString &key)
 {
     for (int i = 0; i < node->childCount(); ++i) {
@@ -133,8 +141,14 @@ QTreeWidgetItem *FolderTree::walkTo(const QString &path, bool make)
             return nullptr;
         key += part + u'/';
         QTreeWidgetItem *child = childWithKey(node, key);
-        // A folder reached by its address before its parent was listed.
-        node = child || !make ? child : newNode(node, key, part, false);
+        if (!child && make) {
+            // A folder reached by its address before its parent was listed: the
+            // parent shows its expander through this child now, and an empty
+            // placeholder row under it would only look like a blank folder.
+            hidePlaceholders(node);
+            child = newNode(node, key, part, false);
+        }
+        node = child;
     }
     return node;
 }

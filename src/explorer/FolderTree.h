@@ -34,6 +34,7 @@ public:
     // The node of `path`, or null.
     QTreeWidgetItem *findNode(const QString &path) const;
     static void addPlaceholder(QTreeWidgetItem *node);
+    static void hidePlaceholders(QTreeWidgetItem *node);
     // Replaces the placeholder by one node per folder of the listing.
     void addFolderChildren(QTreeWidgetItem *node, const cFTPList &list);
     // Removes every descendant, deepest first, telling `dropped` each key.

@@ -30,6 +30,7 @@ private slots:
     void cleanupTestCase();
     void browse_data();
     void browse();
+    void startFolderBelowTheRoot();
     void fourViews_data();
     void fourViews();
     void sortTwice_data();
@@ -163,6 +164,21 @@ void ExplorerWindowTest::browse()
     QTRY_COMPARE(bench.rowNames(), QStringList{u"readme.md"_qs});
     QCOMPARE(window.addressCombo()->currentText(), u"ftp://127.0.0.1/docs/"_qs);
     QCOMPARE(window.addressCombo()->count(), 4);
+}
+
+void ExplorerWindowTest::startFolderBelowTheRoot()
+{
+    WindowBench bench(ServerKind::Pyftpdlib);
+    START_OR_FAIL(bench.server);
+    QVERIFY(writeTree(bench.server.rootDir(), {{u"src/lib/deep.txt"_qs, 40}}));
+    FtpSettings settings = settingsFor(bench.server, true);
+    settings.sFTPDir = u"/src/lib"_qs;
+    bench.window.show();
+    QVERIFY(bench.window.ConnectWith(settings));
+    QCOMPARE(bench.rowNames(), QStringList{u"deep.txt"_qs});
+    // The folders on the way are in the tree, with no blank row beside them.
+    QCOMPARE(bench.treeChildren(u"/"_qs), QStringList{u"src"_qs});
+    QCOMPARE(bench.treeChildren(u"/src/"_qs), QStringList{u"lib"_qs});
 }
 
 void ExplorerWindowTest::fourViews_data()

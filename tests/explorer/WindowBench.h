@@ -70,8 +70,10 @@ struct WindowBench {
     {
         QStringList names;
         const QTreeWidgetItem *node = window.tree()->findNode(folder);
-        for (int i = 0; node && i < node->childCount(); ++i)
-            names << node->child(i)->text(0);
+        for (int i = 0; node && i < node->childCount(); ++i) {
+            if (!node->child(i)->isHidden())
+                names << node->child(i)->text(0);
+        }
         names.sort();
         return names;
     }
