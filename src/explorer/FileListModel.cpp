@@ -9,6 +9,7 @@
 
 #include <QCollator>
 #include <QDateTime>
+#include <QElapsedTimer>
 #include <QHash>
 #include <QLocale>
 
@@ -56,20 +57,44 @@ QCollator NameCollator()
     return collator;
 }
 
+// Calls `breathe` (when there is one) once `kInterval` has passed since the last
+// call; asked every few hundred items of a long loop.
+class Breather {
+public:
+    explicit Breather(const std::function<void()> &breathe) : breathe(breathe) { clock.start(); }
+    void operator()(size_t item)
+    {
+        if (breathe && item % 256 == 0 && clock.elapsed() >= kIntervalMs) {
+            breathe();
+            clock.restart();
+        }
+    }
+
+private:
+    static constexpr qint64 kIntervalMs = 25;
+    const std::function<void()> &breathe;
+    QElapsedTimer clock;
+};
+
 // Each text's place in the collation order, counted over distinct texts: equal
 // texts (to the collator) get equal ranks. Keys are built once per text.
-std::vector<quint32> CollationRanks(const QStringList &texts)
+std::vector<quint32> CollationRanks(const QStringList &texts, const std::function<void()> &breathe = {})
 {
     const QCollator collator = NameCollator();
+    Breather breather(breathe);
     std::vector<QCollatorSortKey> keys;
     keys.reserve(size_t(texts.size()));
-    for (const QString &text : texts)
+    for (const QString &text : texts) {
+        breather(keys.size());
         keys.push_back(collator.sortKey(text));
+    }
 
     std::vector<qsizetype> byKey(keys.size());
     std::iota(byKey.begin(), byKey.end(), 0);
     std::sort(byKey.begin(), byKey.end(),
               [&](qsizetype a, qsizetype b) { return keys[size_t(a)].compare(keys[size_t(b)]) < 0; });
+    if (breathe)
+        breathe();
 
     std::vector<quint32> ranks(keys.size());
     quint32 rank = 0;
@@ -136,45 +161,51 @@ QStringList FileListModel::columnCaptions()
             QStringLiteral("Attributes")};
 }
 
-FileListModel::Row FileListModel::makeRow(qint32 entry) const
+FileListModel::Row FileListModel::makeRow(const cFTPList &list, qint32 entry)
 {
     Row row;
     row.entry = entry;
-    row.folder = list->IsFolder(entry);
-    row.link = list->IsLink(entry);
-    row.kind = row.folder ? ShellIcons::kFolderKind : ShellIcons::kindOfFile(list->FileName(entry));
-    row.size = SizeOf(list->FileSize(entry));
+    row.folder = list.IsFolder(entry);
+    row.link = list.IsLink(entry);
+    row.kind = row.folder ? ShellIcons::kFolderKind : ShellIcons::kindOfFile(list.FileName(entry));
+    row.size = SizeOf(list.FileSize(entry));
     // The listing writes every date with its year, so the current year is never used.
-    if (const auto date = RecognizeListingDate(QStringView(list->FileDate(entry)), 0))
+    if (const auto date = RecognizeListingDate(QStringView(list.FileDate(entry)), 0))
         row.date = DateKey(*date);
     return row;
 }
 
-void FileListModel::setListing(std::shared_ptr<const cFTPList> newList)
+void FileListModel::setListing(std::shared_ptr<const cFTPList> newList, const std::function<void()> &breathe)
 {
+    std::vector<Row> newRows;
+    if (newList) {
+        const qint32 count = newList->FileNumb();
+        newRows.reserve(size_t(count));
+        Breather breather(breathe);
+        for (qint32 entry = 0; entry < count; ++entry) {
+            breather(size_t(entry));
+            newRows.push_back(makeRow(*newList, entry));
+        }
+        rankNames(*newList, newRows, breathe);
+    }
     beginResetModel();
     list = std::move(newList);
-    rows.clear();
+    rows = std::move(newRows);
     attributeRanks.clear();
-    const qint32 count = list ? list->FileNumb() : 0;
-    rows.reserve(size_t(count));
-    for (qint32 entry = 0; entry < count; ++entry)
-        rows.push_back(makeRow(entry));
     rowByEntry.resize(rows.size());
     std::iota(rowByEntry.begin(), rowByEntry.end(), 0);
-    rankNames();
     sortedColumn = 0;
     order = Qt::DescendingOrder;
     endResetModel();
 }
 
-void FileListModel::rankNames()
+void FileListModel::rankNames(const cFTPList &list, std::vector<Row> &rows, const std::function<void()> &breathe)
 {
     QStringList names;
     names.reserve(qsizetype(rows.size()));
     for (const Row &row : rows)
-        names.append(list->FileName(row.entry));
-    const std::vector<quint32> ranks = CollationRanks(names);
+        names.append(list.FileName(row.entry));
+    const std::vector<quint32> ranks = CollationRanks(names, breathe);
     for (size_t i = 0; i < rows.size(); ++i)
         rows[i].nameRank = ranks[i];
 }
@@ -214,7 +245,40 @@ int FileListModel::compareColumn(const Row &a, const Row &b, int column, const s
     }
 }
 
+// By name the ranks decide alone (then the entry): a counting sort over them, in
+// one pass, instead of sorting the names a second time.
+void FileListModel::orderByName()
+{
+    quint32 rankCount = 0;
+    for (const Row &row : rows)
+        rankCount = std::max(rankCount, row.nameRank + 1);
+    // Ascending: folders first, each group by rank, equal ranks by entry.
+    const auto bucketOf = [rankCount](const Row &row) { return size_t(row.folder ? 0 : rankCount) + row.nameRank; };
+    std::vector<qint32> starts(2 * size_t(rankCount) + 1, 0);
+    for (const Row &row : rows)
+        ++starts[bucketOf(row) + 1];
+    std::partial_sum(starts.begin(), starts.end(), starts.begin());
+    std::vector<Row> sorted(rows.size());
+    for (size_t entry = 0; entry < rows.size(); ++entry) {
+        const Row &row = rows[size_t(rowByEntry[entry])];
+        sorted[size_t(starts[bucketOf(row)]++)] = row;
+    }
+    if (order == Qt::DescendingOrder)
+        std::reverse(sorted.begin(), sorted.end());
+    rows = std::move(sorted);
+}
+
 void FileListModel::reorder(int column)
+{
+    if (column == NameColumn)
+        orderByName();
+    else
+        orderByColumn(column);
+    for (size_t i = 0; i < rows.size(); ++i)
+        rowByEntry[size_t(rows[i].entry)] = qint32(i);
+}
+
+void FileListModel::orderByColumn(int column)
 {
     if (column == AttributesColumn)
         rankAttributes();
@@ -233,8 +297,6 @@ void FileListModel::reorder(int column)
         std::sort(rows.begin(), rows.end(), ascending);
     else
         std::sort(rows.begin(), rows.end(), [&](const Row &a, const Row &b) { return ascending(b, a); });
-    for (size_t i = 0; i < rows.size(); ++i)
-        rowByEntry[size_t(rows[i].entry)] = qint32(i);
 }
 
 void FileListModel::sortByColumn(int column)

@@ -14,6 +14,7 @@
 #include <QAbstractTableModel>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -34,7 +35,10 @@ public:
     // Shows `list` (null: nothing) in its own order, one model reset. The order is
     // set to descending, so the sortByColumn(1) that follows gives ascending by name.
     // The list must outlive its use here: set another (or null) before deleting it.
-    void setListing(std::shared_ptr<const cFTPList> list);
+    // Rows and sort keys are built before the reset, with `breathe` called every
+    // few tens of milliseconds meanwhile (a window pumps its events there, so it
+    // keeps painting through a big folder); the old rows stay shown until then.
+    void setListing(std::shared_ptr<const cFTPList> list, const std::function<void()> &breathe = {});
     const cFTPList *listing() const { return list.get(); }
 
     // `column` is 1-based (1 = name). Turns the order over and sorts.
@@ -71,12 +75,14 @@ private:
         bool link = false;
     };
 
-    Row makeRow(qint32 entry) const;
-    void rankNames();
+    static Row makeRow(const cFTPList &list, qint32 entry);
+    static void rankNames(const cFTPList &list, std::vector<Row> &rows, const std::function<void()> &breathe);
     void rankAttributes();
     std::vector<quint32> kindRanks() const;
     int compareColumn(const Row &a, const Row &b, int column, const std::vector<quint32> &typeRanks) const;
     void reorder(int column);
+    void orderByName();
+    void orderByColumn(int column);
     QString displayText(const Row &row, int column) const;
 
     std::shared_ptr<const cFTPList> list; // shared with the cache, which may drop it first

@@ -11,6 +11,8 @@
 #include "listing/FolderRetrieval.h"
 #include "shell/dialogs/MessageBoxes.h"
 
+#include <QCoreApplication>
+
 namespace korvan {
 
 namespace {
@@ -114,7 +116,8 @@ bool RemoteOperations::LoadList(QTreeWidgetItem *node)
     status(u"Loading Files and Folders. Wait a Second..."_qs);
     FileListModel &model = *window.listModel();
     const std::shared_ptr<const cFTPList> list = window.folders().sharedList(FolderTree::keyOf(node));
-    model.setListing(list);
+    // A big folder's rows take a while: the window keeps painting meanwhile.
+    model.setListing(list, [] { QCoreApplication::processEvents(); });
     if (list) {
         const int count = list->FileNumb();
         for (int i = 0; i < count; i += 10)

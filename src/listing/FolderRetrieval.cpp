@@ -5,6 +5,9 @@
 #include "ftp/FtpSession.h"
 #include "ftp/RemotePath.h"
 
+#include <QEventLoop>
+#include <QThread>
+
 namespace korvan {
 
 namespace {
@@ -73,11 +76,23 @@ bool FolderRetrieval::sendListCommand(const QString &folder)
     return session.SendAndWait(list + u' ' + StripTrailingSlash(folder), DataMode::Listing);
 }
 
+// The parse of a big listing (100,000 lines: a tenth of a second and more) runs
+// beside the event loop, as the transfer before it did, so the window keeps
+// painting. The list is nobody else's until it is stored.
+void FolderRetrieval::parseBesideEventLoop(cFTPList &list, QString text)
+{
+    QEventLoop loop;
+    std::unique_ptr<QThread> parser(QThread::create([&list, &text] { list.setFTPFileList(text); }));
+    QObject::connect(parser.get(), &QThread::finished, &loop, &QEventLoop::quit);
+    parser->start();
+    loop.exec();
+    parser->wait();
+}
+
 cFTPList &FolderRetrieval::storeListing(const QString &folder)
 {
     auto list = std::make_shared<cFTPList>();
-    QString text = session.listText();
-    list->setFTPFileList(text);
+    parseBesideEventLoop(*list, session.listText());
     list->setFolder(folder);
     cFTPList &stored = *list;
     cache[folder] = std::move(list);

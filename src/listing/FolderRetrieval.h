@@ -42,6 +42,7 @@ private:
     bool sessionOpen() const;
     bool sendListCommand(const QString &folder);
     cFTPList &storeListing(const QString &folder);
+    static void parseBesideEventLoop(cFTPList &list, QString text);
     bool resolveLinks(cFTPList &list);
     bool finish(bool result);
 
