@@ -257,8 +257,8 @@ bool RunWindowChild(const QString &self, const test::FtpServer &server, int entr
         return false;
     }
     for (const QByteArray &line : child.readAllStandardOutput().split('\n')) {
-        if (std::sscanf(line.constData(), "RUN %lf %lf %lf %lf %lf %lf", &f.enterMs, &f.listMs, &f.gapMs,
-                        &f.resortMs, &f.bytesPerEntry, &f.frameMs)
+        if (std::sscanf(line.constData(), "RUN %lf %lf %lf %lf %lf %lf", &f.enterMs, &f.listMs, &f.gapMs, &f.resortMs,
+                        &f.bytesPerEntry, &f.frameMs)
             == 6)
             return true;
     }
