@@ -5,6 +5,8 @@
 #include "ftp/FtpSession.h"
 #include "ftp/RemotePath.h"
 
+#include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QThread>
 
@@ -78,15 +80,14 @@ bool FolderRetrieval::sendListCommand(const QString &folder)
 
 // The parse of a big listing (100,000 lines: a tenth of a second and more) runs
 // beside the event loop, as the transfer before it did, so the window keeps
-// painting. The list is nobody else's until it is stored.
+// painting. The list is nobody else's until it is stored. The user's clicks wait
+// until then: no command can start, and no session end, between LIST and the cache.
 void FolderRetrieval::parseBesideEventLoop(cFTPList &list, QString text)
 {
-    QEventLoop loop;
     std::unique_ptr<QThread> parser(QThread::create([&list, &text] { list.setFTPFileList(text); }));
-    QObject::connect(parser.get(), &QThread::finished, &loop, &QEventLoop::quit);
     parser->start();
-    loop.exec();
-    parser->wait();
+    while (!parser->wait(QDeadlineTimer(10)))
+        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
 }
 
 cFTPList &FolderRetrieval::storeListing(const QString &folder)
