@@ -126,19 +126,10 @@ QStringList serverFolders()
     return folders;
 }
 
+// Each server's program is named as the server, but pyftpdlib runs as a module of python3.
 QString binaryName(ServerKind kind)
 {
-    switch (kind) {
-    case ServerKind::Pyftpdlib:
-        return QStringLiteral("python3");
-    case ServerKind::Vsftpd:
-        return QStringLiteral("vsftpd");
-    case ServerKind::Proftpd:
-        return QStringLiteral("proftpd");
-    case ServerKind::PureFtpd:
-        return QStringLiteral("pure-ftpd");
-    }
-    return {};
+    return kind == ServerKind::Pyftpdlib ? QStringLiteral("python3") : serverName(kind);
 }
 
 bool writeTextFile(const QString &path, const QString &text, QString *error)
