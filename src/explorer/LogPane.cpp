@@ -33,7 +33,7 @@ QFont LogFont()
 
 } // namespace
 
-LogPane::LogPane(QWidget *parent) : QPlainTextEdit(parent)
+LogPane::LogPane(QWidget *parent) : QPlainTextEdit(parent), flushPacer([this] { writePending(); })
 {
     setObjectName(QStringLiteral("rtbStatus"));
     setAccessibleName(QStringLiteral("rtbStatus"));
@@ -42,9 +42,6 @@ LogPane::LogPane(QWidget *parent) : QPlainTextEdit(parent)
     setMaximumBlockCount(kMaxLines);
     setLineWrapMode(QPlainTextEdit::NoWrap);
     setFont(LogFont());
-    flushTimer.setSingleShot(true);
-    flushTimer.setInterval(0);
-    connect(&flushTimer, &QTimer::timeout, this, &LogPane::flushPending);
 }
 
 QColor LogPane::colourOf(LogColour colour)
@@ -68,8 +65,7 @@ const QTextCharFormat &LogPane::formatOf(LogColour colour)
 void LogPane::appendLine(LogColour colour, const QString &text)
 {
     pending.append({colour, WithoutLineEnd(text)});
-    if (!flushTimer.isActive())
-        flushTimer.start();
+    flushPacer.request();
 }
 
 bool LogPane::scrolledToEnd() const
@@ -80,7 +76,11 @@ bool LogPane::scrolledToEnd() const
 
 void LogPane::flushPending()
 {
-    flushTimer.stop();
+    flushPacer.flush();
+}
+
+void LogPane::writePending()
+{
     if (pending.isEmpty())
         return;
     const bool followEnd = scrolledToEnd();
@@ -104,7 +104,7 @@ void LogPane::flushPending()
 
 void LogPane::clearLog()
 {
-    flushTimer.stop();
+    flushPacer.cancel();
     pending.clear();
     clear();
 }

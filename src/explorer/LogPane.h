@@ -2,13 +2,14 @@
 // The coloured log of commands and replies under the file list (rtbStatus).
 // Lines arrive one at a time from the engines, often thousands in a burst (a long
 // multi-line reply, a big transfer batch): they are queued and written in one edit
-// block on the next turn of the event loop, so the pane never re-renders per line.
+// block on a later turn of the event loop (at most every PaintPacer interval), so
+// the pane never re-renders per line.
 
+#include "explorer/PaintPacer.h"
 #include "ftp/SessionUi.h"
 
 #include <QPlainTextEdit>
 #include <QTextCharFormat>
-#include <QTimer>
 #include <QVector>
 
 #include <map>
@@ -25,7 +26,7 @@ public:
 
     // One line, already masked, normally ending in CR LF (the line end is dropped).
     void appendLine(LogColour colour, const QString &text);
-    // Writes what is queued now instead of on the next event-loop turn.
+    // Writes what is queued now instead of on a later event-loop turn.
     void flushPending();
     // Empties the pane, queued lines included.
     void clearLog();
@@ -39,9 +40,10 @@ private:
     };
     const QTextCharFormat &formatOf(LogColour colour);
     bool scrolledToEnd() const;
+    void writePending();
 
     QVector<PendingLine> pending;
-    QTimer flushTimer;
+    PaintPacer flushPacer;
     std::map<LogColour, QTextCharFormat> formats;
 };
 

@@ -159,14 +159,21 @@ void fFTPMain::SetStatusText(const QString &text, int panel)
 {
     if (panel < 1 || panel > 2)
         return;
-    statusPanels[panel - 1]->setText(text.toUpper());
+    statusTexts[panel - 1] = text.toUpper();
+    statusPacer.request();
     if (!commandInProgress())
         scheduleCommandStates();
 }
 
 QString fFTPMain::statusText(int panel) const
 {
-    return panel >= 1 && panel <= 2 ? statusPanels[panel - 1]->text() : QString();
+    return panel >= 1 && panel <= 2 ? statusTexts[panel - 1] : QString();
+}
+
+void fFTPMain::showStatusTexts()
+{
+    for (int panel = 0; panel < 2; ++panel)
+        statusPanels[panel]->setText(statusTexts[panel]);
 }
 
 void fFTPMain::scheduleCommandStates()

@@ -4,6 +4,7 @@
 // window and connects its parts; the command states, the tree, the remote
 // operations, the layout and the engine-facing interface live in their own files.
 
+#include "explorer/PaintPacer.h"
 #include "korvan/FtpSettings.h"
 
 #include <QMainWindow>
@@ -101,6 +102,7 @@ private:
     void setWaitLocked(bool locked);
     void setNavigationLocked(bool locked);
     void applyLocks();
+    void showStatusTexts();
     void scheduleUnload();
     void unload();
 
@@ -118,6 +120,9 @@ private:
     LogPane *rtbStatus = nullptr;
     MainLayout *layoutWidget = nullptr;
     QLabel *statusPanels[2] = {};
+    // The texts of the two panels as last set; the labels show them paced.
+    QString statusTexts[2];
+    PaintPacer statusPacer{[this] { showStatusTexts(); }};
     QPointer<fFTPProgress> progress;
 
     QTimer commandStatesTimer;
