@@ -4,6 +4,7 @@
 // byte for byte with no refused data connection (522, 425, 426). Then the user's
 // trust in a certificate that does not verify, and a server that refuses AUTH TLS.
 
+#include "fixtures/KorvanProgram.h"
 #include "fixtures/ServerBench.h"
 #include "fixtures/ServerRows.h"
 #include "fixtures/TestFiles.h"
@@ -68,6 +69,8 @@ private slots:
     void certificateQuestion_data();
     void certificateQuestion();
     void authTlsRefused();
+    void commandLine_data();
+    void commandLine();
 
 private:
     QTemporaryDir configHome;
@@ -99,8 +102,8 @@ void FtpsServerTest::treesOverTls_data()
             for (bool passive : {true, false}) {
                 for (QSsl::SslProtocol protocol : {QSsl::TlsV1_2, QSsl::TlsV1_3}) {
                     QTest::addRow("%s %s %s %s", qPrintable(serverName(kind)),
-                                  tls == ServerTls::Implicit ? "implicit" : "explicit",
-                                  passive ? "passive" : "active", protocol == QSsl::TlsV1_2 ? "TLS1.2" : "TLS1.3")
+                                  tls == ServerTls::Implicit ? "implicit" : "explicit", passive ? "passive" : "active",
+                                  protocol == QSsl::TlsV1_2 ? "TLS1.2" : "TLS1.3")
                         << kind << tls << passive << protocol;
                 }
             }
@@ -207,8 +210,48 @@ void FtpsServerTest::authTlsRefused()
     QVERIFY(!bench.session.LogOn());
     bench.session.Disconnect();
     QCOMPARE(bench.ui.logLines(LogColour::Blue), QStringList{u"AUTH TLS"_qs});
-    QVERIFY2(bench.ui.logLines(LogColour::Red).join('\n').contains(u"refused AUTH TLS"_qs), qPrintable(bench.ui.logText()));
+    QVERIFY2(bench.ui.logLines(LogColour::Red).join('\n').contains(u"refused AUTH TLS"_qs),
+             qPrintable(bench.ui.logText()));
     QVERIFY(bench.session.lastFailure().reason().contains(u"refused AUTH TLS"_qs));
+}
+
+// korvan without a terminal: a certificate that does not verify ends the run with
+// status 4 and its fingerprint, unless --trust names that fingerprint.
+void FtpsServerTest::commandLine_data()
+{
+    QTest::addColumn<ServerTls>("tls");
+    QTest::addColumn<QString>("scheme");
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<bool>("trusted");
+    QTest::addColumn<int>("exitCode");
+    QTest::newRow("ftpes, not trusted") << ServerTls::Explicit << "ftpes" << QStringList() << false << 4;
+    QTest::newRow("ftpes, --trust") << ServerTls::Explicit << "ftpes" << QStringList() << true << 0;
+    QTest::newRow("ftp --tls, --trust") << ServerTls::Explicit << "ftp" << QStringList{"--tls"} << true << 0;
+    QTest::newRow("ftps, --trust, active") << ServerTls::Implicit << "ftps" << QStringList{"--active"} << true << 0;
+}
+
+void FtpsServerTest::commandLine()
+{
+    QFETCH(ServerTls, tls);
+    QFETCH(QString, scheme);
+    QFETCH(QStringList, options);
+    QFETCH(bool, trusted);
+    QFETCH(int, exitCode);
+    FtpServer server(ServerKind::Vsftpd);
+    server.setTls(tls);
+    START_OR_FAIL(server);
+    QVERIFY(writeFile(server.rootDir() + "/listed.txt", "x"));
+    server.handOver();
+    const QString fingerprint = server.certificateFingerprint();
+    if (trusted)
+        options << "--trust" << QString(fingerprint).remove(':').toLower();
+    const KorvanRun run = runKorvan(QStringList{"ls"} + options
+                                    + QStringList{scheme + "://" + server.user() + ':' + server.password() + '@'
+                                                  + server.host() + ':' + QString::number(server.port()) + '/'});
+    QVERIFY2(run.exitCode == exitCode, qPrintable(describeRun(run)));
+    QCOMPARE(run.out.contains("listed.txt"), trusted);
+    QCOMPARE(run.err.contains(fingerprint.toLatin1()), !trusted);
+    QVERIFY(!run.err.contains(server.password().toUtf8()));
 }
 
 QTEST_GUILESS_MAIN(FtpsServerTest)

@@ -8,8 +8,8 @@
 #include <QMultiHash>
 #include <QRandomGenerator>
 #include <QRegularExpression>
-#include <QTcpServer>
 #include <QSslSocket>
+#include <QTcpServer>
 #include <QTcpSocket>
 #include <QThread>
 
@@ -404,9 +404,9 @@ bool FtpServer::makeCertificate(QString *error)
                  error, {}, {}))
         return false;
     QProcess openssl;
-    openssl.start(QStringLiteral("openssl"), {QStringLiteral("x509"), QStringLiteral("-in"), cert,
-                                              QStringLiteral("-noout"), QStringLiteral("-fingerprint"),
-                                              QStringLiteral("-sha256")});
+    openssl.start(QStringLiteral("openssl"),
+                  {QStringLiteral("x509"), QStringLiteral("-in"), cert, QStringLiteral("-noout"),
+                   QStringLiteral("-fingerprint"), QStringLiteral("-sha256")});
     openssl.waitForFinished();
     fingerprint = QString::fromLatin1(openssl.readAllStandardOutput()).section(u'=', 1).trimmed();
     // pure-ftpd reads key and certificate from one file.
@@ -475,8 +475,8 @@ bool FtpServer::writeConfig(QString *error)
                                             "xferlog_enable=NO\n"
                                             "max_per_ip=0\n"
                                             "max_clients=0\n")
-                                         .arg(port, workFile(QStringLiteral("empty")))
-                                     + tlsConfig(),
+                                     .arg(port, workFile(QStringLiteral("empty")))
+                                 + tlsConfig(),
                              error);
     }
     if (serverKind == ServerKind::Proftpd) {
@@ -539,12 +539,12 @@ QStringList FtpServer::arguments() const
                               workFile(QStringLiteral("both.pem"))};
         // -L: pure-ftpd silently cuts listings at 10,000 entries otherwise.
         return QStringList{QStringLiteral("-S"), host() + QLatin1Char(',') + port,
-                QStringLiteral("-l"), QStringLiteral("unix"),
-                QStringLiteral("-E"), QStringLiteral("-A"),
-                QStringLiteral("-H"), QStringLiteral("-4"),
-                QStringLiteral("-f"), QStringLiteral("none"),
-                QStringLiteral("-L"), QStringLiteral("200000:5"),
-                QStringLiteral("-g"), workFile(QStringLiteral("pure-ftpd.pid"))}
+                           QStringLiteral("-l"), QStringLiteral("unix"),
+                           QStringLiteral("-E"), QStringLiteral("-A"),
+                           QStringLiteral("-H"), QStringLiteral("-4"),
+                           QStringLiteral("-f"), QStringLiteral("none"),
+                           QStringLiteral("-L"), QStringLiteral("200000:5"),
+                           QStringLiteral("-g"), workFile(QStringLiteral("pure-ftpd.pid"))}
                + (tlsMode == ServerTls::None ? QStringList() : tls);
     }
     }
