@@ -3,9 +3,9 @@
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QSaveFile>
 #include <QStandardPaths>
-#include <QFileInfo>
 
 namespace korvan {
 
@@ -49,10 +49,8 @@ QString CertificateQuestionText(const QString &hostAndPort, const QString &reaso
 }
 
 CertificateTrust::CertificateTrust()
-    : path(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation)
-           + u"/korvan/trusted-certificates"_qs)
-{
-}
+    : path(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + u"/korvan/trusted-certificates"_qs)
+{}
 
 // One line per server: "host:port FINGERPRINT".
 QString CertificateTrust::remembered(const QString &hostAndPort) const
