@@ -1,8 +1,8 @@
 // The quick-connect dialog driven as a user would: what it shows from the
 // settings, the anonymous rules, when Connect is enabled, Enter, and what
 // Connect, Cancel, Escape and the close box leave in the settings.
-#include "DialogDriving.h"
 #include "sites/dialogs/fFTPQuick.h"
+#include "DialogDriving.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -61,17 +61,9 @@ void QuickConnectTest::opensFromSettings_data()
     QTest::addColumn<bool>("anonymous");
     QTest::addColumn<bool>("masked");
 
-    QTest::newRow("no user: anonymous") << ""
-                                        << ""
-                                        << "anonymous" << sAnonPassword << true << false;
-    QTest::newRow("named user") << "bob"
-                                << "secret"
-                                << "bob"
-                                << "secret" << false << true;
-    QTest::newRow("anonymous user keeps its password") << "Anonymous"
-                                                       << "me@x"
-                                                       << "Anonymous"
-                                                       << "me@x" << true << false;
+    QTest::newRow("no user: anonymous") << "" << "" << "anonymous" << sAnonPassword << true << false;
+    QTest::newRow("named user") << "bob" << "secret" << "bob" << "secret" << false << true;
+    QTest::newRow("anonymous user keeps its password") << "Anonymous" << "me@x" << "Anonymous" << "me@x" << true << false;
 }
 
 void QuickConnectTest::opensFromSettings()
@@ -98,8 +90,7 @@ void QuickConnectTest::opensFromSettings()
     dialog.show();
     QVERIFY(QTest::qWaitForWindowActive(&dialog));
     QCOMPARE(QApplication::focusWidget(), account(dialog, fFTPQuick::Server));
-    saveScreenshot(dialog,
-                   u"fFTPQuick-"_qs + QString::fromLatin1(QTest::currentDataTag()).replace(u' ', u'-').remove(u':'));
+    saveScreenshot(dialog, u"fFTPQuick-"_qs + QString::fromLatin1(QTest::currentDataTag()).replace(u' ', u'-').remove(u':'));
 }
 
 void QuickConnectTest::anonymousRules_data()
@@ -111,20 +102,10 @@ void QuickConnectTest::anonymousRules_data()
     QTest::addColumn<bool>("anonymous");
     QTest::addColumn<bool>("masked");
 
-    QTest::newRow("typing Anonymous sets the box") << "bob"
-                                                   << "Anonymous"
-                                                   << "anonymous" << sAnonPassword << true << false;
-    QTest::newRow("typing another name clears it") << ""
-                                                   << "bobby"
-                                                   << "bobby"
-                                                   << "" << false << true;
-    QTest::newRow("clearing the box empties an anonymous user") << ""
-                                                                << "click"
-                                                                << ""
-                                                                << "" << false << true;
-    QTest::newRow("setting the box fills in anonymous") << "bob"
-                                                        << "click"
-                                                        << "anonymous" << sAnonPassword << true << false;
+    QTest::newRow("typing Anonymous sets the box") << "bob" << "Anonymous" << "anonymous" << sAnonPassword << true << false;
+    QTest::newRow("typing another name clears it") << "" << "bobby" << "bobby" << "" << false << true;
+    QTest::newRow("clearing the box empties an anonymous user") << "" << "click" << "" << "" << false << true;
+    QTest::newRow("setting the box fills in anonymous") << "bob" << "click" << "anonymous" << sAnonPassword << true << false;
 }
 
 void QuickConnectTest::anonymousRules()
@@ -157,66 +138,18 @@ void QuickConnectTest::validateFields_data()
     QTest::addColumn<QString>("shownPort");
     QTest::addColumn<QString>("shownWaitTime");
 
-    QTest::newRow("three-word server") << false << "21"
-                                       << "30"
-                                       << "alpha.beta.gamma"
-                                       << "pw" << true << "21"
-                                       << "30";
-    QTest::newRow("two-word server") << true << "21"
-                                     << "30"
-                                     << "beta.gamma"
-                                     << "pw" << false << "21"
-                                     << "30";
-    QTest::newRow("four-number address") << false << "21"
-                                         << "30"
-                                         << "10.0.0.1"
-                                         << "pw" << true << "21"
-                                         << "30";
-    QTest::newRow("three-number address") << true << "21"
-                                          << "30"
-                                          << "10.0.1"
-                                          << "pw" << false << "21"
-                                          << "30";
-    QTest::newRow("empty password") << true << "21"
-                                    << "30"
-                                    << "alpha.beta.gamma"
-                                    << "" << false << "21"
-                                    << "30";
-    QTest::newRow("port 0 becomes 21") << false << "0"
-                                       << "30"
-                                       << "alpha.beta.gamma"
-                                       << "pw" << true << "21"
-                                       << "30";
-    QTest::newRow("waiting time 0 becomes 30") << false << "21"
-                                               << "0"
-                                               << "alpha.beta.gamma"
-                                               << "pw" << true << "21"
-                                               << "30";
-    QTest::newRow("negative port") << true << "-1"
-                                   << "30"
-                                   << "alpha.beta.gamma"
-                                   << "pw" << false << "-1"
-                                   << "30";
-    QTest::newRow("half a second is above 0") << false << "21"
-                                              << "0.5"
-                                              << "alpha.beta.gamma"
-                                              << "pw" << true << "21"
-                                              << "0.5";
-    QTest::newRow("port abc keeps Connect enabled") << true << "abc"
-                                                    << "30"
-                                                    << "beta.gamma"
-                                                    << "" << true << "abc"
-                                                    << "30";
-    QTest::newRow("port abc keeps Connect disabled") << false << "abc"
-                                                     << "30"
-                                                     << "alpha.beta.gamma"
-                                                     << "pw" << false << "abc"
-                                                     << "30";
-    QTest::newRow("empty waiting time keeps Connect enabled") << true << "21"
-                                                              << ""
-                                                              << "ftp"
-                                                              << "pw" << true << "21"
-                                                              << "";
+    QTest::newRow("three-word server") << false << "21" << "30" << "alpha.beta.gamma" << "pw" << true << "21" << "30";
+    QTest::newRow("two-word server") << true << "21" << "30" << "beta.gamma" << "pw" << false << "21" << "30";
+    QTest::newRow("four-number address") << false << "21" << "30" << "10.0.0.1" << "pw" << true << "21" << "30";
+    QTest::newRow("three-number address") << true << "21" << "30" << "10.0.1" << "pw" << false << "21" << "30";
+    QTest::newRow("empty password") << true << "21" << "30" << "alpha.beta.gamma" << "" << false << "21" << "30";
+    QTest::newRow("port 0 becomes 21") << false << "0" << "30" << "alpha.beta.gamma" << "pw" << true << "21" << "30";
+    QTest::newRow("waiting time 0 becomes 30") << false << "21" << "0" << "alpha.beta.gamma" << "pw" << true << "21" << "30";
+    QTest::newRow("negative port") << true << "-1" << "30" << "alpha.beta.gamma" << "pw" << false << "-1" << "30";
+    QTest::newRow("half a second is above 0") << false << "21" << "0.5" << "alpha.beta.gamma" << "pw" << true << "21" << "0.5";
+    QTest::newRow("port abc keeps Connect enabled") << true << "abc" << "30" << "beta.gamma" << "" << true << "abc" << "30";
+    QTest::newRow("port abc keeps Connect disabled") << false << "abc" << "30" << "alpha.beta.gamma" << "pw" << false << "abc" << "30";
+    QTest::newRow("empty waiting time keeps Connect enabled") << true << "21" << "" << "ftp" << "pw" << true << "21" << "";
 }
 
 void QuickConnectTest::validateFields()
@@ -251,14 +184,10 @@ void QuickConnectTest::enterKey_data()
     QTest::addColumn<QString>("server");
     QTest::addColumn<bool>("connects");
 
-    QTest::newRow("in the server box") << "txtFTPAccount(0)"
-                                       << "ftp.example.org" << true;
-    QTest::newRow("in the folder box") << "txtFTPAccount(3)"
-                                       << "ftp.example.org" << true;
-    QTest::newRow("with Connect disabled") << "txtFTPAccount(0)"
-                                           << "example.org" << false;
-    QTest::newRow("in the port box") << "txtFTPPort"
-                                     << "ftp.example.org" << true;
+    QTest::newRow("in the server box") << "txtFTPAccount(0)" << "ftp.example.org" << true;
+    QTest::newRow("in the folder box") << "txtFTPAccount(3)" << "ftp.example.org" << true;
+    QTest::newRow("with Connect disabled") << "txtFTPAccount(0)" << "example.org" << false;
+    QTest::newRow("in the port box") << "txtFTPPort" << "ftp.example.org" << true;
 }
 
 void QuickConnectTest::enterKey()
@@ -303,9 +232,9 @@ void QuickConnectTest::closing()
     QVERIFY(!dialog.isVisible());
     QTEST(dialog.Canceled(), "canceled");
     QFETCH(bool, settingsWritten);
-    QCOMPARE(summary(settings),
-             settingsWritten ? QStringList({"ftp.other.net", "bob", "pw2", "/pub", "990", "12", "active"})
-                             : QStringList({"ftp.example.org", "bob", "secret", "/pub", "2121", "45", "passive"}));
+    QCOMPARE(summary(settings), settingsWritten
+                                    ? QStringList({"ftp.other.net", "bob", "pw2", "/pub", "990", "12", "active"})
+                                    : QStringList({"ftp.example.org", "bob", "secret", "/pub", "2121", "45", "passive"}));
     QCOMPARE(settings.nEncryption, settingsWritten ? FtpEncryption::ImplicitTls : FtpEncryption::ExplicitTls);
 }
 
@@ -316,8 +245,8 @@ void QuickConnectTest::tabOrder()
     dialog.show();
     QVERIFY(QTest::qWaitForWindowActive(&dialog));
     QCOMPARE(tabWalk(11), QStringList({"txtFTPAccount(0)", "txtFTPAccount(1)", "txtFTPAccount(2)", "txtFTPAccount(3)",
-                                       "txtFTPPort", "txtFTPWaitTime", "chkAnonymous", "chkFTPPassive", "cmbEncryption",
-                                       "cmdConnect", "cmdCancel", "txtFTPAccount(0)"}));
+                                   "txtFTPPort", "txtFTPWaitTime", "chkAnonymous", "chkFTPPassive", "cmbEncryption",
+                                   "cmdConnect", "cmdCancel", "txtFTPAccount(0)"}));
 }
 
 QTEST_MAIN(QuickConnectTest)

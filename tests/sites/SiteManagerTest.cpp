@@ -1,8 +1,8 @@
 // The site manager driven as a user would: loading the store file, what a node
 // shows, when Connect is enabled, New Folder / New Site / Delete, Save, and
 // what Connect, Cancel, Escape and the close box leave behind.
-#include "DialogDriving.h"
 #include "sites/dialogs/fFTPSites.h"
+#include "DialogDriving.h"
 #include "sites/mmEncrypt.h"
 
 #include <QApplication>
@@ -78,8 +78,7 @@ Tree smallTree()
     root.sorted = true;
     const QString pw = mmEncrypt::Encrypt(u"pw"_qs);
     root.children.push_back(site(u"Anon"_qs, {"anon.example.org", "anonymous", "", "", "1", "0", "0", "21", "30"}));
-    root.children.push_back(
-        site(u"Named"_qs, {"named.example.org", "bob", pw, "/home/bob", "0", "1", "1", "2121", "45", "1"}));
+    root.children.push_back(site(u"Named"_qs, {"named.example.org", "bob", pw, "/home/bob", "0", "1", "1", "2121", "45", "1"}));
     root.children.push_back(site(u"Unkept"_qs, {"unkept.example.org", "eve", pw, "", "0", "0", "0", "21", "30"}));
     return tree;
 }
@@ -169,8 +168,7 @@ void SiteManagerTest::loadingLeavesAnonymousBoxAlone()
     // A hand-made file whose first node is a site: while loading, its user
     // name must not set the anonymous box (which would then empty the user).
     Tree solo;
-    solo.push_back(site(u"Solo"_qs,
-                        {"solo.example.org", "Anonymous", mmEncrypt::Encrypt(u"x"_qs), "", "0", "1", "0", "21", "30"}));
+    solo.push_back(site(u"Solo"_qs, {"solo.example.org", "Anonymous", mmEncrypt::Encrypt(u"x"_qs), "", "0", "1", "0", "21", "30"}));
     QVERIFY(mRwTreeView::save(storeFile_, solo, solo.front()));
     fFTPSites dialog(nullptr, settings_, storeFile_);
     QCOMPARE(control(dialog, "txtFTPUser")->text(), u"Anonymous"_qs);
@@ -188,9 +186,9 @@ void SiteManagerTest::showsNode_data()
 
     QTest::newRow("named site") << "Named" << QStringList{"named.example.org", "bob", "pw", "/home/bob", "2121", "45"}
                                 << "0111" << true << true;
-    QTest::newRow("anonymous, no stored password")
-        << "Anon" << QStringList{"anon.example.org", "anonymous", sAnonPassword, "", "21", "30"} << "1000" << false
-        << true;
+    QTest::newRow("anonymous, no stored password") << "Anon"
+                                                   << QStringList{"anon.example.org", "anonymous", sAnonPassword, "", "21", "30"}
+                                                   << "1000" << false << true;
     QTest::newRow("folder") << "Sites" << QStringList{"", "", "", "", "", ""} << "0000" << true << false;
 }
 
@@ -207,9 +205,9 @@ void SiteManagerTest::showsNode()
 
     QCOMPARE(currentCaption(dialog), caption);
     QCOMPARE(control(dialog, "txtFTPName")->text(), caption);
-    const QStringList shown{control(dialog, "txtFTPServer")->text(),   control(dialog, "txtFTPUser")->text(),
+    const QStringList shown{control(dialog, "txtFTPServer")->text(), control(dialog, "txtFTPUser")->text(),
                             control(dialog, "txtFTPPassword")->text(), control(dialog, "txtFTPDir")->text(),
-                            control(dialog, "txtFTPPort")->text(),     control(dialog, "txtFTPWaitTime")->text()};
+                            control(dialog, "txtFTPPort")->text(), control(dialog, "txtFTPWaitTime")->text()};
     QTEST(shown, "shown");
     QString checks;
     for (const char *box : {"chkAnonymous", "chkSavePassword", "chkFTPPassive"})
@@ -234,46 +232,14 @@ void SiteManagerTest::validateFields_data()
     QTest::addColumn<QString>("password");
     QTest::addColumn<bool>("enabled");
 
-    QTest::newRow("two-word server") << true << "21"
-                                     << "30"
-                                     << "n"
-                                     << "beta.gamma"
-                                     << "pw" << false;
-    QTest::newRow("four-number address") << false << "21"
-                                         << "30"
-                                         << "n"
-                                         << "10.0.0.1"
-                                         << "pw" << true;
-    QTest::newRow("empty name") << true << "21"
-                                << "30"
-                                << ""
-                                << "alpha.beta.gamma"
-                                << "pw" << false;
-    QTest::newRow("empty password") << true << "21"
-                                    << "30"
-                                    << "n"
-                                    << "alpha.beta.gamma"
-                                    << "" << false;
-    QTest::newRow("port 0 stays and disables") << true << "0"
-                                               << "30"
-                                               << "n"
-                                               << "alpha.beta.gamma"
-                                               << "pw" << false;
-    QTest::newRow("waiting time below 1") << true << "21"
-                                          << "0.5"
-                                          << "n"
-                                          << "alpha.beta.gamma"
-                                          << "pw" << false;
-    QTest::newRow("port abc keeps Connect enabled") << true << "abc"
-                                                    << "30"
-                                                    << "n"
-                                                    << "beta.gamma"
-                                                    << "" << true;
-    QTest::newRow("port abc keeps Connect disabled") << false << "abc"
-                                                     << "30"
-                                                     << "n"
-                                                     << "alpha.beta.gamma"
-                                                     << "pw" << false;
+    QTest::newRow("two-word server") << true << "21" << "30" << "n" << "beta.gamma" << "pw" << false;
+    QTest::newRow("four-number address") << false << "21" << "30" << "n" << "10.0.0.1" << "pw" << true;
+    QTest::newRow("empty name") << true << "21" << "30" << "" << "alpha.beta.gamma" << "pw" << false;
+    QTest::newRow("empty password") << true << "21" << "30" << "n" << "alpha.beta.gamma" << "" << false;
+    QTest::newRow("port 0 stays and disables") << true << "0" << "30" << "n" << "alpha.beta.gamma" << "pw" << false;
+    QTest::newRow("waiting time below 1") << true << "21" << "0.5" << "n" << "alpha.beta.gamma" << "pw" << false;
+    QTest::newRow("port abc keeps Connect enabled") << true << "abc" << "30" << "n" << "beta.gamma" << "" << true;
+    QTest::newRow("port abc keeps Connect disabled") << false << "abc" << "30" << "n" << "alpha.beta.gamma" << "pw" << false;
 }
 
 void SiteManagerTest::validateFields()
@@ -313,24 +279,15 @@ void SiteManagerTest::session_data()
 
     using L = QList<int>;
     const int folder = fFTPSites::NewFolder, site = fFTPSites::NewSite, del = fFTPSites::Delete;
-    QTest::newRow("two new sites") << "Web Server" << L{site, site} << "_New Site35"
-                                   << "Web Server" << 35;
-    QTest::newRow("new site beside a site") << "Debian" << L{site} << "_New Site34"
-                                            << "Web Server" << 34;
-    QTest::newRow("new folder in a folder") << "Personal" << L{folder} << "_New Folder34"
-                                            << "Personal" << 34;
-    QTest::newRow("new folder beside a site") << "FUNET" << L{folder} << "_New Folder34"
-                                              << "MIS" << 34;
-    QTest::newRow("new site in a new folder") << "Personal" << L{folder, site} << "_New Site35"
-                                              << "_New Folder34" << 35;
-    QTest::newRow("delete the root: nothing") << "FTP sites" << L{del} << "FTP sites"
-                                              << "" << 33;
-    QTest::newRow("delete selects the next sibling") << "Debian" << L{del} << "FreeBSD"
-                                                     << "Web Server" << 32;
-    QTest::newRow("delete the last child selects its parent") << "Python" << L{del} << "Web Server"
-                                                              << "FTP sites" << 32;
-    QTest::newRow("delete a folder with its sites") << "Web Server" << L{del} << "FTP sites"
-                                                    << "" << 21;
+    QTest::newRow("two new sites") << "Web Server" << L{site, site} << "_New Site35" << "Web Server" << 35;
+    QTest::newRow("new site beside a site") << "Debian" << L{site} << "_New Site34" << "Web Server" << 34;
+    QTest::newRow("new folder in a folder") << "Personal" << L{folder} << "_New Folder34" << "Personal" << 34;
+    QTest::newRow("new folder beside a site") << "FUNET" << L{folder} << "_New Folder34" << "MIS" << 34;
+    QTest::newRow("new site in a new folder") << "Personal" << L{folder, site} << "_New Site35" << "_New Folder34" << 35;
+    QTest::newRow("delete the root: nothing") << "FTP sites" << L{del} << "FTP sites" << "" << 33;
+    QTest::newRow("delete selects the next sibling") << "Debian" << L{del} << "FreeBSD" << "Web Server" << 32;
+    QTest::newRow("delete the last child selects its parent") << "Python" << L{del} << "Web Server" << "FTP sites" << 32;
+    QTest::newRow("delete a folder with its sites") << "Web Server" << L{del} << "FTP sites" << "" << 21;
 }
 
 void SiteManagerTest::session()
@@ -342,7 +299,8 @@ void SiteManagerTest::session()
     QFETCH(QList<int>, buttons);
     click(dialog, select);
     for (const int index : buttons)
-        QTest::mouseClick(control<QPushButton>(dialog, QStringLiteral("cmdSession(%1)").arg(index)), Qt::LeftButton);
+        QTest::mouseClick(control<QPushButton>(dialog, QStringLiteral("cmdSession(%1)").arg(index)),
+                          Qt::LeftButton);
 
     QTEST(currentCaption(dialog), "current");
     QTreeWidgetItem *current = tree(dialog)->currentItem();
@@ -458,9 +416,9 @@ void SiteManagerTest::closing()
     QVERIFY(!dialog.isVisible());
     QTEST(dialog.Canceled(), "canceled");
     QFETCH(bool, settingsWritten);
-    QCOMPARE(summary(settings_),
-             settingsWritten ? QStringList({"named.example.org", "bob", "typed", "/home/bob", "2121", "45", "passive"})
-                             : QStringList({"old.example.org", "", "", "", "21", "30", "active"}));
+    QCOMPARE(summary(settings_), settingsWritten
+                                     ? QStringList({"named.example.org", "bob", "typed", "/home/bob", "2121", "45", "passive"})
+                                     : QStringList({"old.example.org", "", "", "", "21", "30", "active"}));
     QCOMPARE(fileBytes(storeFile_), before); // only Save writes the file
 }
 
@@ -492,26 +450,10 @@ void SiteManagerTest::tabOrder()
     QCOMPARE(QApplication::focusWidget(), tree(dialog));
     QTest::keyClick(tree(dialog), Qt::Key_Down); // to the first site, by keyboard
     QCOMPARE(control(dialog, "txtFTPServer")->text(), u"anon.example.org"_qs);
-    QCOMPARE(tabWalk(19), QStringList({"TV1",
-                                       "cmdSession(0)",
-                                       "cmdSession(1)",
-                                       "cmdSession(2)",
-                                       "txtFTPName",
-                                       "txtFTPServer",
-                                       "txtFTPUser",
-                                       "txtFTPPassword",
-                                       "txtFTPDir",
-                                       "txtFTPPort",
-                                       "txtFTPWaitTime",
-                                       "chkAnonymous",
-                                       "chkSavePassword",
-                                       "chkFTPPassive",
-                                       "cmbEncryption",
-                                       "cmdSave",
-                                       "cmdConnect",
-                                       "cmdCancel",
-                                       "cmdHelp",
-                                       "TV1"}));
+    QCOMPARE(tabWalk(19), QStringList({"TV1", "cmdSession(0)", "cmdSession(1)", "cmdSession(2)", "txtFTPName",
+                                   "txtFTPServer", "txtFTPUser", "txtFTPPassword", "txtFTPDir", "txtFTPPort",
+                                   "txtFTPWaitTime", "chkAnonymous", "chkSavePassword", "chkFTPPassive", "cmbEncryption", "cmdSave",
+                                   "cmdConnect", "cmdCancel", "cmdHelp", "TV1"}));
 }
 
 QTEST_MAIN(SiteManagerTest)

@@ -1,9 +1,9 @@
 // The site store: a tree saved and read back whole, entries and their defaults,
 // damaged files, an interrupted save, the tree offered before the first save,
 // and where the file lives.
-#include "sites/SiteStore.h"
 #include "korvan/FtpSettings.h"
 #include "sites/ConnectRules.h"
+#include "sites/SiteStore.h"
 #include "sites/mmEncrypt.h"
 
 #include <QDir>
@@ -182,8 +182,7 @@ void SiteStoreTest::entryNamesAndDefaults()
     QVERIFY(!bag.contains(u"KeyParent0"_qs)); // top level
     QVERIFY(!bag.contains(u"Tag0"_qs));       // a folder
     QVERIFY(!bag.contains(u"Text010"_qs));
-    const auto withoutImage = std::find_if(nodes.cbegin(), nodes.cend(),
-                                           [](const TreeNode *node) { return node->image == 0; });
+    const auto withoutImage = std::find_if(nodes.cbegin(), nodes.cend(), [](const TreeNode *node) { return node->image == 0; });
     QVERIFY(withoutImage != nodes.cend());
     const qsizetype noImage = withoutImage - nodes.cbegin();
     QVERIFY(!bag.contains(u"Image"_qs + QString::number(noImage)));
@@ -207,36 +206,27 @@ void SiteStoreTest::read_data()
     QTest::newRow("cut inside the count") << file.left(10) << "" << false;
     QTest::newRow("no NumberOfNodes") << bytes(bagOf({{"Text0", a}})) << "" << true;
     QTest::newRow("NumberOfNodes 0") << bytes(bagOf({{"NumberOfNodes", qint32(0)}, {"Text0", a}})) << "" << true;
-    QTest::newRow("NumberOfNodes not a number")
-        << bytes(bagOf({{"NumberOfNodes", u"many"_qs}, {"Text0", a}})) << "" << false;
-    QTest::newRow("16-bit count, missing entries as defaults") << bytes(
-        bagOf({{"NumberOfNodes", qint16(2)}, {"Text0", a}, {"Key0", a}, {"Text1", u"b"_qs}, {"KeyParent1", a}}))
-                                                               << "a[b]" << true;
-    QTest::newRow("parent key naming no node stops the read") << bytes(bagOf({{"NumberOfNodes", qint32(3)},
-                                                                              {"Text0", a},
-                                                                              {"Key0", a},
-                                                                              {"Text1", u"b"_qs},
-                                                                              {"KeyParent1", u"x"_qs},
-                                                                              {"Text2", u"c"_qs}}))
-                                                              << "a" << false;
-    QTest::newRow("duplicate key stops the read")
-        << bytes(bagOf({{"NumberOfNodes", qint32(2)}, {"Text0", a}, {"Key0", a}, {"Text1", u"b"_qs}, {"Key1", a}}))
+    QTest::newRow("NumberOfNodes not a number") << bytes(bagOf({{"NumberOfNodes", u"many"_qs}, {"Text0", a}})) << "" << false;
+    QTest::newRow("16-bit count, missing entries as defaults")
+        << bytes(bagOf({{"NumberOfNodes", qint16(2)}, {"Text0", a}, {"Key0", a}, {"Text1", u"b"_qs}, {"KeyParent1", a}}))
+        << "a[b]" << true;
+    QTest::newRow("parent key naming no node stops the read")
+        << bytes(bagOf({{"NumberOfNodes", qint32(3)}, {"Text0", a}, {"Key0", a}, {"Text1", u"b"_qs}, {"KeyParent1", u"x"_qs},
+                        {"Text2", u"c"_qs}}))
         << "a" << false;
+    QTest::newRow("duplicate key stops the read")
+        << bytes(bagOf({{"NumberOfNodes", qint32(2)}, {"Text0", a}, {"Key0", a}, {"Text1", u"b"_qs}, {"Key1", a}})) << "a"
+        << false;
     QTest::newRow("keyless nodes may repeat")
         << bytes(bagOf({{"NumberOfNodes", qint32(2)}, {"Text0", a}, {"Text1", a}})) << "a,a" << true;
     QTest::newRow("image that is no number stops the read")
-        << bytes(bagOf({{"NumberOfNodes", qint32(2)}, {"Text0", a}, {"Text1", u"b"_qs}, {"Image1", u"x"_qs}})) << "a"
-        << false;
+        << bytes(bagOf({{"NumberOfNodes", qint32(2)}, {"Text0", a}, {"Text1", u"b"_qs}, {"Image1", u"x"_qs}})) << "a" << false;
     QTest::newRow("huge count bounded by the entries")
         << bytes(bagOf({{"NumberOfNodes", qint32(2000000000)}, {"Text0", a}})) << "a," << true;
-    QTest::newRow("children sorted by caption on reading") << bytes(bagOf({{"NumberOfNodes", qint32(3)},
-                                                                           {"Text0", a},
-                                                                           {"Key0", a},
-                                                                           {"Text1", u"b"_qs},
-                                                                           {"KeyParent1", a},
-                                                                           {"Text2", u"A"_qs},
-                                                                           {"KeyParent2", a}}))
-                                                           << "a[A,b]" << true;
+    QTest::newRow("children sorted by caption on reading")
+        << bytes(bagOf({{"NumberOfNodes", qint32(3)}, {"Text0", a}, {"Key0", a}, {"Text1", u"b"_qs}, {"KeyParent1", a},
+                        {"Text2", u"A"_qs}, {"KeyParent2", a}}))
+        << "a[A,b]" << true;
 }
 
 void SiteStoreTest::read()

@@ -222,17 +222,16 @@ QTreeWidgetItem *fFTPSites::AddSite(QTreeWidgetItem *parent, const SiteFields &s
     TreeNode node;
     node.text = node.key = name;
     node.image = siteImage;
-    node.tag = SiteRecord{
-        site.server,
-        site.user,
-        mmEncrypt::Encrypt(site.password),
-        site.folder,
-        flagText(chkAnonymous),
-        flagText(chkSavePassword),
-        flagText(chkFTPPassive),
-        site.port,
-        site.waitTime,
-        {}}.toTag();
+    node.tag = SiteRecord{site.server,
+                          site.user,
+                          mmEncrypt::Encrypt(site.password),
+                          site.folder,
+                          flagText(chkAnonymous),
+                          flagText(chkSavePassword),
+                          flagText(chkFTPPassive),
+                          site.port,
+                          site.waitTime}
+                   .toTag();
     return siteItems::addItem(TV1, parent, node, images_);
 }
 
