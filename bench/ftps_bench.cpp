@@ -74,6 +74,9 @@ struct Bench {
         const bool done = download ? ftp.RetrieveFile("big.bin", localDir + "/got.bin", kFileSize).succeeded()
                                    : ftp.StoreFile(localDir + "/got.bin", "put.bin", kFileSize).succeeded();
         ftp.Disconnect();
+        if (!done)
+            std::fprintf(stderr, "session %s failed:\n%s\n", download ? "download" : "upload",
+                         qPrintable(ui.logText().right(2000)));
         return done;
     }
     bool curl(bool download)
@@ -85,7 +88,10 @@ struct Bench {
                                               : QStringList{"-T", localDir + "/got.bin", url + "put.bin"};
         QProcess curl;
         curl.start("curl", QStringList{"-s", "-S", "--ssl-reqd", "-k"} + transfer);
-        return curl.waitForFinished(600000) && curl.exitCode() == 0;
+        const bool done = curl.waitForFinished(600000) && curl.exitCode() == 0;
+        if (!done)
+            std::fprintf(stderr, "curl failed: %s\n", curl.readAllStandardError().constData());
+        return done;
     }
 };
 

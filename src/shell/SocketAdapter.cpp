@@ -231,6 +231,7 @@ void SocketAdapter::beginTls(QSslSocket *tls)
     connect(tls, &QSslSocket::encrypted, this, &SocketAdapter::onEncrypted);
     connect(tls, &QSslSocket::sslErrors, this, &SocketAdapter::tlsErrors);
     connect(tls, &QSslSocket::newSessionTicketReceived, this, &SocketAdapter::newSessionTicket);
+    connect(tls, &QSslSocket::encryptedBytesWritten, this, &SocketAdapter::reportSendComplete);
     handshaking = true;
 }
 
@@ -315,6 +316,7 @@ void SocketAdapter::close()
     peerClosed = false;
     failed = false;
     handshaking = false;
+    sendOutstanding = false;
 }
 
 void SocketAdapter::closeListener()
@@ -419,6 +421,7 @@ bool SocketAdapter::send(const QByteArray &data)
 {
     if (!socket || socket->state() != QAbstractSocket::ConnectedState || peerClosed)
         return false;
+    sendOutstanding = true;
     return socket->write(data) == data.size();
 }
 
@@ -447,14 +450,30 @@ void SocketAdapter::deliverBufferedData()
     delivering = false;
 }
 
+// A TLS socket reports plain bytes as written once they are encrypted into its
+// own buffer; the encrypted bytes still queued there count as unsent, or an upload
+// would pile the whole file up in memory ahead of the network.
+qint64 SocketAdapter::unsentBytes() const
+{
+    const QSslSocket *tls = tlsSocket();
+    return socket->bytesToWrite() + (tls ? tls->encryptedBytesToWrite() : 0);
+}
+
 void SocketAdapter::onBytesWritten(qint64 bytes)
 {
     if (!socket)
         return;
-    const qint64 remaining = socket->bytesToWrite();
-    emit sendProgress(bytes, remaining);
-    if (remaining == 0)
-        emit sendComplete();
+    emit sendProgress(bytes, unsentBytes());
+    reportSendComplete();
+}
+
+// Once per send(), when everything it was given has reached the system.
+void SocketAdapter::reportSendComplete()
+{
+    if (!socket || !sendOutstanding || unsentBytes() != 0)
+        return;
+    sendOutstanding = false;
+    emit sendComplete();
 }
 
 void SocketAdapter::onPeerClosed()

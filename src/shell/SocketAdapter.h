@@ -115,6 +115,8 @@ private:
     void closeListener();
     void onReadyRead();
     void onBytesWritten(qint64 bytes);
+    qint64 unsentBytes() const;
+    void reportSendComplete();
     void onPeerClosed();
     void onSocketError(QAbstractSocket::SocketError socketError);
     void onNewConnection();
@@ -130,6 +132,7 @@ private:
     QString tlsPeerName;
     bool tlsAtOnce = true;
     bool handshaking = false;
+    bool sendOutstanding = false;
 };
 
 } // namespace korvan
