@@ -430,11 +430,10 @@ QString FtpServer::tlsConfig() const
     if (tlsMode == ServerTls::None)
         return {};
     if (serverKind == ServerKind::Vsftpd) {
-        // require_ssl_reuse is on by default. Debian's 3.0.3 offers only
-        // DES-CBC3-SHA by default, which OpenSSL 3 refuses.
+        // require_ssl_reuse is its default; named so that the requirement shows.
         return QStringLiteral("ssl_enable=YES\nrsa_cert_file=%1\nrsa_private_key_file=%2\n"
                               "force_local_logins_ssl=YES\nforce_local_data_ssl=YES\nrequire_ssl_reuse=YES\n"
-                              "ssl_ciphers=HIGH\nimplicit_ssl=%3\n")
+                              "implicit_ssl=%3\n")
             .arg(cert, key, implicit ? QStringLiteral("YES") : QStringLiteral("NO"));
     }
     if (serverKind == ServerKind::Proftpd) {
