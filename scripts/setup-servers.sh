@@ -10,7 +10,8 @@
 set -euo pipefail
 
 FTPD_DIR="${KORVAN_FTPD_DIR:-/opt/korvan-ftpd}"
-PRIVATE_PACKAGES=(vsftpd proftpd-core)
+# proftpd-mod-crypto holds mod_tls, for the FTPS tests.
+PRIVATE_PACKAGES=(vsftpd proftpd-core proftpd-mod-crypto)
 
 log() { echo "setup-servers: $*"; }
 
@@ -67,7 +68,7 @@ install_missing_libraries() {
 }
 
 unresolved_libraries() {
-    ldd "$FTPD_DIR/usr/sbin/vsftpd" "$FTPD_DIR/usr/sbin/proftpd" | grep 'not found' || true
+    ldd "$FTPD_DIR/usr/sbin/vsftpd" "$FTPD_DIR/usr/sbin/proftpd" "$FTPD_DIR/usr/lib/proftpd/mod_tls.so" | grep 'not found' || true
 }
 
 check_binaries_load() {

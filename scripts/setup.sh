@@ -13,7 +13,7 @@ packages=(
     qt6-base-dev qt6-base-dev-tools
     adwaita-icon-theme shared-mime-info fonts-dejavu-core qt6-wayland
     python3-pyftpdlib pure-ftpd
-    curl lftp
+    curl lftp openssl
     clang libclang-rt-14-dev
     xvfb xauth
 )

@@ -3,11 +3,22 @@
 #include "ftp/RemotePath.h"
 #include "korvan/FtpSettings.h"
 
+#include <algorithm>
+
 namespace korvan::cli {
 
 namespace {
 
-constexpr QStringView kScheme = u"ftp://";
+struct Scheme {
+    QStringView prefix;
+    FtpEncryption encryption;
+    quint16 defaultPort;
+};
+constexpr Scheme kSchemes[] = {
+    {u"ftp://", FtpEncryption::Plain, 21},
+    {u"ftpes://", FtpEncryption::ExplicitTls, 21},
+    {u"ftps://", FtpEncryption::ImplicitTls, 990},
+};
 
 int hexValue(QChar c)
 {
@@ -99,16 +110,21 @@ std::optional<QString> PercentDecoded(const QString &text)
 
 std::optional<FtpUrl> ParseFtpUrl(const QString &text, QString *error)
 {
-    if (!text.startsWith(kScheme, Qt::CaseInsensitive)) {
-        fail(error, u"an FTP URL starts with ftp://"_qs);
+    const auto scheme = std::find_if(std::begin(kSchemes), std::end(kSchemes), [&](const Scheme &candidate) {
+        return text.startsWith(candidate.prefix, Qt::CaseInsensitive);
+    });
+    if (scheme == std::end(kSchemes)) {
+        fail(error, u"an FTP URL starts with ftp://, ftpes:// or ftps://"_qs);
         return std::nullopt;
     }
-    const QStringView rest = QStringView(text).mid(kScheme.size());
+    const QStringView rest = QStringView(text).mid(scheme->prefix.size());
     const qsizetype slash = rest.indexOf(u'/');
     const QStringView authority = slash < 0 ? rest : rest.left(slash);
     const QStringView encodedPath = slash < 0 ? QStringView() : rest.mid(slash + 1);
 
     FtpUrl url;
+    url.encryption = scheme->encryption;
+    url.port = scheme->defaultPort;
     // The last "@" ends the user part, so an unencoded "@" in a password still works.
     const qsizetype at = authority.lastIndexOf(u'@');
     if (at >= 0 && !parseUserInfo(authority.left(at), url, error))
@@ -139,7 +155,8 @@ QString FtpUrl::remotePath(const QString &home) const
 
 bool FtpUrl::sameLogOn(const FtpUrl &other) const
 {
-    return host == other.host && port == other.port && user == other.user && password == other.password;
+    return host == other.host && port == other.port && user == other.user && password == other.password
+           && encryption == other.encryption;
 }
 
 QString FtpUrl::hostAndPort() const

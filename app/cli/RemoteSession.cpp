@@ -2,6 +2,7 @@
 
 #include "Command.h"
 
+#include "ftp/CertificateTrust.h"
 #include "ftp/RemotePath.h"
 
 #include <QSet>
@@ -26,6 +27,14 @@ std::optional<RemoteOptions> ParseRemoteOptions(const QStringList &arguments, bo
             options.passive = false;
         } else if (argument == u"--log") {
             options.log = true;
+        } else if (argument == u"--tls") {
+            options.tls = true;
+        } else if (argument == u"--trust" || argument.startsWith(u"--trust=")) {
+            options.trust = NormalizedFingerprint(argument == u"--trust" ? arguments.value(++i) : argument.mid(8));
+            if (options.trust.isEmpty()) {
+                *error = u"--trust needs a SHA-256 fingerprint (64 hexadecimal digits, colons allowed)"_qs;
+                return std::nullopt;
+            }
         } else if (argument == u"--json" && allowJson) {
             options.json = true;
         } else if (argument == u"--wait" || argument.startsWith(u"--wait=")) {
@@ -69,8 +78,11 @@ std::optional<CliError> RemoteSession::open(const FtpUrl &url)
     settings.sFTPDir.clear(); // the commands change folders themselves, to tell a missing one
     settings.nFTPWaitTime = options.waitSeconds;
     settings.bPassive = options.passive;
+    settings.nEncryption = url.encryption == FtpEncryption::Plain && options.tls ? FtpEncryption::ExplicitTls
+                                                                                 : url.encryption;
 
     ftp = std::make_unique<FtpSession>(ui, settings);
+    ftp->setTrustedFingerprint(options.trust);
     retrieval = std::make_unique<FolderRetrieval>(*ftp, ui);
     ui.setBusy(true);
     if (!ftp->LogOn())
@@ -88,6 +100,11 @@ CliError RemoteSession::logOnError(const FtpUrl &url) const
     const QString lastCommand = failure.command.section(u' ', 0, 0);
     const QString waited = QString::number(options.waitSeconds)
                            + (options.waitSeconds == 1 ? u" second"_qs : u" seconds"_qs);
+    if (!failure.untrustedFingerprint.isEmpty())
+        return {ExitLogOnRefused, u"the certificate of "_qs + server + u" is not trusted ("_qs + failure.reason()
+                                      + u"); its SHA-256 fingerprint is "_qs + failure.untrustedFingerprint
+                                      + u". If that is the server's, run again with --trust "_qs
+                                      + failure.untrustedFingerprint};
     if (lastCommand.isEmpty()) {
         const QString reason = failure.timedOut ? u"no greeting within "_qs + waited : failure.reason();
         return {ExitCannotConnect, u"cannot connect to "_qs + server + u": "_qs + reason};

@@ -29,6 +29,8 @@ struct RemoteOptions {
     int waitSeconds = 30;
     bool log = false;
     bool json = false; // ls only
+    bool tls = false;  // explicit TLS required on ftp:// URLs too
+    QString trust;     // a certificate fingerprint trusted without a question
     QStringList positional;
 };
 
@@ -44,21 +46,27 @@ std::optional<RemoteOptions> ParseRemoteOptions(const QStringList &arguments, bo
     "  --active         active data connections: the server connects back (PORT)\n"                                    \
     "  --wait SECONDS   how long to wait for a reply before giving up (default 30)\n"                                  \
     "  --log            print every command, reply and connection event on\n"                                          \
-    "                   standard error (coloured when it is a terminal)\n"
+    "                   standard error (coloured when it is a terminal)\n"                                             \
+    "  --tls            require TLS (AUTH TLS) on an ftp:// URL, as ftpes:// does\n"                                   \
+    "  --trust SHA256   trust the server certificate with this SHA-256 fingerprint\n"                                  \
+    "                   although it does not verify (self-signed, other name)\n"
 
 // The URL's part of the commands' help.
 #define KORVAN_URL_HELP                                                                                                \
     "URL: ftp://[user[:password]@]host[:port]/[path]. Without a user, Korvan logs on\n"                                \
-    "as 'anonymous'. Write special characters in the user, password and path\n"                                        \
-    "percent-encoded (%40 for '@', %3A for ':', %20 for a blank). The path starts\n"                                   \
-    "from the folder the server puts you in after logging on (usually its root);\n"                                    \
-    "ftp://host/%2Fetc names /etc from the server's root.\n"
+    "as 'anonymous'. ftpes:// requires TLS after connecting (AUTH TLS, port 21),\n"                                    \
+    "ftps:// speaks TLS from the first byte (port 990). Write special characters\n"                                    \
+    "in the user, password and path percent-encoded (%40 for '@', %3A for ':',\n"                                      \
+    "%20 for a blank). The path starts from the folder the server puts you in\n"                                       \
+    "after logging on (usually its root); ftp://host/%2Fetc names /etc from the\n"                                     \
+    "server's root.\n"
 
 // The exit codes' part of the commands' help.
 #define KORVAN_EXIT_HELP                                                                                               \
     "Exit status: 0 success, 1 failure (a file failed, a folder could not be\n"                                        \
-    "listed), 2 wrong usage, 3 cannot connect, 4 log-on refused, 5 no such remote\n"                                   \
-    "folder or file, 130 cancelled with Ctrl-C.\n"
+    "listed), 2 wrong usage, 3 cannot connect, 4 log-on refused or server\n"                                           \
+    "certificate not trusted, 5 no such remote folder or file, 130 cancelled\n"                                        \
+    "with Ctrl-C.\n"
 
 struct CliError {
     int exitCode = 1;

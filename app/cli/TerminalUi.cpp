@@ -1,5 +1,6 @@
 #include "TerminalUi.h"
 
+#include "ftp/CertificateTrust.h"
 #include "transfer/ProgressTick.h"
 
 #include <csignal>
@@ -97,13 +98,32 @@ bool TerminalUi::interrupted()
     return interruptCount != 0;
 }
 
-QuestionAnswer TerminalUi::question(const QString &, const QString &text, const QString &, const QString &)
+QuestionAnswer TerminalUi::question(const QString &title, const QString &text, const QString &, const QString &)
 {
+    // A certificate is for a person to judge: asked on a terminal, refused without one.
+    if (title == kCertificateQuestionTitle)
+        return askOnTerminal(text);
     // The time-out question ("Do you want to wait the server response ?") and the
     // log-on retry are both answered No: a script must never hang on a server.
     if (showLog)
         printLine(LogColour::Red, text.simplified() + u" -> No"_qs);
     return QuestionAnswer::No;
+}
+
+QuestionAnswer TerminalUi::askOnTerminal(const QString &text)
+{
+    if (::isatty(STDIN_FILENO) != 1 || ::isatty(STDERR_FILENO) != 1)
+        return QuestionAnswer::No;
+    clearProgressLine();
+    // The certificate comes from the server: its text never reaches the terminal raw.
+    for (const QString &line : text.split(u'\n'))
+        std::fprintf(stderr, "%s\n", TerminalSafe(line).toUtf8().constData());
+    std::fprintf(stderr, "[y/N] ");
+    std::fflush(stderr);
+    char answer[16] = {};
+    if (!std::fgets(answer, sizeof answer, stdin))
+        return QuestionAnswer::No;
+    return answer[0] == 'y' || answer[0] == 'Y' ? QuestionAnswer::Yes : QuestionAnswer::No;
 }
 
 QString TerminalUi::inputBox(const QString &, const QString &, const QString &)

@@ -50,6 +50,7 @@ public:
 
 private:
     void printLine(LogColour colour, const QString &text);
+    QuestionAnswer askOnTerminal(const QString &text);
     void drawProgress();
     void clearProgressLine();
     QString progressText() const;

@@ -27,13 +27,17 @@ constexpr int kConfirmPollMs = 20;
 constexpr int kConfirmTries = 500;
 
 // The component reads no port from an address: it takes the port from its
-// settings, so the host moves a ":port" after the server there.
+// settings, so the host moves a ":port" after the server there (an ftps://
+// address without one means the implicit TLS port, 990).
 QString takePort(const QString &address)
 {
     static const QRegularExpression withPort(QStringLiteral(R"(^([a-zA-Z]+://(?:[^@/]*@)?[^:@/]+):(\d+))"));
     const QRegularExpressionMatch match = withPort.match(address);
-    if (!match.hasMatch())
+    if (!match.hasMatch()) {
+        if (address.startsWith(QStringLiteral("ftps://"), Qt::CaseInsensitive))
+            korvan::ftpSettings().nFTPPort = 990;
         return address;
+    }
     korvan::ftpSettings().nFTPPort = match.captured(2).toInt();
     return match.captured(1) + address.mid(match.capturedEnd(2));
 }

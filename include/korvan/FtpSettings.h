@@ -7,6 +7,13 @@
 
 namespace korvan {
 
+// How the control and data connections are protected.
+enum class FtpEncryption : qint32 {
+    Plain = 0,       // no TLS (ftp://)
+    ExplicitTls = 1, // AUTH TLS on the plain port, required (ftpes://)
+    ImplicitTls = 2, // TLS from the first byte, usually port 990 (ftps://)
+};
+
 struct FtpSettings {
     QString sFontName;        // font face for the main window
     qint32 hFont = 0;         // font handle supplied by the host
@@ -19,6 +26,7 @@ struct FtpSettings {
     qint32 nFTPWaitTime = 30; // seconds to wait for a server reply
     bool bBusy = false;       // the explorer window is open
     bool bPassive = false;    // passive data connections
+    FtpEncryption nEncryption = FtpEncryption::Plain;
 };
 
 // The shared instance. Created on first use with the defaults above and the

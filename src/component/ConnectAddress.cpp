@@ -15,12 +15,22 @@ static void splitServerAndFolder(const QString &addressPart, FtpSettings &settin
     settings.sFTPDir = addressPart.mid(slash);
 }
 
+FtpEncryption EncryptionOfAddress(const QString &s)
+{
+    if (s.startsWith(QLatin1String("ftpes://"), Qt::CaseInsensitive))
+        return FtpEncryption::ExplicitTls;
+    if (s.startsWith(QLatin1String("ftps://"), Qt::CaseInsensitive))
+        return FtpEncryption::ImplicitTls;
+    return FtpEncryption::Plain;
+}
+
 void ParseConnectAddress(const QString &s, FtpSettings &settings)
 {
     settings.sFTPServer.clear();
     settings.sFTPUser.clear();
     settings.sFTPPassword.clear();
     settings.sFTPDir.clear();
+    settings.nEncryption = EncryptionOfAddress(s);
     if (s.isEmpty())
         return;
 

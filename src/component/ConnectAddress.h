@@ -13,7 +13,11 @@ namespace korvan {
 //    server "2121", and an address with three separators sets nothing at all;
 //  - the folder is the text from the first "/" after the server, a trailing "/"
 //    included;
-//  - the user "anonymous" (any letter case) always gets sAnonPassword.
+//  - the user "anonymous" (any letter case) always gets sAnonPassword;
+//  - the scheme sets the encryption (EncryptionOfAddress); the port stays the
+//    host's, 990 for ftps:// included.
 void ParseConnectAddress(const QString &s, FtpSettings &settings);
+// "ftpes://" explicit TLS, "ftps://" implicit TLS (any letter case), anything else plain.
+FtpEncryption EncryptionOfAddress(const QString &s);
 
 } // namespace korvan

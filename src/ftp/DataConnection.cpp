@@ -41,6 +41,7 @@ bool FtpSession::controlIsIPv6() const
 
 bool FtpSession::OpenDataConnection()
 {
+    prepareDataTls();
     const bool ipv6 = controlIsIPv6();
     if (config.bPassive)
         return SendAndWait(ipv6 ? u"EPSV"_qs : u"PASV"_qs);

@@ -12,6 +12,10 @@ FtpSession::FtpSession(SessionUi &sessionUi, const FtpSettings &settings, QObjec
     connect(&control, &SocketAdapter::closedByPeer, this, &FtpSession::onControlClosed);
     connect(&control, &SocketAdapter::dataArrival, this, &FtpSession::onControlData);
     connect(&control, &SocketAdapter::error, this, &FtpSession::onControlError);
+    connect(&control, &SocketAdapter::encrypted, this, &FtpSession::onControlEncrypted);
+    connect(&control, &SocketAdapter::tlsErrors, this, &FtpSession::onControlTlsErrors);
+    connect(&control, &SocketAdapter::newSessionTicket, this,
+            [this] { tlsSessionTicket = control.tlsSessionTicket(); });
 
     connect(&data, &SocketAdapter::connected, this, &FtpSession::onDataConnected);
     connect(&data, &SocketAdapter::dataArrival, this, &FtpSession::onDataArrival);
@@ -19,6 +23,8 @@ FtpSession::FtpSession(SessionUi &sessionUi, const FtpSettings &settings, QObjec
     connect(&data, &SocketAdapter::sendComplete, this, &FtpSession::onDataSendComplete);
     connect(&data, &SocketAdapter::connectionRequest, this, &FtpSession::onDataConnectionRequest);
     connect(&data, &SocketAdapter::error, this, &FtpSession::onDataError);
+    connect(&data, &SocketAdapter::encrypted, this, &FtpSession::onDataEncrypted);
+    connect(&data, &SocketAdapter::tlsErrors, this, &FtpSession::onDataTlsErrors);
 
     tmrNOOP.setInterval(kKeepAliveIntervalMs);
     connect(&tmrNOOP, &QTimer::timeout, this, &FtpSession::onKeepAliveTimer);
@@ -29,7 +35,7 @@ FtpSession::~FtpSession() = default;
 void FtpSession::SendCommand(const QString &text)
 {
     // The last line of defence: the callers have refused and logged such a command.
-    if (HoldsLineBreakOrNul(text))
+    if (HoldsLineBreakOrNul(text) || clearTextForbidden(text))
         return;
     // ABOR while a transfer still owes its final reply: the server answers that
     // transfer (226 or 426) before it answers the ABOR.

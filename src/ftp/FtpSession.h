@@ -69,6 +69,8 @@ struct SessionFailure {
     QString reply;         // the server's failing reply line, trimmed; empty when none came
     QString socketError;   // the connection's error, empty when none
     bool timedOut = false; // the user stopped waiting for a reply
+    // The SHA-256 fingerprint of a server certificate the user did not trust.
+    QString untrustedFingerprint;
     // One line for a user: the socket error, else the reply, else the time-out.
     QString reason() const;
 };
@@ -142,6 +144,9 @@ public:
     bool RenameFrom(const QString &name);
     bool SetType(const QString &type);
     void setKeepAliveInterval(int milliseconds);
+    // A server certificate with this SHA-256 fingerprint (any form
+    // NormalizedFingerprint reads) is trusted without a question.
+    void setTrustedFingerprint(const QString &fingerprint);
     bool keepAliveActive() const { return tmrNOOP.isActive(); }
 
     // Data connection.
@@ -199,6 +204,22 @@ private:
     bool isIdle() const;
     bool finishLogOn(bool connected);
     void askToRetryLogOn();
+
+    // TLS (FTPS).
+    bool secureControlConnection();
+    bool negotiateExplicitTls();
+    bool protectDataConnections();
+    bool failTlsLogOn(const QString &text);
+    bool clearTextForbidden(const QString &command) const;
+    QSslConfiguration tlsConfiguration() const;
+    void prepareControlTls();
+    void prepareDataTls();
+    void onControlEncrypted();
+    void onControlTlsErrors(const QList<QSslError> &errors);
+    bool userTrustsCertificate(const QString &reasons, const QString &fingerprint);
+    void onDataEncrypted();
+    void onDataTlsErrors(const QList<QSslError> &errors);
+    QString hostAndPort() const;
 
     // Data connection.
     void onDataConnected();
@@ -267,6 +288,15 @@ private:
     // they outlive those transfers, so only a new log-on forgets them.
     int lateStartReplies = 0;
     int lateEndReplies = 0;
+    // TLS: asked for at this log-on; data connections private (PROT P); the
+    // control connection's session, resumed by every data connection (servers
+    // refuse data connections that do not: "522 session reuse required"); the
+    // certificate accepted for the control connection.
+    bool tlsRequested = false;
+    bool dataProtected = false;
+    QByteArray tlsSessionTicket;
+    QString acceptedFingerprint;
+    QString trustedFingerprint;
     // Lines that came as Latin-1: names taken from them go back as the same bytes.
     mutable QSet<QString> latin1Lines;
 };

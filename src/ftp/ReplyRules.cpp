@@ -24,7 +24,7 @@ ReplyAction ClassifyReply(const QString &code)
     if (code == u"125" || code == u"150")
         return ReplyAction::TransferStarting;
     if (code == u"200" || code == u"202" || code == u"215" || code == u"220" || code == u"221" || code == u"230"
-        || code == u"250" || code == u"331")
+        || code == u"234" || code == u"250" || code == u"331")
         return ReplyAction::Complete;
     if (code == u"225")
         return ReplyAction::CompleteIfAbort;

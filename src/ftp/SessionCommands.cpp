@@ -17,7 +17,7 @@ bool FtpSession::CloseConnections()
 
 void FtpSession::Quit()
 {
-    if (control.state() != SocketState::Closed)
+    if (control.state() != SocketState::Closed && !clearTextForbidden(u"QUIT"_qs))
         SendCommand(u"QUIT"_qs);
     // close() hands the QUIT to the system before it drops the socket.
     control.close();
@@ -35,6 +35,7 @@ bool FtpSession::LogOn()
     latin1Lines.clear();
     lateStartReplies = lateEndReplies = 0;
     sessionOpen = true;
+    prepareControlTls();
     BeginCommand(DataMode::None);
     control.connectToHost(config.sFTPServer, quint16(config.nFTPPort));
     // The server's 220 greeting completes this wait.
@@ -51,7 +52,7 @@ bool FtpSession::finishLogOn(bool connected)
 {
     const FtpSettings &settings = config;
     // USER succeeds on 331 as well as on 230; PASS is sent either way.
-    if (!connected || !SendAndWait(u"USER "_qs + settings.sFTPUser)
+    if (!connected || !secureControlConnection() || !SendAndWait(u"USER "_qs + settings.sFTPUser)
         || !SendAndWait(u"PASS "_qs + settings.sFTPPassword))
         return false;
     SendAndWait(u"SYST"_qs);

@@ -1,9 +1,122 @@
 #include "shell/SocketAdapter.h"
 
+#include <QSocketNotifier>
+#include <QSslCipher>
+#include <QSslSocket>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QTimer>
+
+#include <cerrno>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace korvan {
+
+namespace {
+
+// Accepted connections become TLS sockets when the adapter speaks TLS.
+class Listener : public QTcpServer {
+public:
+    Listener(bool tls, QObject *parent) : QTcpServer(parent), makesTlsSockets(tls) {}
+
+protected:
+    void incomingConnection(qintptr descriptor) override
+    {
+        QTcpSocket *incoming = makesTlsSockets ? new QSslSocket(this) : new QTcpSocket(this);
+        if (!incoming->setSocketDescriptor(descriptor)) {
+            delete incoming;
+            return;
+        }
+        addPendingConnection(incoming);
+    }
+
+private:
+    bool makesTlsSockets;
+};
+
+// Our close of a TLS connection. A TLS 1.3 server sends session tickets on every
+// connection; a socket closed with them unread makes the kernel send a reset,
+// which throws away what the server had not read yet (vsftpd then answers an
+// upload with "426 Failure reading network stream"). So Qt closes TLS on the
+// socket (close_notify) while a duplicate of its descriptor keeps the connection:
+// then our side ends with a FIN, and whatever the server still sends is read and
+// dropped until it closes too.
+class DrainingTlsClose : public QObject {
+public:
+    static void begin(QSslSocket *socket)
+    {
+        const int duplicate = ::dup(int(socket->socketDescriptor()));
+        if (duplicate < 0) {
+            socket->abort();
+            socket->deleteLater();
+            return;
+        }
+        auto *drain = new DrainingTlsClose(duplicate);
+        socket->setParent(drain);
+        connect(socket, &QSslSocket::disconnected, drain, &DrainingTlsClose::halfClose);
+        socket->disconnectFromHost();
+        if (socket->state() == QAbstractSocket::UnconnectedState)
+            drain->halfClose();
+    }
+
+private:
+    static constexpr int kDeadlineMs = 10000;
+
+    explicit DrainingTlsClose(int descriptor) : fd(descriptor), readable(descriptor, QSocketNotifier::Read)
+    {
+        readable.setEnabled(false);
+        connect(&readable, &QSocketNotifier::activated, this, &DrainingTlsClose::drain);
+        deadline.setSingleShot(true);
+        connect(&deadline, &QTimer::timeout, this, &DrainingTlsClose::finish);
+        deadline.start(kDeadlineMs);
+    }
+    ~DrainingTlsClose() override { ::close(fd); }
+
+    void halfClose()
+    {
+        if (readable.isEnabled())
+            return;
+        ::shutdown(fd, SHUT_WR);
+        readable.setEnabled(true);
+    }
+    void drain()
+    {
+        char scratch[16384];
+        for (;;) {
+            const ssize_t got = ::read(fd, scratch, sizeof scratch);
+            if (got > 0)
+                continue;
+            if (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
+                return;
+            finish(); // the server's close, or an error
+            return;
+        }
+    }
+    void finish()
+    {
+        readable.setEnabled(false);
+        deleteLater();
+    }
+
+    int fd;
+    QSocketNotifier readable;
+    QTimer deadline;
+};
+
+QString protocolName(QSsl::SslProtocol protocol)
+{
+    switch (protocol) {
+    case QSsl::TlsV1_2:
+        return QStringLiteral("TLSv1.2");
+    case QSsl::TlsV1_3:
+        return QStringLiteral("TLSv1.3");
+    default:
+        return QStringLiteral("TLS");
+    }
+}
+
+} // namespace
 
 SocketState mapQtSocketState(QAbstractSocket::SocketState state)
 {
@@ -70,21 +183,105 @@ SocketState SocketAdapter::state() const
         return SocketState::Closed;
     if (peerClosed)
         return delivering ? SocketState::Connected : SocketState::Closing;
+    if (handshaking && socket->state() == QAbstractSocket::ConnectedState)
+        return SocketState::Connecting;
     return mapQtSocketState(socket->state());
 }
 
 void SocketAdapter::connectToHost(const QString &host, quint16 port)
 {
     close();
-    auto *fresh = new QTcpSocket(this);
+    if (!tlsConfiguration) {
+        auto *fresh = new QTcpSocket(this);
+        adoptSocket(fresh);
+        fresh->connectToHost(host, port);
+        return;
+    }
+    auto *fresh = new QSslSocket(this);
     adoptSocket(fresh);
-    fresh->connectToHost(host, port);
+    fresh->setSslConfiguration(*tlsConfiguration);
+    if (!tlsAtOnce) {
+        fresh->connectToHost(host, port);
+        return;
+    }
+    beginTls(fresh);
+    fresh->connectToHostEncrypted(host, port, tlsPeerName);
+}
+
+void SocketAdapter::setTls(const std::optional<QSslConfiguration> &configuration, const QString &peerName,
+                           bool handshakeAtOnce)
+{
+    tlsConfiguration = configuration;
+    tlsPeerName = peerName;
+    tlsAtOnce = handshakeAtOnce;
+}
+
+void SocketAdapter::startTls()
+{
+    QSslSocket *tls = tlsSocket();
+    if (!tls || tls->isEncrypted() || handshaking)
+        return;
+    beginTls(tls);
+    tls->startClientEncryption();
+}
+
+void SocketAdapter::beginTls(QSslSocket *tls)
+{
+    tls->setPeerVerifyName(tlsPeerName);
+    connect(tls, &QSslSocket::encrypted, this, &SocketAdapter::onEncrypted);
+    connect(tls, &QSslSocket::sslErrors, this, &SocketAdapter::tlsErrors);
+    connect(tls, &QSslSocket::newSessionTicketReceived, this, &SocketAdapter::newSessionTicket);
+    connect(tls, &QSslSocket::encryptedBytesWritten, this, &SocketAdapter::reportSendComplete);
+    handshaking = true;
+}
+
+void SocketAdapter::onEncrypted()
+{
+    handshaking = false;
+    emit encrypted();
+}
+
+QSslSocket *SocketAdapter::tlsSocket() const
+{
+    return qobject_cast<QSslSocket *>(socket);
+}
+
+bool SocketAdapter::isEncrypted() const
+{
+    const QSslSocket *tls = tlsSocket();
+    return tls && tls->isEncrypted();
+}
+
+QByteArray SocketAdapter::tlsSessionTicket() const
+{
+    const QSslSocket *tls = tlsSocket();
+    return tls ? tls->sslConfiguration().sessionTicket() : QByteArray();
+}
+
+QSslCertificate SocketAdapter::peerCertificate() const
+{
+    const QSslSocket *tls = tlsSocket();
+    return tls ? tls->peerCertificate() : QSslCertificate();
+}
+
+QString SocketAdapter::tlsDescription() const
+{
+    const QSslSocket *tls = tlsSocket();
+    if (!tls || !tls->isEncrypted())
+        return {};
+    return protocolName(tls->sessionProtocol()) + u", "_qs + tls->sessionCipher().name();
+}
+
+void SocketAdapter::ignoreTlsErrors()
+{
+    if (QSslSocket *tls = tlsSocket())
+        tls->ignoreSslErrors();
 }
 
 bool SocketAdapter::listen(const QHostAddress &address)
 {
     close();
-    listener = new QTcpServer(this);
+    listener = new Listener(tlsConfiguration.has_value(), this);
     connect(listener, &QTcpServer::newConnection, this, &SocketAdapter::onNewConnection);
     if (listener->listen(address, 0))
         return true;
@@ -100,6 +297,11 @@ bool SocketAdapter::accept(qintptr requestId)
         return false;
     close();
     adoptSocket(incoming);
+    if (auto *tls = qobject_cast<QSslSocket *>(incoming.data()); tls && tlsConfiguration && tlsAtOnce) {
+        tls->setSslConfiguration(*tlsConfiguration);
+        beginTls(tls);
+        tls->startClientEncryption();
+    }
     if (socket && socket->bytesAvailable() > 0)
         deliverBufferedData();
     if (socket && socket->state() != QAbstractSocket::ConnectedState)
@@ -113,6 +315,8 @@ void SocketAdapter::close()
     dropSocket();
     peerClosed = false;
     failed = false;
+    handshaking = false;
+    sendOutstanding = false;
 }
 
 void SocketAdapter::closeListener()
@@ -134,6 +338,11 @@ void SocketAdapter::dropSocket()
     QTcpSocket *old = socket;
     socket = nullptr;
     old->disconnect(this);
+    auto *tls = qobject_cast<QSslSocket *>(old);
+    if (tls && tls->isEncrypted() && !peerClosed && old->state() == QAbstractSocket::ConnectedState) {
+        DrainingTlsClose::begin(tls);
+        return;
+    }
     // Whatever was handed to send() must still reach the peer (a last command).
     if (old->state() == QAbstractSocket::ConnectedState)
         old->flush();
@@ -212,6 +421,7 @@ bool SocketAdapter::send(const QByteArray &data)
 {
     if (!socket || socket->state() != QAbstractSocket::ConnectedState || peerClosed)
         return false;
+    sendOutstanding = true;
     return socket->write(data) == data.size();
 }
 
@@ -240,14 +450,30 @@ void SocketAdapter::deliverBufferedData()
     delivering = false;
 }
 
+// A TLS socket reports plain bytes as written once they are encrypted into its
+// own buffer; the encrypted bytes still queued there count as unsent, or an upload
+// would pile the whole file up in memory ahead of the network.
+qint64 SocketAdapter::unsentBytes() const
+{
+    const QSslSocket *tls = tlsSocket();
+    return socket->bytesToWrite() + (tls ? tls->encryptedBytesToWrite() : 0);
+}
+
 void SocketAdapter::onBytesWritten(qint64 bytes)
 {
     if (!socket)
         return;
-    const qint64 remaining = socket->bytesToWrite();
-    emit sendProgress(bytes, remaining);
-    if (remaining == 0)
-        emit sendComplete();
+    emit sendProgress(bytes, unsentBytes());
+    reportSendComplete();
+}
+
+// Once per send(), when everything it was given has reached the system.
+void SocketAdapter::reportSendComplete()
+{
+    if (!socket || !sendOutstanding || unsentBytes() != 0)
+        return;
+    sendOutstanding = false;
+    emit sendComplete();
 }
 
 void SocketAdapter::onPeerClosed()

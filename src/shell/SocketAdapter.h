@@ -4,13 +4,23 @@
 // reports connected / data arrival / send progress / send complete / connection
 // request / error. A close by the peer is reported as Closing only after every
 // byte still buffered has been handed out as a data-arrival event.
+//
+// With TLS set (setTls) the sockets it makes are TLS clients: an outgoing one
+// starts its handshake once connected, an accepted one at once (in FTPS the
+// client speaks first on both). Until the handshake is done the state reads
+// Connecting; encrypted() then says the connection is usable.
 
 #include <QAbstractSocket>
 #include <QHash>
 #include <QHostAddress>
 #include <QObject>
 #include <QPointer>
+#include <QSslConfiguration>
+#include <QSslError>
 
+#include <optional>
+
+class QSslSocket;
 class QTcpServer;
 class QTcpSocket;
 
@@ -54,6 +64,21 @@ public:
     bool accept(qintptr requestId);
     void close();
 
+    // TLS for the connections made or accepted from now on; nothing for plain ones.
+    // Without handshakeAtOnce a connection starts plain until startTls().
+    void setTls(const std::optional<QSslConfiguration> &configuration, const QString &peerName,
+                bool handshakeAtOnce = true);
+    // Turns the connected plain socket into a TLS client (after AUTH TLS).
+    void startTls();
+    bool isEncrypted() const;
+    // The TLS session to resume on another connection; empty before the handshake.
+    QByteArray tlsSessionTicket() const;
+    QSslCertificate peerCertificate() const;
+    // "TLSv1.3, TLS_AES_256_GCM_SHA384"
+    QString tlsDescription() const;
+    // Called from a tlsErrors() handler: the handshake goes on despite the errors.
+    void ignoreTlsErrors();
+
     QString localIP() const;
     quint16 localPort() const;
     QHostAddress localAddress() const;
@@ -75,13 +100,23 @@ signals:
     void error(int number, const QString &description);
     // The peer has closed, after every byte it sent was delivered.
     void closedByPeer();
+    // TLS: the handshake is done; the certificate did not verify; the server
+    // sent a new session ticket.
+    void encrypted();
+    void tlsErrors(const QList<QSslError> &errors);
+    void newSessionTicket();
 
 private:
     void adoptSocket(QTcpSocket *socket);
+    void beginTls(QSslSocket *socket);
+    void onEncrypted();
+    QSslSocket *tlsSocket() const;
     void dropSocket();
     void closeListener();
     void onReadyRead();
     void onBytesWritten(qint64 bytes);
+    qint64 unsentBytes() const;
+    void reportSendComplete();
     void onPeerClosed();
     void onSocketError(QAbstractSocket::SocketError socketError);
     void onNewConnection();
@@ -93,6 +128,11 @@ private:
     bool peerClosed = false;
     bool failed = false;
     bool delivering = false;
+    std::optional<QSslConfiguration> tlsConfiguration;
+    QString tlsPeerName;
+    bool tlsAtOnce = true;
+    bool handshaking = false;
+    bool sendOutstanding = false;
 };
 
 } // namespace korvan

@@ -105,14 +105,22 @@ QString componentFolder()
 SiteRecord SiteRecord::fromTag(const QString &tag)
 {
     QStringList lines = tag.split(lineBreak);
-    lines.resize(9);
-    return {lines[0], lines[1], lines[2], lines[3], lines[4], lines[5], lines[6], lines[7], lines[8]};
+    lines.resize(10);
+    return {lines[0], lines[1], lines[2], lines[3], lines[4], lines[5], lines[6], lines[7], lines[8], lines[9]};
 }
 
 QString SiteRecord::toTag() const
 {
-    return QStringList{server, user, password, folder, anonymous, savePassword, passive, port, waitTime}.join(
-        lineBreak);
+    QStringList lines{server, user, password, folder, anonymous, savePassword, passive, port, waitTime};
+    if (encryptionIndex() != 0)
+        lines << encryption;
+    return lines.join(lineBreak);
+}
+
+int SiteRecord::encryptionIndex() const
+{
+    const int index = encryption.toInt();
+    return index == int(FtpEncryption::ExplicitTls) || index == int(FtpEncryption::ImplicitTls) ? index : 0;
 }
 
 QString tagAsSaved(const QString &tag)

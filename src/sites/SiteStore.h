@@ -14,7 +14,9 @@ inline constexpr qint32 folderImage = 1;
 inline constexpr qint32 openFolderImage = 2;
 inline constexpr qint32 siteImage = 3;
 
-// A site node's tag: nine lines joined by CR LF (none after the last). The
+// A site node's tag: nine lines joined by CR LF (none after the last), and a
+// tenth for the encryption ("1" explicit TLS, "2" implicit TLS) only when it is
+// not plain, so readers that know nine lines read the site as before. The
 // lines are kept as text; the flags are "1" or "0", the password is enciphered
 // (it may hold control characters and is never trimmed).
 struct SiteRecord {
@@ -27,10 +29,13 @@ struct SiteRecord {
     QString passive = QStringLiteral("0");
     QString port;
     QString waitTime;
+    QString encryption = {}; // empty or "0": plain
 
-    // Lines the tag lacks read as empty; lines after the ninth are dropped.
+    // Lines the tag lacks read as empty; lines after the tenth are dropped.
     static SiteRecord fromTag(const QString &tag);
     QString toTag() const;
+    // The encryption as FtpEncryption numbers it; plain for anything else.
+    int encryptionIndex() const;
 
     friend bool operator==(const SiteRecord &, const SiteRecord &) = default;
 };

@@ -15,6 +15,8 @@ class FtpUrlTest : public QObject {
 private slots:
     void parts_data();
     void parts();
+    void schemes_data();
+    void schemes();
     void refused_data();
     void refused();
     void remotePath_data();
@@ -75,6 +77,26 @@ void FtpUrlTest::parts()
     QTEST(url->host, "host");
     QTEST(int(url->port), "port");
     QTEST(url->path, "path");
+}
+
+void FtpUrlTest::schemes_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<korvan::FtpEncryption>("encryption");
+    QTest::addColumn<int>("port");
+    QTest::newRow("ftp: plain, 21") << "ftp://h/" << korvan::FtpEncryption::Plain << 21;
+    QTest::newRow("ftpes: explicit TLS, 21") << "ftpes://h/" << korvan::FtpEncryption::ExplicitTls << 21;
+    QTest::newRow("ftps: implicit TLS, 990") << "FTPS://h/" << korvan::FtpEncryption::ImplicitTls << 990;
+    QTest::newRow("ftps with a port") << "ftps://h:2121/" << korvan::FtpEncryption::ImplicitTls << 2121;
+}
+
+void FtpUrlTest::schemes()
+{
+    QFETCH(QString, text);
+    const std::optional<FtpUrl> url = ParseFtpUrl(text);
+    QVERIFY(url);
+    QTEST(url->encryption, "encryption");
+    QTEST(int(url->port), "port");
 }
 
 void FtpUrlTest::refused_data()

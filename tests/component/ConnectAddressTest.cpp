@@ -13,6 +13,8 @@ private slots:
     void fillsFields_data();
     void fillsFields();
     void clearsEarlierValuesAndKeepsPort();
+    void schemeSetsEncryption_data();
+    void schemeSetsEncryption();
 };
 
 void ConnectAddressTest::fillsFields_data()
@@ -71,6 +73,29 @@ void ConnectAddressTest::clearsEarlierValuesAndKeepsPort()
     QVERIFY(settings.sFTPUser.isEmpty());
     QVERIFY(settings.sFTPPassword.isEmpty());
     QVERIFY(settings.sFTPDir.isEmpty());
+    QCOMPARE(settings.nFTPPort, 2121);
+}
+
+void ConnectAddressTest::schemeSetsEncryption_data()
+{
+    QTest::addColumn<QString>("address");
+    QTest::addColumn<korvan::FtpEncryption>("encryption");
+    QTest::newRow("ftp://") << "ftp://u:p@h/pub" << korvan::FtpEncryption::Plain;
+    QTest::newRow("no scheme") << "u:p@h/pub" << korvan::FtpEncryption::Plain;
+    QTest::newRow("ftpes://") << "ftpes://u:p@h/pub" << korvan::FtpEncryption::ExplicitTls;
+    QTest::newRow("FTPS://") << "FTPS://u:p@h/pub" << korvan::FtpEncryption::ImplicitTls;
+}
+
+// The scheme picks the encryption; the rest reads as from ftp://, the port untouched.
+void ConnectAddressTest::schemeSetsEncryption()
+{
+    QFETCH(QString, address);
+    FtpSettings settings;
+    settings.nEncryption = korvan::FtpEncryption::ImplicitTls;
+    settings.nFTPPort = 2121;
+    ParseConnectAddress(address, settings);
+    QTEST(settings.nEncryption, "encryption");
+    QCOMPARE(settings.sFTPServer + settings.sFTPUser + settings.sFTPPassword + settings.sFTPDir, QString("hup/pub"));
     QCOMPARE(settings.nFTPPort, 2121);
 }
 

@@ -8,6 +8,7 @@
 #include <QMultiHash>
 #include <QRandomGenerator>
 #include <QRegularExpression>
+#include <QSslSocket>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QThread>
@@ -229,6 +230,16 @@ QList<ServerKind> allServerKinds()
     return {ServerKind::Pyftpdlib, ServerKind::Vsftpd, ServerKind::Proftpd, ServerKind::PureFtpd};
 }
 
+QList<ServerKind> tlsServerKinds()
+{
+    return {ServerKind::Vsftpd, ServerKind::Proftpd, ServerKind::PureFtpd};
+}
+
+bool offersImplicitTls(ServerKind kind)
+{
+    return kind == ServerKind::Vsftpd || kind == ServerKind::Proftpd;
+}
+
 QString serverName(ServerKind kind)
 {
     switch (kind) {
@@ -273,7 +284,7 @@ bool FtpServer::start(QString *error)
                      .arg(name());
         return false;
     }
-    if (program(error).isEmpty() || !prepareFolders(error))
+    if (program(error).isEmpty() || !prepareFolders(error) || !makeCertificate(error))
         return false;
     userPassword = randomText(12);
     if (usesSystemUser()) {
@@ -379,6 +390,65 @@ QString FtpServer::program(QString *error) const
     return {};
 }
 
+bool FtpServer::makeCertificate(QString *error)
+{
+    fingerprint.clear();
+    if (tlsMode == ServerTls::None)
+        return true;
+    const QString cert = workFile(QStringLiteral("cert.pem"));
+    const QString key = workFile(QStringLiteral("key.pem"));
+    if (!runTool(QStringLiteral("openssl"),
+                 {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-newkey"), QStringLiteral("rsa:2048"),
+                  QStringLiteral("-nodes"), QStringLiteral("-days"), QStringLiteral("2"), QStringLiteral("-subj"),
+                  QStringLiteral("/CN=localhost"), QStringLiteral("-keyout"), key, QStringLiteral("-out"), cert},
+                 error, {}, {}))
+        return false;
+    QProcess openssl;
+    openssl.start(QStringLiteral("openssl"),
+                  {QStringLiteral("x509"), QStringLiteral("-in"), cert, QStringLiteral("-noout"),
+                   QStringLiteral("-fingerprint"), QStringLiteral("-sha256")});
+    openssl.waitForFinished();
+    fingerprint = QString::fromLatin1(openssl.readAllStandardOutput()).section(u'=', 1).trimmed();
+    // pure-ftpd reads key and certificate from one file.
+    QFile keyFile(key), certFile(cert);
+    keyFile.open(QIODevice::ReadOnly);
+    certFile.open(QIODevice::ReadOnly);
+    if (fingerprint.isEmpty()
+        || !writeTextFile(workFile(QStringLiteral("both.pem")),
+                          QString::fromLatin1(keyFile.readAll() + certFile.readAll()), error)) {
+        *error += QStringLiteral(" (no certificate made)");
+        return false;
+    }
+    return true;
+}
+
+QString FtpServer::tlsConfig() const
+{
+    const bool implicit = tlsMode == ServerTls::Implicit;
+    const QString cert = workFile(QStringLiteral("cert.pem"));
+    const QString key = workFile(QStringLiteral("key.pem"));
+    if (tlsMode == ServerTls::None)
+        return {};
+    if (serverKind == ServerKind::Vsftpd) {
+        // require_ssl_reuse is its default; named so that the requirement shows.
+        return QStringLiteral("ssl_enable=YES\nrsa_cert_file=%1\nrsa_private_key_file=%2\n"
+                              "force_local_logins_ssl=YES\nforce_local_data_ssl=YES\nrequire_ssl_reuse=YES\n"
+                              "implicit_ssl=%3\n")
+            .arg(cert, key, implicit ? QStringLiteral("YES") : QStringLiteral("NO"));
+    }
+    if (serverKind == ServerKind::Proftpd) {
+        QString error;
+        const QString modules = QFileInfo(program(&error)).absolutePath() + QStringLiteral("/../lib/proftpd");
+        // mod_tls requires session reuse on data connections by default.
+        return QStringLiteral("ModulePath %1\nLoadModule mod_tls.c\nTLSEngine on\nTLSRequired on\n"
+                              "TLSProtocol TLSv1.2 TLSv1.3\nTLSRSACertificateFile %2\n"
+                              "TLSRSACertificateKeyFile %3\nTLSVerifyClient off\nTLSLog %4\n%5")
+            .arg(modules, cert, key, workFile(QStringLiteral("tls.log")),
+                 implicit ? QStringLiteral("TLSOptions UseImplicitSSL\n") : QString());
+    }
+    return {};
+}
+
 bool FtpServer::writeConfig(QString *error)
 {
     const QString port = QString::number(listenPort);
@@ -404,7 +474,8 @@ bool FtpServer::writeConfig(QString *error)
                                             "xferlog_enable=NO\n"
                                             "max_per_ip=0\n"
                                             "max_clients=0\n")
-                                 .arg(port, workFile(QStringLiteral("empty"))),
+                                     .arg(port, workFile(QStringLiteral("empty")))
+                                 + tlsConfig(),
                              error);
     }
     if (serverKind == ServerKind::Proftpd) {
@@ -431,7 +502,8 @@ bool FtpServer::writeConfig(QString *error)
                            "Umask 022\n"
                            "MaxInstances 64\n"
                            "<IfModule mod_delay.c>\n  DelayEngine off\n</IfModule>\n")
-                .arg(port, workFile(QStringLiteral("proftpd.pid")), workFile(QStringLiteral("proftpd.scoreboard"))),
+                    .arg(port, workFile(QStringLiteral("proftpd.pid")), workFile(QStringLiteral("proftpd.scoreboard")))
+                + tlsConfig(),
             error);
     }
     return true; // pyftpdlib and pure-ftpd take everything on the command line
@@ -460,15 +532,20 @@ QStringList FtpServer::arguments() const
     case ServerKind::Proftpd:
         return {QStringLiteral("-n"), QStringLiteral("-q"), QStringLiteral("-4"), QStringLiteral("-c"),
                 workFile(QStringLiteral("proftpd.conf"))};
-    case ServerKind::PureFtpd:
+    case ServerKind::PureFtpd: {
+        // -Y 3: TLS required for log-on and data; -2: key and certificate.
+        const QStringList tls{QStringLiteral("-Y"), QStringLiteral("3"), QStringLiteral("-2"),
+                              workFile(QStringLiteral("both.pem"))};
         // -L: pure-ftpd silently cuts listings at 10,000 entries otherwise.
-        return {QStringLiteral("-S"), host() + QLatin1Char(',') + port,
-                QStringLiteral("-l"), QStringLiteral("unix"),
-                QStringLiteral("-E"), QStringLiteral("-A"),
-                QStringLiteral("-H"), QStringLiteral("-4"),
-                QStringLiteral("-f"), QStringLiteral("none"),
-                QStringLiteral("-L"), QStringLiteral("200000:5"),
-                QStringLiteral("-g"), workFile(QStringLiteral("pure-ftpd.pid"))};
+        return QStringList{QStringLiteral("-S"), host() + QLatin1Char(',') + port,
+                           QStringLiteral("-l"), QStringLiteral("unix"),
+                           QStringLiteral("-E"), QStringLiteral("-A"),
+                           QStringLiteral("-H"), QStringLiteral("-4"),
+                           QStringLiteral("-f"), QStringLiteral("none"),
+                           QStringLiteral("-L"), QStringLiteral("200000:5"),
+                           QStringLiteral("-g"), workFile(QStringLiteral("pure-ftpd.pid"))}
+               + (tlsMode == ServerTls::None ? QStringList() : tls);
+    }
     }
     return {};
 }
@@ -521,9 +598,14 @@ bool FtpServer::waitForGreeting(QString *error)
                          .arg(processOutput());
             return false;
         }
-        QTcpSocket probe;
-        probe.connectToHost(host(), listenPort);
-        if (probe.waitForConnected(500)) {
+        QSslSocket probe;
+        if (tlsMode == ServerTls::Implicit) {
+            probe.setPeerVerifyMode(QSslSocket::VerifyNone);
+            probe.connectToHostEncrypted(host(), listenPort);
+        } else {
+            probe.connectToHost(host(), listenPort);
+        }
+        if (probe.waitForConnected(500) && (tlsMode != ServerTls::Implicit || probe.waitForEncrypted(2000))) {
             QByteArray received;
             // The greeting may span several lines ("220-..."); the last starts "220 ".
             while (probe.waitForReadyRead(static_cast<int>(qMax<qint64>(1, deadline.remainingTime())))) {

@@ -24,8 +24,13 @@
 namespace korvan::test {
 
 enum class ServerKind { Pyftpdlib, Vsftpd, Proftpd, PureFtpd };
+// FTPS as the server offers it: TLS after AUTH TLS, or from the first byte.
+enum class ServerTls { None, Explicit, Implicit };
 
 QList<ServerKind> allServerKinds();
+// The servers that speak FTPS here; pure-ftpd has no implicit mode.
+QList<ServerKind> tlsServerKinds();
+bool offersImplicitTls(ServerKind kind);
 QString serverName(ServerKind kind); // "pyftpdlib", "vsftpd", "proftpd", "pure-ftpd"
 
 class FtpServer {
@@ -41,6 +46,12 @@ public:
     // server's own output, no greeting).
     bool start(QString *error);
     void stop();
+    // Before start(): FTPS only, log-on and data, with a self-signed certificate
+    // (CN localhost) that openssl makes at start. vsftpd and proftpd also refuse
+    // a data connection that does not resume the control connection's TLS session.
+    void setTls(ServerTls mode) { tlsMode = mode; }
+    // The certificate's SHA-256 fingerprint as openssl prints it ("AB:CD:...").
+    QString certificateFingerprint() const { return fingerprint; }
 
     ServerKind kind() const { return serverKind; }
     QString name() const { return serverName(serverKind); }
@@ -59,6 +70,8 @@ private:
     bool createSystemUser(QString *error);
     void deleteSystemUser();
     bool writeConfig(QString *error);
+    bool makeCertificate(QString *error);
+    QString tlsConfig() const;
     QString program(QString *error) const;
     QStringList arguments() const;
     bool launch(QString *error);
@@ -79,9 +92,12 @@ private:
     std::unique_ptr<QProcess> serverProcess;
     qint64 processGroup = 0;
     bool userCreated = false;
+    ServerTls tlsMode = ServerTls::None;
+    QString fingerprint;
 };
 
 } // namespace korvan::test
 
 // Lets tests put a server kind in a QtTest data table.
 Q_DECLARE_METATYPE(korvan::test::ServerKind)
+Q_DECLARE_METATYPE(korvan::test::ServerTls)

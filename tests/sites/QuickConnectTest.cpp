@@ -5,6 +5,7 @@
 #include "DialogDriving.h"
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
@@ -29,6 +30,7 @@ FtpSettings namedUser()
     settings.nFTPPort = 2121;
     settings.nFTPWaitTime = 45;
     settings.bPassive = true;
+    settings.nEncryption = FtpEncryption::ExplicitTls;
     return settings;
 }
 
@@ -82,6 +84,7 @@ void QuickConnectTest::opensFromSettings()
     QCOMPARE(control(dialog, "txtFTPPort")->text(), u"2121"_qs);
     QCOMPARE(control(dialog, "txtFTPWaitTime")->text(), u"45"_qs);
     QVERIFY(control<QCheckBox>(dialog, "chkFTPPassive")->isChecked());
+    QCOMPARE(control<QComboBox>(dialog, "cmbEncryption")->currentIndex(), int(FtpEncryption::ExplicitTls));
     QVERIFY(control<QPushButton>(dialog, "cmdConnect")->isEnabled());
 
     dialog.show();
@@ -222,6 +225,7 @@ void QuickConnectTest::closing()
     type(control(dialog, "txtFTPPort"), u"990"_qs);
     type(control(dialog, "txtFTPWaitTime"), u"12"_qs);
     QTest::mouseClick(control<QCheckBox>(dialog, "chkFTPPassive"), Qt::LeftButton, {}, QPoint(5, 5));
+    QTest::keyClick(control<QComboBox>(dialog, "cmbEncryption"), Qt::Key_Down);
 
     closeBy(dialog, how);
 
@@ -231,6 +235,7 @@ void QuickConnectTest::closing()
     QCOMPARE(summary(settings), settingsWritten
                                     ? QStringList({"ftp.other.net", "bob", "pw2", "/pub", "990", "12", "active"})
                                     : QStringList({"ftp.example.org", "bob", "secret", "/pub", "2121", "45", "passive"}));
+    QCOMPARE(settings.nEncryption, settingsWritten ? FtpEncryption::ImplicitTls : FtpEncryption::ExplicitTls);
 }
 
 void QuickConnectTest::tabOrder()
@@ -239,9 +244,9 @@ void QuickConnectTest::tabOrder()
     fFTPQuick dialog(nullptr, settings);
     dialog.show();
     QVERIFY(QTest::qWaitForWindowActive(&dialog));
-    QCOMPARE(tabWalk(10), QStringList({"txtFTPAccount(0)", "txtFTPAccount(1)", "txtFTPAccount(2)", "txtFTPAccount(3)",
-                                   "txtFTPPort", "txtFTPWaitTime", "chkAnonymous", "chkFTPPassive", "cmdConnect",
-                                   "cmdCancel", "txtFTPAccount(0)"}));
+    QCOMPARE(tabWalk(11), QStringList({"txtFTPAccount(0)", "txtFTPAccount(1)", "txtFTPAccount(2)", "txtFTPAccount(3)",
+                                   "txtFTPPort", "txtFTPWaitTime", "chkAnonymous", "chkFTPPassive", "cmbEncryption",
+                                   "cmdConnect", "cmdCancel", "txtFTPAccount(0)"}));
 }
 
 QTEST_MAIN(QuickConnectTest)

@@ -7,6 +7,7 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -77,7 +78,7 @@ Tree smallTree()
     root.sorted = true;
     const QString pw = mmEncrypt::Encrypt(u"pw"_qs);
     root.children.push_back(site(u"Anon"_qs, {"anon.example.org", "anonymous", "", "", "1", "0", "0", "21", "30"}));
-    root.children.push_back(site(u"Named"_qs, {"named.example.org", "bob", pw, "/home/bob", "0", "1", "1", "2121", "45"}));
+    root.children.push_back(site(u"Named"_qs, {"named.example.org", "bob", pw, "/home/bob", "0", "1", "1", "2121", "45", "1"}));
     root.children.push_back(site(u"Unkept"_qs, {"unkept.example.org", "eve", pw, "", "0", "0", "0", "21", "30"}));
     return tree;
 }
@@ -179,16 +180,16 @@ void SiteManagerTest::showsNode_data()
 {
     QTest::addColumn<QString>("caption");
     QTest::addColumn<QStringList>("shown"); // server, user, password, folder, port, waiting time
-    QTest::addColumn<QString>("checks");    // anonymous, save password, passive
+    QTest::addColumn<QString>("checks");    // anonymous, save password, passive; the encryption's index
     QTest::addColumn<bool>("masked");
     QTest::addColumn<bool>("connect");
 
     QTest::newRow("named site") << "Named" << QStringList{"named.example.org", "bob", "pw", "/home/bob", "2121", "45"}
-                                << "011" << true << true;
+                                << "0111" << true << true;
     QTest::newRow("anonymous, no stored password") << "Anon"
                                                    << QStringList{"anon.example.org", "anonymous", sAnonPassword, "", "21", "30"}
-                                                   << "100" << false << true;
-    QTest::newRow("folder") << "Sites" << QStringList{"", "", "", "", "", ""} << "000" << true << false;
+                                                   << "1000" << false << true;
+    QTest::newRow("folder") << "Sites" << QStringList{"", "", "", "", "", ""} << "0000" << true << false;
 }
 
 void SiteManagerTest::showsNode()
@@ -211,6 +212,7 @@ void SiteManagerTest::showsNode()
     QString checks;
     for (const char *box : {"chkAnonymous", "chkSavePassword", "chkFTPPassive"})
         checks += control<QCheckBox>(dialog, box)->isChecked() ? u'1' : u'0';
+    checks += QString::number(control<QComboBox>(dialog, "cmbEncryption")->currentIndex());
     QTEST(checks, "checks");
     QTEST(control(dialog, "txtFTPPassword")->echoMode() == QLineEdit::Password, "masked");
     QTEST(control<QPushButton>(dialog, "cmdConnect")->isEnabled(), "connect");
@@ -448,9 +450,9 @@ void SiteManagerTest::tabOrder()
     QCOMPARE(QApplication::focusWidget(), tree(dialog));
     QTest::keyClick(tree(dialog), Qt::Key_Down); // to the first site, by keyboard
     QCOMPARE(control(dialog, "txtFTPServer")->text(), u"anon.example.org"_qs);
-    QCOMPARE(tabWalk(18), QStringList({"TV1", "cmdSession(0)", "cmdSession(1)", "cmdSession(2)", "txtFTPName",
+    QCOMPARE(tabWalk(19), QStringList({"TV1", "cmdSession(0)", "cmdSession(1)", "cmdSession(2)", "txtFTPName",
                                    "txtFTPServer", "txtFTPUser", "txtFTPPassword", "txtFTPDir", "txtFTPPort",
-                                   "txtFTPWaitTime", "chkAnonymous", "chkSavePassword", "chkFTPPassive", "cmdSave",
+                                   "txtFTPWaitTime", "chkAnonymous", "chkSavePassword", "chkFTPPassive", "cmbEncryption", "cmdSave",
                                    "cmdConnect", "cmdCancel", "cmdHelp", "TV1"}));
 }
 

@@ -119,6 +119,8 @@ class SiteStoreTest : public QObject {
     Q_OBJECT
 private slots:
     void roundTrip();
+    void encryptionLine_data();
+    void encryptionLine();
     void entryNamesAndDefaults();
     void read_data();
     void read();
@@ -140,6 +142,31 @@ void SiteStoreTest::roundTrip()
     written.front().expanded = true;
     QCOMPARE(shape(read), shape(written));
     QVERIFY(read == written); // keys, images, tags (control characters kept) too
+}
+
+// The encryption is a tenth line, written only when it is not plain.
+void SiteStoreTest::encryptionLine_data()
+{
+    QTest::addColumn<QString>("tenth");
+    QTest::addColumn<int>("index");
+    QTest::addColumn<int>("linesWritten");
+    QTest::newRow("missing: plain") << QString() << 0 << 9;
+    QTest::newRow("explicit TLS") << "1" << 1 << 10;
+    QTest::newRow("implicit TLS") << "2" << 2 << 10;
+    QTest::newRow("0: plain, not written") << "0" << 0 << 9;
+    QTest::newRow("unknown: plain") << "7" << 0 << 9;
+}
+
+void SiteStoreTest::encryptionLine()
+{
+    QFETCH(QString, tenth);
+    QString tag = u"h\r\nu\r\n\r\n/\r\n0\r\n0\r\n1\r\n21\r\n30"_qs;
+    if (!tenth.isEmpty())
+        tag += u"\r\n"_qs + tenth;
+    const SiteRecord record = SiteRecord::fromTag(tag);
+    QTEST(record.encryptionIndex(), "index");
+    QCOMPARE(record.waitTime, u"30"_qs);
+    QTEST(int(record.toTag().count(u"\r\n"_qs)) + 1, "linesWritten");
 }
 
 void SiteStoreTest::entryNamesAndDefaults()

@@ -15,6 +15,7 @@ void ConnectDialog::connectWith(const Fields &fields)
     settings_.nFTPPort = dialogParts::numberOr(fields.port, settings_.nFTPPort);
     settings_.nFTPWaitTime = dialogParts::numberOr(fields.waitTime, settings_.nFTPWaitTime);
     settings_.bPassive = fields.passive;
+    settings_.nEncryption = fields.encryption;
     accept();
 }
 

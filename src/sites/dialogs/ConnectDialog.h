@@ -5,7 +5,8 @@
 //   dialog.exec();
 //   if (dialog.Canceled())
 //       return false;
-//   // ftpSettings() holds server, user, password, folder, port, waiting time, passive
+//   // ftpSettings() holds server, user, password, folder, port, waiting time, passive,
+//   // encryption
 //
 // Canceled() is true only after Cancel or Escape. Connect writes the shared
 // settings and closes. The window's close box closes leaving Canceled() false
@@ -28,6 +29,7 @@ protected:
     struct Fields {
         QString server, user, password, folder, port, waitTime;
         bool passive = false;
+        FtpEncryption encryption = FtpEncryption::Plain;
     };
     // Connect: the fields into the settings, then close.
     void connectWith(const Fields &fields);

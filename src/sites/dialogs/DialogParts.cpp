@@ -4,6 +4,7 @@
 #include "sites/ConnectRules.h"
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QGridLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -63,6 +64,20 @@ QLineEdit *addTextRow(QGridLayout *grid, int row, const QString &caption, const 
 {
     QLabel *rowLabel = label(caption);
     QLineEdit *box = textBox(rowLabel, boxName);
+    grid->addWidget(rowLabel, row, 0);
+    grid->addWidget(box, row, 1);
+    return box;
+}
+
+QComboBox *addEncryptionRow(QGridLayout *grid, int row)
+{
+    QLabel *rowLabel = label(QObject::tr("&Encryption:"));
+    auto *box = new QComboBox;
+    name(box, QStringLiteral("cmbEncryption"), QStringLiteral("cmbEncryption"));
+    box->setAccessibleDescription(withoutMnemonic(rowLabel->text()));
+    rowLabel->setBuddy(box);
+    box->addItems({QObject::tr("None (plain FTP)"), QObject::tr("Require explicit FTP over TLS"),
+                   QObject::tr("Implicit FTP over TLS")});
     grid->addWidget(rowLabel, row, 0);
     grid->addWidget(box, row, 1);
     return box;

@@ -7,6 +7,7 @@
 #include <initializer_list>
 
 class QCheckBox;
+class QComboBox;
 class QGridLayout;
 class QLineEdit;
 class QPushButton;
@@ -33,6 +34,10 @@ struct PortFields {
 };
 // "Port" on `row` and "Waiting time" on the next, as short boxes.
 PortFields addPortRows(QGridLayout *grid, int row);
+
+// "Encryption" on `row`: a list of plain FTP, explicit TLS and implicit TLS,
+// each at the index of its FtpEncryption value.
+QComboBox *addEncryptionRow(QGridLayout *grid, int row);
 
 // Tab moves through `widgets` in this order.
 void chainTabOrder(std::initializer_list<QWidget *> widgets);

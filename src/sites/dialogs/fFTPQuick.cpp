@@ -4,6 +4,7 @@
 #include "sites/dialogs/DialogParts.h"
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QDialogButtonBox>
 #include <QGridLayout>
 #include <QLineEdit>
@@ -45,6 +46,7 @@ void fFTPQuick::buildControls()
             [this](bool on) { applyAnonymousChoice(on, txtFTPAccount[User], txtFTPAccount[Password]); });
     grid->addWidget(chkAnonymous, 6, 1);
     grid->addWidget(chkFTPPassive, 7, 1);
+    cmbEncryption = addEncryptionRow(grid, 8);
 
     auto *buttons = new QDialogButtonBox;
     cmdConnect = button(tr("&Connect"), QStringLiteral("cmdConnect"), this);
@@ -63,7 +65,7 @@ void fFTPQuick::buildControls()
     layout->setSizeConstraint(QLayout::SetFixedSize);
 
     chainTabOrder({txtFTPAccount[Server], txtFTPAccount[User], txtFTPAccount[Password], txtFTPAccount[Folder],
-                   txtFTPPort, txtFTPWaitTime, chkAnonymous, chkFTPPassive, cmdConnect, cmdCancel});
+                   txtFTPPort, txtFTPWaitTime, chkAnonymous, chkFTPPassive, cmbEncryption, cmdConnect, cmdCancel});
 }
 
 void fFTPQuick::Load()
@@ -81,6 +83,7 @@ void fFTPQuick::Load()
     txtFTPAccount[Password]->setText(settings_.sFTPPassword);
     txtFTPAccount[Folder]->setText(settings_.sFTPDir);
     chkFTPPassive->setChecked(settings_.bPassive);
+    cmbEncryption->setCurrentIndex(int(settings_.nEncryption));
     if (settings_.sFTPUser.isEmpty())
         chkAnonymous->setChecked(true);
     applyFontSetting(this, settings_);
@@ -115,8 +118,8 @@ void fFTPQuick::ValidateFields()
 void fFTPQuick::cmdConnect_Click()
 {
     connectWith({txtFTPAccount[Server]->text(), txtFTPAccount[User]->text(), txtFTPAccount[Password]->text(),
-                 txtFTPAccount[Folder]->text(), txtFTPPort->text(), txtFTPWaitTime->text(),
-                 chkFTPPassive->isChecked()});
+                 txtFTPAccount[Folder]->text(), txtFTPPort->text(), txtFTPWaitTime->text(), chkFTPPassive->isChecked(),
+                 FtpEncryption(cmbEncryption->currentIndex())});
 }
 
 } // namespace korvan

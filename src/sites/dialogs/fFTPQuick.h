@@ -11,6 +11,7 @@
 #include <array>
 
 class QCheckBox;
+class QComboBox;
 class QLineEdit;
 class QPushButton;
 
@@ -35,6 +36,7 @@ private:
     QLineEdit *txtFTPWaitTime = nullptr;
     QCheckBox *chkAnonymous = nullptr;
     QCheckBox *chkFTPPassive = nullptr;
+    QComboBox *cmbEncryption = nullptr;
     QPushButton *cmdConnect = nullptr;
     QPushButton *cmdCancel = nullptr;
 };

@@ -5,6 +5,7 @@
 #include "sites/mmEncrypt.h"
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QFileInfo>
 #include <QGridLayout>
 #include <QHBoxLayout>
@@ -124,7 +125,7 @@ void fFTPSites::buildControls()
 
     chainTabOrder({TV1, cmdSession[NewFolder], cmdSession[NewSite], cmdSession[Delete], txtFTPName, txtFTPServer,
                    txtFTPUser, txtFTPPassword, txtFTPDir, txtFTPPort, txtFTPWaitTime, chkAnonymous, chkSavePassword,
-                   chkFTPPassive, cmdSave, cmdConnect, cmdCancel, cmdHelp});
+                   chkFTPPassive, cmbEncryption, cmdSave, cmdConnect, cmdCancel, cmdHelp});
 }
 
 QWidget *fFTPSites::buildFields()
@@ -152,6 +153,7 @@ QWidget *fFTPSites::buildFields()
     int row = 7;
     for (QCheckBox *box : {chkAnonymous, chkSavePassword, chkFTPPassive})
         grid->addWidget(box, row++, 1);
+    cmbEncryption = addEncryptionRow(grid, row++);
     grid->setRowStretch(row, 1);
 
     connect(chkAnonymous, &QCheckBox::toggled, this,
@@ -274,6 +276,7 @@ void fFTPSites::ShowNode(QTreeWidgetItem *node)
         chkFTPPassive->setChecked(flagSet(record.passive));
         txtFTPPort->setText(record.port);
         txtFTPWaitTime->setText(record.waitTime);
+        cmbEncryption->setCurrentIndex(record.encryptionIndex());
         txtFTPPassword->setText(
             chkAnonymous->isChecked() && record.password.isEmpty() ? sAnonPassword : decryptedOrEmpty(record.password));
     } else {
@@ -287,7 +290,7 @@ void fFTPSites::setSiteFieldsEnabled(bool enabled)
 {
     for (QWidget *field :
          std::initializer_list<QWidget *>{txtFTPServer, txtFTPUser, txtFTPPassword, txtFTPDir, txtFTPPort,
-                                          txtFTPWaitTime, chkAnonymous, chkSavePassword, chkFTPPassive})
+                                          txtFTPWaitTime, chkAnonymous, chkSavePassword, chkFTPPassive, cmbEncryption})
         field->setEnabled(enabled);
 }
 
@@ -302,11 +305,17 @@ void fFTPSites::ApplyFields(QTreeWidgetItem *node)
     }
     if (!isSite(node))
         return;
-    const QString record =
-        SiteRecord{txtFTPServer->text(),    txtFTPUser->text(),     mmEncrypt::Encrypt(txtFTPPassword->text()),
-                   txtFTPDir->text(),       flagText(chkAnonymous), flagText(chkSavePassword),
-                   flagText(chkFTPPassive), txtFTPPort->text(),     txtFTPWaitTime->text()}
-            .toTag();
+    const QString record = SiteRecord{txtFTPServer->text(),
+                                      txtFTPUser->text(),
+                                      mmEncrypt::Encrypt(txtFTPPassword->text()),
+                                      txtFTPDir->text(),
+                                      flagText(chkAnonymous),
+                                      flagText(chkSavePassword),
+                                      flagText(chkFTPPassive),
+                                      txtFTPPort->text(),
+                                      txtFTPWaitTime->text(),
+                                      QString::number(cmbEncryption->currentIndex())}
+                               .toTag();
     // The eight line breaks alone are 16 characters: anything more is a record.
     if (record.size() > 16)
         siteItems::setTag(node, record);
@@ -405,7 +414,8 @@ void fFTPSites::cmdSave_Click()
 void fFTPSites::cmdConnect_Click()
 {
     connectWith({txtFTPServer->text(), txtFTPUser->text(), txtFTPPassword->text(), txtFTPDir->text(),
-                 txtFTPPort->text(), txtFTPWaitTime->text(), chkFTPPassive->isChecked()});
+                 txtFTPPort->text(), txtFTPWaitTime->text(), chkFTPPassive->isChecked(),
+                 FtpEncryption(cmbEncryption->currentIndex())});
 }
 
 void fFTPSites::cmdHelp_Click()

@@ -14,6 +14,7 @@
 #include <array>
 
 class QCheckBox;
+class QComboBox;
 class QLineEdit;
 class QPushButton;
 class QTreeWidget;
@@ -83,6 +84,7 @@ private:
     QCheckBox *chkAnonymous = nullptr;
     QCheckBox *chkSavePassword = nullptr;
     QCheckBox *chkFTPPassive = nullptr;
+    QComboBox *cmbEncryption = nullptr;
     std::array<QPushButton *, 3> cmdSession{};
     QPushButton *cmdSave = nullptr;
     QPushButton *cmdConnect = nullptr;
