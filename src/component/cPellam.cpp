@@ -2,6 +2,7 @@
 
 #include "component/ConnectAddress.h"
 #include "component/ConnectDialogs.h"
+#include "explorer/ShellExchange.h"
 #include "explorer/fFTPMain.h"
 #include "korvan/FtpSettings.h"
 
@@ -137,6 +138,24 @@ void cPellam::SetTempDir(const QString &sTempDir)
         QDir().mkdir(dir);
         QFile::setPermissions(dir, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     });
+}
+
+QString cPellam::HandOverFormat()
+{
+    return ShellExchange::kHostDropFormat;
+}
+
+void cPellam::HandOverArrived(const QString &sFolder, const QString &sHandOver)
+{
+    atBoundary("HandOverArrived", [&] {
+        if (QPointer<fFTPMain> window = explorerWindow())
+            window->shellExchange()->handOverArrived(sFolder, sHandOver);
+    });
+}
+
+void cPellam::WatchFolder(const QString &sFolder)
+{
+    atBoundary("WatchFolder", [&] { loadExplorerWindow().shellExchange()->watchFolder(sFolder); });
 }
 
 void cPellam::UnloadAllForms()

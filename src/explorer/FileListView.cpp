@@ -5,6 +5,9 @@
 #include "explorer/FileListModel.h"
 
 #include <QContextMenuEvent>
+#include <QDropEvent>
+#include <QMimeData>
+#include <QUrl>
 #include <QEvent>
 #include <QHeaderView>
 #include <QItemSelectionModel>
@@ -15,6 +18,7 @@
 #include <QTreeView>
 
 #include <array>
+#include <functional>
 
 namespace korvan {
 
@@ -34,7 +38,36 @@ void SetUpItemView(QAbstractItemView &view, const QString &objectName)
     view.setSelectionBehavior(QAbstractItemView::SelectRows);
     view.setEditTriggers(QAbstractItemView::NoEditTriggers);
     view.setContextMenuPolicy(Qt::PreventContextMenu);
+    view.setDragEnabled(true);
+    view.setAcceptDrops(true);
+    view.setDragDropMode(QAbstractItemView::DragDrop);
 }
+
+// The local paths of a drop, or nothing when anything in it is not a local file.
+QStringList LocalPathsOf(const QMimeData *data)
+{
+    QStringList paths;
+    if (!data || !data->hasUrls())
+        return paths;
+    for (const QUrl &url : data->urls()) {
+        if (!url.isLocalFile())
+            return {};
+        paths.append(url.toLocalFile());
+    }
+    return paths;
+}
+
+// A view that hands the start of a drag to the list instead of dragging model data.
+template <class View> class DragOutView : public View {
+public:
+    DragOutView(QWidget *parent, std::function<void()> onDrag) : View(parent), onDrag(std::move(onDrag)) {}
+
+protected:
+    void startDrag(Qt::DropActions) override { onDrag(); }
+
+private:
+    std::function<void()> onDrag;
+};
 
 } // namespace
 
@@ -66,7 +99,9 @@ protected:
 };
 
 FileListView::FileListView(QWidget *parent)
-    : QStackedWidget(parent), listView(new QListView(this)), detailsView(new QTreeView(this))
+    : QStackedWidget(parent),
+      listView(new DragOutView<QListView>(this, [this] { emit dragRequested(); })),
+      detailsView(new DragOutView<QTreeView>(this, [this] { emit dragRequested(); }))
 {
     setObjectName(QStringLiteral("LV1"));
     setAccessibleName(QStringLiteral("LV1"));
@@ -287,11 +322,32 @@ QRect FileListView::visualRectOfRow(int row) const
     return QRect(view->viewport()->mapTo(this, rect.topLeft()), rect.size());
 }
 
+bool FileListView::filterDragAndDrop(QEvent *event)
+{
+    auto *drop = static_cast<QDropEvent *>(event);
+    const QStringList paths = LocalPathsOf(drop->mimeData());
+    if (paths.isEmpty()) {
+        drop->ignore();
+        return true;
+    }
+    drop->setDropAction(Qt::CopyAction);
+    drop->accept();
+    if (event->type() == QEvent::Drop)
+        emit localPathsDropped(paths);
+    return true;
+}
+
 bool FileListView::eventFilter(QObject *watched, QEvent *event)
 {
     QAbstractItemView *view = currentView();
     const bool onViewport = watched == view->viewport();
     switch (event->type()) {
+    case QEvent::DragEnter:
+    case QEvent::DragMove:
+    case QEvent::Drop:
+        if (onViewport)
+            return filterDragAndDrop(event);
+        break;
     case QEvent::MouseButtonPress:
     case QEvent::MouseButtonDblClick:
     case QEvent::MouseButtonRelease: {

@@ -5,6 +5,7 @@
 // operations, the layout and the engine-facing interface live in their own files.
 
 #include "korvan/FtpSettings.h"
+#include "transfer/TransferText.h"
 
 #include <QMainWindow>
 #include <QPointer>
@@ -27,6 +28,7 @@ class FtpSession;
 class LogPane;
 class MainLayout;
 class RemoteOperations;
+class ShellExchange;
 class WindowUi;
 class fFTPProgress;
 
@@ -59,8 +61,13 @@ public:
 
     // Downloads the selected entries of the file list into localFolder.
     bool DownloadSelection(const QString &localFolder);
+    // Downloads remote entries (files with their sizes, folders) into localFolder.
+    bool DownloadItems(const QString &localFolder, const QList<TransferItem> &items);
     // Uploads local files and folders (all from one local folder) into the current remote folder.
     bool UploadPaths(const QStringList &localPaths);
+    // Downloads a file of the current folder into the temporary folder, replacing
+    // a file of that name; the local path, empty when nothing was tried.
+    QString DownloadToTempFolder(const QString &name, qint64 size);
 
     // Runs fn once no command is in progress and no operation of this window runs.
     void runWhenIdle(std::function<void()> fn);
@@ -76,6 +83,7 @@ public:
     fFTPProgress *progressDialog() const;
     ExplorerActions *actions() const { return commandActions; }
     MainLayout *mainLayout() const { return layoutWidget; }
+    ShellExchange *shellExchange() const { return shell; }
 
 protected:
     void closeEvent(QCloseEvent *event) override;
@@ -93,6 +101,7 @@ private:
     void selectEntries(bool invert);
     void onListRightButton(const QPoint &globalPos, int row);
     void onRowActivated(int row);
+    void addListKey(const QKeySequence &key, std::function<void()> fn);
     bool logOn();
     void disconnectSession();
     void resetBrowsing();
@@ -116,6 +125,7 @@ private:
     FileListModel *model = nullptr;
     FileListView *LV1 = nullptr;
     LogPane *rtbStatus = nullptr;
+    ShellExchange *shell = nullptr;
     MainLayout *layoutWidget = nullptr;
     QLabel *statusPanels[2] = {};
     QPointer<fFTPProgress> progress;
