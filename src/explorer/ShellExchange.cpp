@@ -123,9 +123,10 @@ ShellExchange::ShellExchange(fFTPMain &window) : QObject(&window), window(window
 
 ShellExchange::~ShellExchange() = default;
 
-QString ShellExchange::tempDir() const
+QString ShellExchange::tempDir()
 {
-    return ftpSettings().sTempDir;
+    const QString dir = ftpSettings().sTempDir;
+    return dir.isEmpty() ? QDir::tempPath() : dir;
 }
 
 // The selected entries of the current folder, in the download list's form.
@@ -303,7 +304,7 @@ void ShellExchange::openRemoteFile(const QString &name, qint64 size)
     const QString local = window.DownloadToTempFolder(name, size);
     if (local.isEmpty() || !QFileInfo::exists(local))
         return;
-    if (!DefaultApplicationFor(local).isEmpty() && OpenWithDefaultApplication(local))
+    if (OpenWithDefaultApplication(local))
         return;
     const QString editor = PlainTextEditor();
     const QString question = u"Can not find any associated executable file.\nOpen with '"_qs

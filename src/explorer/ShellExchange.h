@@ -50,6 +50,9 @@ public:
     // null when nothing is selected or a command runs.
     QMimeData *dragData();
 
+    // The component's temporary folder (the system's while none is set).
+    static QString tempDir();
+
 signals:
     // A hand-over landed in folder: its question and download follow unless the
     // folder is the trash or not a local folder.
@@ -63,7 +66,6 @@ private:
     void scanFolder(const QString &folder);
     void uploadPending();
     void askForFolder(const QString &name);
-    QString tempDir() const;
 
     fFTPMain &window;
     DropExtractService *extractService = nullptr;

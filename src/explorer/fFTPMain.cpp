@@ -483,7 +483,7 @@ QString fFTPMain::DownloadToTempFolder(const QString &name, qint64 size)
     if (commandInProgress() || !connected())
         return {};
     OperationScope scope(*this);
-    const QString tempDir = ftpSettings().sTempDir;
+    const QString tempDir = ShellExchange::tempDir();
     DownloadEngine engine(*ftp, *ui, *retrieval, ui.get());
     engine.setLocalRoot(tempDir);
     const QString localPath = engine.localRoot() + name;

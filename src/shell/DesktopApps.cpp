@@ -4,6 +4,7 @@
 #include <QMimeDatabase>
 #include <QProcess>
 #include <QStandardPaths>
+#include <QUrl>
 
 namespace korvan {
 
@@ -21,8 +22,8 @@ QString DefaultApplicationForType(const QString &mimeType)
     return QString::fromLocal8Bit(query.readAllStandardOutput()).trimmed();
 }
 
-// The first word of the entry's Exec line: the program it runs.
-QString ProgramOfEntry(const QString &desktopId)
+// The entry's Exec line: the program it runs and its arguments.
+QString CommandOfEntry(const QString &desktopId)
 {
     const QString entry =
         QStandardPaths::locate(QStandardPaths::ApplicationsLocation, desktopId, QStandardPaths::LocateFile);
@@ -32,27 +33,44 @@ QString ProgramOfEntry(const QString &desktopId)
     while (!file.atEnd()) {
         const QString line = QString::fromUtf8(file.readLine()).trimmed();
         if (line.startsWith(u"Exec="_qs))
-            return line.mid(5).section(u' ', 0, 0, QString::SectionSkipEmpty);
+            return line.mid(5);
     }
     return {};
 }
 
-} // namespace
+// The command for one file: %f, %F, %u and %U become the file, other field codes go.
+QStringList CommandForFile(const QString &command, const QString &path)
+{
+    QStringList words;
+    for (const QString &word : QProcess::splitCommand(command)) {
+        if (word == u"%f" || word == u"%F")
+            words << path;
+        else if (word == u"%u" || word == u"%U")
+            words << QUrl::fromLocalFile(path).toString();
+        else if (!(word.size() == 2 && word.startsWith(u'%')))
+            words << word;
+    }
+    return words;
+}
 
+// The desktop entry ("mousepad.desktop") that opens files of path's type.
 QString DefaultApplicationFor(const QString &path)
 {
     return DefaultApplicationForType(QMimeDatabase().mimeTypeForFile(path).name());
 }
 
+} // namespace
+
 QString PlainTextEditor()
 {
-    const QString program = ProgramOfEntry(DefaultApplicationForType(u"text/plain"_qs));
+    const QString program = QProcess::splitCommand(CommandOfEntry(DefaultApplicationForType(u"text/plain"_qs))).value(0);
     return program.isEmpty() ? u"editor"_qs : program;
 }
 
 bool OpenWithDefaultApplication(const QString &path)
 {
-    return QProcess::startDetached(u"xdg-open"_qs, {path});
+    const QStringList command = CommandForFile(CommandOfEntry(DefaultApplicationFor(path)), path);
+    return !command.isEmpty() && QProcess::startDetached(command.first(), command.mid(1));
 }
 
 } // namespace korvan
