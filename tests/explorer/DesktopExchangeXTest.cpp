@@ -159,7 +159,7 @@ void DesktopExchangeXTest::initTestCase()
         answerer.stop();
         asked = questionOf(box);
         if (!answerScreenshot.isEmpty())
-            saveScreen(answerScreenshot);
+            saveScreenshot(&bench->window, answerScreenshot);
         clickChild(box, u"FirstButton"_qs);
     });
     QVERIFY2(QGuiApplication::platformName() == u"xcb", "runs on an X display (on-x-display.sh)");
@@ -239,13 +239,15 @@ void DesktopExchangeXTest::handOverIntoFolder()
     QDir().mkpath(target);
     ShellExchange &exchange = *bench->window.shellExchange();
     QSignalSpy arrivals(&exchange, &ShellExchange::arrived);
+    const bool firstDrag = folder == u"dragged";
     if (downloads)
-        answerYes(gesture == u"drag" ? u"desktop-download-question"_qs : QString());
+        answerYes(firstDrag ? u"desktop-download-question"_qs : QString());
     if (gesture != u"paste")
         selectRows(kDragged);
 
     if (gesture == u"drag") {
-        drag(rowOnScreen(u"notes.txt"_qs), showFolderWindow(target) + kEmptyFolderView, u"desktop-drag"_qs);
+        drag(rowOnScreen(u"notes.txt"_qs), showFolderWindow(target) + kEmptyFolderView,
+             firstDrag ? u"desktop-drag"_qs : QString());
     } else if (gesture == u"drag to desktop") {
         drag(rowOnScreen(u"notes.txt"_qs), kEmptyDesktop);
     } else if (gesture == u"paste") {
