@@ -29,6 +29,15 @@ const QString kToolTip = QStringLiteral("Use Drag-and-Drop or Right-button conte
 // Each Details column is as wide as its caption times this factor.
 constexpr std::array<double, FileListModel::ColumnCount> kWidthFactors = {4.0, 1.7, 5.0, 3.0, 2.0};
 
+// Drags out and drops in are the window's; QListView::setViewMode turns both off
+// for a view whose items do not move, so they are turned on again after it.
+void EnableDragAndDrop(QAbstractItemView &view)
+{
+    view.setDragEnabled(true);
+    view.setAcceptDrops(true);
+    view.setDragDropMode(QAbstractItemView::DragDrop);
+}
+
 void SetUpItemView(QAbstractItemView &view, const QString &objectName)
 {
     view.setObjectName(objectName);
@@ -38,9 +47,7 @@ void SetUpItemView(QAbstractItemView &view, const QString &objectName)
     view.setSelectionBehavior(QAbstractItemView::SelectRows);
     view.setEditTriggers(QAbstractItemView::NoEditTriggers);
     view.setContextMenuPolicy(Qt::PreventContextMenu);
-    view.setDragEnabled(true);
-    view.setAcceptDrops(true);
-    view.setDragDropMode(QAbstractItemView::DragDrop);
+    EnableDragAndDrop(view);
 }
 
 // The local paths of a drop, or nothing when anything in it is not a local file.
@@ -185,6 +192,7 @@ void FileListView::configureListView(int listStyle)
     const int textLine = metrics.lineSpacing();
     const bool large = listStyle == LargeIcons;
     listView->setViewMode(large ? QListView::IconMode : QListView::ListMode);
+    EnableDragAndDrop(*listView);
     listView->setIconSize(large ? QSize(32, 32) : QSize(16, 16));
     // Large and Small Icons fill rows from the top, List fills columns from the left.
     listView->setFlow(listStyle == List ? QListView::TopToBottom : QListView::LeftToRight);

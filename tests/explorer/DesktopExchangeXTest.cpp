@@ -175,7 +175,6 @@ void DesktopExchangeXTest::initTestCase()
     bench->window.setGeometry(kListWindow);
     QVERIFY(bench->connect());
     QVERIFY(QTest::qWaitForWindowExposed(&bench->window));
-    bench->window.listView()->setViewStyle(FileListView::Details);
     ftpSettings().sTempDir = home() + u"/korvan-temp/"_qs;
     QDir().mkpath(ftpSettings().sTempDir);
 }
@@ -221,13 +220,16 @@ void DesktopExchangeXTest::handOverIntoFolder_data()
     QTest::addColumn<QString>("gesture");
     QTest::addColumn<QString>("folder");
     QTest::addColumn<bool>("downloads");
+    QTest::addColumn<int>("viewStyle");
+    const int icons = FileListView::LargeIcons;
+    const int details = FileListView::Details;
     // The clipboard first: on an X server started seconds ago, Qt 6.4 cannot take
     // the clipboard after a drag (the server refuses the time Qt gives it).
-    QTest::newRow("Ctrl+C in the list, pasted in PCManFM") << u"paste"_qs << u"pasted"_qs << true;
-    QTest::newRow("dragged onto a PCManFM folder window") << u"drag"_qs << u"dragged"_qs << true;
-    QTest::newRow("dragged onto the PCManFM desktop") << u"drag to desktop"_qs << u"Desktop"_qs << true;
-    QTest::newRow("dragged into the trash") << u"drag"_qs << u".local/share/Trash/files"_qs << false;
-    QTest::newRow("dropped on KDE's file manager (D-Bus)") << u"kde"_qs << u"extracted"_qs << true;
+    QTest::newRow("Ctrl+C in the list, pasted in PCManFM") << u"paste"_qs << u"pasted"_qs << true << details;
+    QTest::newRow("dragged onto a PCManFM folder window") << u"drag"_qs << u"dragged"_qs << true << icons;
+    QTest::newRow("dragged onto the PCManFM desktop") << u"drag to desktop"_qs << u"Desktop"_qs << true << details;
+    QTest::newRow("dragged into the trash") << u"drag"_qs << u".local/share/Trash/files"_qs << false << icons;
+    QTest::newRow("dropped on KDE's file manager (D-Bus)") << u"kde"_qs << u"extracted"_qs << true << details;
 }
 
 void DesktopExchangeXTest::handOverIntoFolder()
@@ -235,6 +237,8 @@ void DesktopExchangeXTest::handOverIntoFolder()
     QFETCH(QString, gesture);
     QFETCH(QString, folder);
     QFETCH(bool, downloads);
+    QFETCH(int, viewStyle);
+    bench->window.listView()->setViewStyle(viewStyle);
     const QString target = home() + u'/' + folder;
     QDir().mkpath(target);
     ShellExchange &exchange = *bench->window.shellExchange();
