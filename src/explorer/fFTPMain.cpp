@@ -13,6 +13,7 @@
 #include "explorer/ShellIcons.h"
 #include "explorer/WindowUi.h"
 #include "ftp/FtpSession.h"
+#include "ftp/RemotePath.h"
 #include "korvan/cFTPList.h"
 #include "listing/FolderRetrieval.h"
 #include "listing/ListingSize.h"
@@ -472,6 +473,12 @@ bool fFTPMain::DownloadItems(const QString &localFolder, const QList<TransferIte
     if (commandInProgress() || !connected() || items.isEmpty())
         return false;
     OperationScope scope(*this);
+    // The engine works below the current folder: entries handed over from another
+    // folder (copied, then the user moved on) are fetched from theirs.
+    const QString itemPath = StripTrailingSlash(items.first().path);
+    const QString from = itemPath.left(itemPath.lastIndexOf(u'/') + 1);
+    if (from != ftp->sCurrentDir() && !remoteOps->OpenFolder(from))
+        return false;
     DownloadEngine engine(*ftp, *ui, *retrieval, ui.get());
     const bool ok = engine.DownloadSelected(localFolder, items);
     UpdateCommandStates();

@@ -7,6 +7,7 @@
 
 #include "explorer/DropExtractService.h"
 #include "explorer/ShellExchange.h"
+#include "ftp/FtpSession.h"
 #include "fixtures/TestFiles.h"
 
 #include <QAbstractItemView>
@@ -267,8 +268,10 @@ void DesktopExchangeXTest::handOverIntoFolder()
         const QPoint emptyFolderView = showFolderWindow(target) + kEmptyFolderView;
         click(emptyFolderView, folderWindow, {u"ctrl+v"_qs});
     } else {
-        // KDE's file manager reads the pair from the drop and calls the source back.
+        // KDE's file manager reads the pair from the drop and calls the source back,
+        // here after the user has gone on to another folder.
         std::unique_ptr<QMimeData> data(exchange.dragData());
+        bench->typeAddress(u"/docs/deep"_qs);
         QProcess::startDetached(u"dbus-send"_qs,
                                 {u"--session"_qs, u"--type=method_call"_qs,
                                  u"--dest="_qs + QString::fromUtf8(data->data(DropExtractService::kServiceFormat)),
@@ -289,6 +292,8 @@ void DesktopExchangeXTest::handOverIntoFolder()
                               "If files already exist, they will be overwritten.\n\n/docs/  size=\n"_qs),
              qPrintable(asked));
     QVERIFY2(asked.contains(u"/photo.bin  size=70000"_qs), qPrintable(asked));
+    if (bench->window.session().sCurrentDir() != u"/")
+        bench->typeAddress(u"/"_qs);
 }
 
 void DesktopExchangeXTest::localFilesOntoList_data()
