@@ -6,11 +6,14 @@
 #include "WindowBench.h"
 
 #include "explorer/DropExtractService.h"
+#include "explorer/ExplorerActions.h"
 #include "explorer/ShellExchange.h"
 #include "ftp/FtpSession.h"
 #include "fixtures/TestFiles.h"
 
 #include <QAbstractItemView>
+#include <QAction>
+#include <QFileDialog>
 #include <QItemSelectionModel>
 #include <QMimeData>
 #include <QProcess>
@@ -137,6 +140,7 @@ private:
     QTimer answerer;
     QString answerScreenshot;
     QString asked;
+    QString folderToChoose; // the folder chooser's answer
 };
 
 void DesktopExchangeXTest::init()
@@ -157,6 +161,11 @@ void DesktopExchangeXTest::initTestCase()
         QWidget *box = QApplication::activeModalWidget();
         if (!box)
             return;
+        if (auto *chooser = qobject_cast<QFileDialog *>(box)) {
+            chooser->setDirectory(folderToChoose);
+            QMetaObject::invokeMethod(chooser, "accept", Qt::QueuedConnection);
+            return;
+        }
         answerer.stop();
         asked = questionOf(box);
         if (!answerScreenshot.isEmpty())
@@ -231,6 +240,7 @@ void DesktopExchangeXTest::handOverIntoFolder_data()
     QTest::newRow("dragged onto the PCManFM desktop") << u"drag to desktop"_qs << u"Desktop"_qs << true << details;
     QTest::newRow("dragged into the trash") << u"drag"_qs << u".local/share/Trash/files"_qs << false << icons;
     QTest::newRow("dropped on KDE's file manager (D-Bus)") << u"kde"_qs << u"extracted"_qs << true << details;
+    QTest::newRow("\"Download to...\" and the folder chooser") << u"menu"_qs << u"chosen"_qs << true << icons;
 }
 
 void DesktopExchangeXTest::handOverIntoFolder()
@@ -267,6 +277,11 @@ void DesktopExchangeXTest::handOverIntoFolder()
         xdotoolAndWait(steps << u"key"_qs << u"ctrl+c"_qs << u"keyup"_qs << u"ctrl"_qs);
         const QPoint emptyFolderView = showFolderWindow(target) + kEmptyFolderView;
         click(emptyFolderView, folderWindow, {u"ctrl+v"_qs});
+    } else if (gesture == u"menu") {
+        folderToChoose = target;
+        QAction *downloadTo = bench->window.actions()->downloadTo;
+        QTRY_VERIFY(downloadTo->isEnabled());
+        downloadTo->trigger();
     } else {
         // KDE's file manager reads the pair from the drop and calls the source back,
         // here after the user has gone on to another folder.
