@@ -36,11 +36,20 @@ QPointer<fFTPMain> &explorerWindow()
     return window;
 }
 
+// Folders the host named for pasted hand-over files: every window watches them.
+QStringList &hostFolders()
+{
+    static QStringList folders;
+    return folders;
+}
+
 fFTPMain &loadExplorerWindow()
 {
     QPointer<fFTPMain> &window = explorerWindow();
     if (!window) {
         window = new fFTPMain;
+        for (const QString &folder : hostFolders())
+            window->shellExchange()->watchFolder(folder);
         fFTPMain *created = window;
         window->setConnectDialog([created](bool bQuick) { return runConnectDialog(bQuick, created); });
         // A host that deletes the widget it embedded the window in deletes the window with it.
@@ -155,7 +164,11 @@ void cPellam::HandOverArrived(const QString &sFolder, const QString &sHandOver)
 
 void cPellam::WatchFolder(const QString &sFolder)
 {
-    atBoundary("WatchFolder", [&] { loadExplorerWindow().shellExchange()->watchFolder(sFolder); });
+    atBoundary("WatchFolder", [&] {
+        hostFolders().append(sFolder);
+        if (QPointer<fFTPMain> window = explorerWindow())
+            window->shellExchange()->watchFolder(sFolder);
+    });
 }
 
 void cPellam::UnloadAllForms()
