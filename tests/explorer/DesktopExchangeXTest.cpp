@@ -1,6 +1,6 @@
 // The file list with the desktop, on a real X display: PCManFM as the file
 // manager (its folder windows and its desktop), xdotool as the user's hand,
-// dbus-send as KDE's file manager, xdg-open with a desktop entry of the test's
+// dbus-send as KDE's file manager, xdg-mime with a desktop entry of the test's
 // own, and a real FTP server behind the window.
 
 #include "WindowBench.h"
