@@ -16,6 +16,8 @@ packages=(
     curl lftp openssl
     clang libclang-rt-14-dev
     xvfb xauth
+    libxcb1-dev
+    xdotool pcmanfm dbus-daemon dbus-bin xdg-utils
 )
 
 missing=()

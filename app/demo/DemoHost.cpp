@@ -3,6 +3,8 @@
 #include <korvan/FtpSettings.h>
 
 #include <QApplication>
+#include <QDropEvent>
+#include <QMimeData>
 #include <QFileDialog>
 #include <QFileSystemModel>
 #include <QFontDialog>
@@ -71,6 +73,10 @@ DemoHost::DemoHost(const QString &startFolder)
     folderView->sortByColumn(0, Qt::AscendingOrder);
     folderView->header()->resizeSection(0, 280);
     folderView->setAccessibleName(tr("Local files"));
+    // Remote entries dragged from the FTP window land in the folder shown (or the
+    // folder under the pointer); the component downloads them there.
+    folderView->setAcceptDrops(true);
+    folderView->viewport()->installEventFilter(this);
     location = new QLineEdit;
     location->setAccessibleName(tr("Location"));
     connect(location, &QLineEdit::returnPressed, this, [this] { openFolder(location->text()); });
@@ -89,6 +95,32 @@ DemoHost::DemoHost(const QString &startFolder)
     openFolder(startFolder);
     statusBar()->showMessage(tr("FTP: use the FTP menu, or start with an ftp:// address"));
     resize(1100, 760);
+}
+
+bool DemoHost::eventFilter(QObject *watched, QEvent *event)
+{
+    const bool dragEvent =
+        event->type() == QEvent::DragEnter || event->type() == QEvent::DragMove || event->type() == QEvent::Drop;
+    if (watched == folderView->viewport() && dragEvent)
+        return takeHandOver(event);
+    return QMainWindow::eventFilter(watched, event);
+}
+
+bool DemoHost::takeHandOver(QEvent *event)
+{
+    auto *drop = static_cast<QDropEvent *>(event);
+    const QString format = korvan::cPellam::HandOverFormat();
+    if (!drop->mimeData()->hasFormat(format))
+        return false;
+    drop->setDropAction(Qt::CopyAction);
+    drop->accept();
+    if (event->type() != QEvent::Drop)
+        return true;
+    const QModelIndex under = folderView->indexAt(drop->position().toPoint());
+    const QString folder = under.isValid() && files->isDir(under) ? files->filePath(under)
+                                                                  : files->filePath(folderView->rootIndex());
+    pellam.HandOverArrived(folder, QString::fromUtf8(drop->mimeData()->data(format)));
+    return true;
 }
 
 void DemoHost::buildMenus()
@@ -115,6 +147,7 @@ void DemoHost::openFolder(const QString &path)
         return;
     folderView->setRootIndex(files->index(folder));
     location->setText(QDir::toNativeSeparators(folder));
+    pellam.WatchFolder(folder);
 }
 
 void DemoHost::connectTo(const QString &address, bool confirm)

@@ -25,8 +25,12 @@ public:
     // The FTP window in this window is logged on and shows its folder.
     bool ftpWindowConnected() const;
 
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 private:
     void buildMenus();
+    bool takeHandOver(QEvent *event);
     void openFolder(const QString &path);
     void askAddress();
     void chooseFont();

@@ -43,6 +43,18 @@ public:
     // Sets the library's temporary folder and makes it, readable by its owner only.
     void SetTempDir(const QString &sTempDir);
 
+    // Remote entries dragged out of the explorer window carry a hand-over file.
+    // A host's own views take the drag by this format (the data is the hand-over
+    // file's path) and report where it was dropped with HandOverArrived; the
+    // window then asks and downloads the entries into that folder.
+    static QString HandOverFormat();
+    // A hand-over file (its path or name) arrived in folder sFolder: dropped
+    // there in the host, or found there as a pasted copy.
+    void HandOverArrived(const QString &sFolder, const QString &sHandOver);
+    // Hand-over files pasted into this folder are noticed (the desktop, home,
+    // downloads and documents folders always are).
+    void WatchFolder(const QString &sFolder);
+
 private:
     void UnloadAllForms();
     bool bUnloading = false;

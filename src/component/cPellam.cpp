@@ -2,6 +2,7 @@
 
 #include "component/ConnectAddress.h"
 #include "component/ConnectDialogs.h"
+#include "explorer/ShellExchange.h"
 #include "explorer/fFTPMain.h"
 #include "korvan/FtpSettings.h"
 
@@ -35,11 +36,20 @@ QPointer<fFTPMain> &explorerWindow()
     return window;
 }
 
+// Folders the host named for pasted hand-over files: every window watches them.
+QStringList &hostFolders()
+{
+    static QStringList folders;
+    return folders;
+}
+
 fFTPMain &loadExplorerWindow()
 {
     QPointer<fFTPMain> &window = explorerWindow();
     if (!window) {
         window = new fFTPMain;
+        for (const QString &folder : hostFolders())
+            window->shellExchange()->watchFolder(folder);
         fFTPMain *created = window;
         window->setConnectDialog([created](bool bQuick) { return runConnectDialog(bQuick, created); });
         // A host that deletes the widget it embedded the window in deletes the window with it.
@@ -136,6 +146,28 @@ void cPellam::SetTempDir(const QString &sTempDir)
         ftpSettings().sTempDir = dir;
         QDir().mkdir(dir);
         QFile::setPermissions(dir, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    });
+}
+
+QString cPellam::HandOverFormat()
+{
+    return ShellExchange::kHostDropFormat;
+}
+
+void cPellam::HandOverArrived(const QString &sFolder, const QString &sHandOver)
+{
+    atBoundary("HandOverArrived", [&] {
+        if (QPointer<fFTPMain> window = explorerWindow())
+            window->shellExchange()->handOverArrived(sFolder, sHandOver);
+    });
+}
+
+void cPellam::WatchFolder(const QString &sFolder)
+{
+    atBoundary("WatchFolder", [&] {
+        hostFolders().append(sFolder);
+        if (QPointer<fFTPMain> window = explorerWindow())
+            window->shellExchange()->watchFolder(sFolder);
     });
 }
 

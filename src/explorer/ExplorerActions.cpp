@@ -67,6 +67,10 @@ void ExplorerActions::buildMenu(QWidget *window)
         mnuFTP->addAction(commands[i]);
     }
     mnuFTP->addSeparator();
+    downloadTo = NewAction(window, u"Download to..."_qs);
+    downloadTo->setObjectName(u"mnuDownloadTo"_qs);
+    mnuFTP->addAction(downloadTo);
+    mnuFTP->addSeparator();
     mnuView = mnuFTP->addMenu(u"&View"_qs);
     mnuView->setObjectName(u"mnuView"_qs);
     auto *styles = new QActionGroup(this);

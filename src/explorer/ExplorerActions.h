@@ -45,6 +45,7 @@ public:
     QAction *selectAll = nullptr;
     QAction *invertSelection = nullptr;
     QAction *exit = nullptr;
+    QAction *downloadTo = nullptr; // the selection into a folder the user chooses
 
     QAction *command(Command which) const { return commands[which]; }
     QAction *viewStyle(int style) const { return viewStyles[style]; }

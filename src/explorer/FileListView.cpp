@@ -5,6 +5,9 @@
 #include "explorer/FileListModel.h"
 
 #include <QContextMenuEvent>
+#include <QDropEvent>
+#include <QMimeData>
+#include <QUrl>
 #include <QEvent>
 #include <QHeaderView>
 #include <QItemSelectionModel>
@@ -15,6 +18,7 @@
 #include <QTreeView>
 
 #include <array>
+#include <functional>
 
 namespace korvan {
 
@@ -25,6 +29,15 @@ const QString kToolTip = QStringLiteral("Use Drag-and-Drop or Right-button conte
 // Each Details column is as wide as its caption times this factor.
 constexpr std::array<double, FileListModel::ColumnCount> kWidthFactors = {4.0, 1.7, 5.0, 3.0, 2.0};
 
+// Drags out and drops in are the window's; QListView::setViewMode turns both off
+// for a view whose items do not move, so they are turned on again after it.
+void EnableDragAndDrop(QAbstractItemView &view)
+{
+    view.setDragEnabled(true);
+    view.setAcceptDrops(true);
+    view.setDragDropMode(QAbstractItemView::DragDrop);
+}
+
 void SetUpItemView(QAbstractItemView &view, const QString &objectName)
 {
     view.setObjectName(objectName);
@@ -34,7 +47,34 @@ void SetUpItemView(QAbstractItemView &view, const QString &objectName)
     view.setSelectionBehavior(QAbstractItemView::SelectRows);
     view.setEditTriggers(QAbstractItemView::NoEditTriggers);
     view.setContextMenuPolicy(Qt::PreventContextMenu);
+    EnableDragAndDrop(view);
 }
+
+// The local paths of a drop, or nothing when anything in it is not a local file.
+QStringList LocalPathsOf(const QMimeData *data)
+{
+    QStringList paths;
+    if (!data || !data->hasUrls())
+        return paths;
+    for (const QUrl &url : data->urls()) {
+        if (!url.isLocalFile())
+            return {};
+        paths.append(url.toLocalFile());
+    }
+    return paths;
+}
+
+// A view that hands the start of a drag to the list instead of dragging model data.
+template <class View> class DragOutView : public View {
+public:
+    DragOutView(QWidget *parent, std::function<void()> onDrag) : View(parent), onDrag(std::move(onDrag)) {}
+
+protected:
+    void startDrag(Qt::DropActions) override { onDrag(); }
+
+private:
+    std::function<void()> onDrag;
+};
 
 } // namespace
 
@@ -66,7 +106,9 @@ protected:
 };
 
 FileListView::FileListView(QWidget *parent)
-    : QStackedWidget(parent), listView(new QListView(this)), detailsView(new QTreeView(this))
+    : QStackedWidget(parent),
+      listView(new DragOutView<QListView>(this, [this] { emit dragRequested(); })),
+      detailsView(new DragOutView<QTreeView>(this, [this] { emit dragRequested(); }))
 {
     setObjectName(QStringLiteral("LV1"));
     setAccessibleName(QStringLiteral("LV1"));
@@ -150,6 +192,7 @@ void FileListView::configureListView(int listStyle)
     const int textLine = metrics.lineSpacing();
     const bool large = listStyle == LargeIcons;
     listView->setViewMode(large ? QListView::IconMode : QListView::ListMode);
+    EnableDragAndDrop(*listView);
     listView->setIconSize(large ? QSize(32, 32) : QSize(16, 16));
     // Large and Small Icons fill rows from the top, List fills columns from the left.
     listView->setFlow(listStyle == List ? QListView::TopToBottom : QListView::LeftToRight);
@@ -287,11 +330,32 @@ QRect FileListView::visualRectOfRow(int row) const
     return QRect(view->viewport()->mapTo(this, rect.topLeft()), rect.size());
 }
 
+bool FileListView::filterDragAndDrop(QEvent *event)
+{
+    auto *drop = static_cast<QDropEvent *>(event);
+    const QStringList paths = LocalPathsOf(drop->mimeData());
+    if (paths.isEmpty()) {
+        drop->ignore();
+        return true;
+    }
+    drop->setDropAction(Qt::CopyAction);
+    drop->accept();
+    if (event->type() == QEvent::Drop)
+        emit localPathsDropped(paths);
+    return true;
+}
+
 bool FileListView::eventFilter(QObject *watched, QEvent *event)
 {
     QAbstractItemView *view = currentView();
     const bool onViewport = watched == view->viewport();
     switch (event->type()) {
+    case QEvent::DragEnter:
+    case QEvent::DragMove:
+    case QEvent::Drop:
+        if (onViewport)
+            return filterDragAndDrop(event);
+        break;
     case QEvent::MouseButtonPress:
     case QEvent::MouseButtonDblClick:
     case QEvent::MouseButtonRelease: {

@@ -7,6 +7,8 @@
 // The right button never changes the selection here: the window decides (it
 // depends on whether a command is running) after rightButtonPressed. Header clicks
 // are reported, not sorted: the model's order is the window's to turn over.
+// Drags work the same way: a drag of the selection and a drop of local files are
+// reported; what they carry and do is the window's business.
 
 #include <QList>
 #include <QStackedWidget>
@@ -58,6 +60,10 @@ signals:
     void leftButtonPressed(QPoint globalPos, int row);
     void headerClicked(int column1Based);
     void selectionChanged();
+    // The user began to drag the selection out of the list.
+    void dragRequested();
+    // Local files and folders (a text/uri-list of file:// addresses) were dropped on the list.
+    void localPathsDropped(const QStringList &paths);
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
@@ -69,6 +75,7 @@ private:
     void showSortIndicator();
     std::vector<bool> selectionMarks() const;
     int rowAtViewport(const QAbstractItemView *view, QPoint viewportPos) const;
+    bool filterDragAndDrop(QEvent *event);
 
     FileListModel *listModel = nullptr;
     QListView *listView = nullptr;

@@ -9,9 +9,11 @@
 #include "explorer/LogPane.h"
 #include "explorer/MainLayout.h"
 #include "explorer/RemoteOperations.h"
+#include "explorer/ShellExchange.h"
 #include "explorer/ShellIcons.h"
 #include "explorer/WindowUi.h"
 #include "ftp/FtpSession.h"
+#include "ftp/RemotePath.h"
 #include "korvan/cFTPList.h"
 #include "listing/FolderRetrieval.h"
 #include "listing/ListingSize.h"
@@ -20,7 +22,9 @@
 #include "transfer/UploadEngine.h"
 #include "transfer/dialog/fFTPProgress.h"
 
+#include <QAction>
 #include <QCloseEvent>
+#include <QFile>
 #include <QLabel>
 #include <QMenuBar>
 #include <QStatusBar>
@@ -76,6 +80,7 @@ void fFTPMain::buildWidgets()
     LV1 = new FileListView(this);
     LV1->setModel(model);
     rtbStatus = new LogPane(this);
+    shell = new ShellExchange(*this);
     layoutWidget = new MainLayout(this, commandActions->tBar2, commandActions->tBar1, cmbURL, TV1, LV1, rtbStatus);
     setCentralWidget(layoutWidget);
 
@@ -151,6 +156,25 @@ void fFTPMain::connectList()
             model->sortByColumn(column);
     });
     connect(LV1, &FileListView::selectionChanged, this, &fFTPMain::scheduleCommandStates);
+    connect(LV1, &FileListView::dragRequested, shell, &ShellExchange::dragSelection);
+    connect(LV1, &FileListView::localPathsDropped, shell, &ShellExchange::takeLocalPaths);
+    addListKey(QKeySequence::Copy, [this] { shell->copySelection(); });
+    addListKey(QKeySequence::Paste, [this] { shell->pasteClipboard(); });
+    addListKey(QKeySequence(Qt::Key_Backspace), [this] { commandActions->goUp->trigger(); });
+    connect(commandActions->downloadTo, &QAction::triggered, shell, &ShellExchange::chooseDownloadFolder);
+}
+
+// A key of the file list, ignored while a command is in progress.
+void fFTPMain::addListKey(const QKeySequence &key, std::function<void()> fn)
+{
+    auto *action = new QAction(LV1);
+    action->setShortcut(key);
+    action->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+    LV1->addAction(action);
+    connect(action, &QAction::triggered, this, [this, fn = std::move(fn)] {
+        if (!commandInProgress())
+            fn();
+    });
 }
 
 // ---- status and command states ----------------------------------------------------
@@ -209,6 +233,7 @@ void fFTPMain::UpdateCommandStates(bool forceConnected)
     const QTreeWidgetItem *node = TV1->selectedNode();
     in.treeNodeHasParent = node && node->parent();
     commandActions->apply(ComputeCommandStates(in));
+    commandActions->downloadTo->setEnabled(in.connected && in.anySelected && !in.commandInProgress);
 }
 
 void fFTPMain::setWaitLocked(bool locked)
@@ -337,10 +362,18 @@ void fFTPMain::onListRightButton(const QPoint &globalPos, int row)
 
 void fFTPMain::onRowActivated(int row)
 {
-    if (commandInProgress() || !model->isFolder(row) || !model->listing())
+    const cFTPList *list = model->listing();
+    if (commandInProgress() || !list)
         return;
-    const QString folder = model->listing()->Path(model->entryIndex(row));
-    runWhenIdle([this, folder] { remoteOps->OpenFolder(folder); });
+    const qint32 index = model->entryIndex(row);
+    if (model->isFolder(row)) {
+        const QString folder = list->Path(index);
+        runWhenIdle([this, folder] { remoteOps->OpenFolder(folder); });
+        return;
+    }
+    const QString name = list->FileName(index);
+    const qint64 size = SizeTextBytes(list->FileSize(index));
+    runWhenIdle([this, name, size] { shell->openRemoteFile(name, size); });
 }
 
 // ---- connecting -------------------------------------------------------------------
@@ -432,18 +465,54 @@ void fFTPMain::replaceSessionIfClosed()
 bool fFTPMain::DownloadSelection(const QString &localFolder)
 {
     const cFTPList *list = model->listing();
-    if (commandInProgress() || !connected() || !list || LV1->selectedCount() == 0)
+    if (!list)
         return false;
-    OperationScope scope(*this);
     QList<TransferItem> selection;
     for (int row : LV1->selectedRows()) {
         const qint32 index = model->entryIndex(row);
         selection.append({list->Path(index), qint64(SizeTextValue(list->FileSize(index))), list->IsFolder(index)});
     }
+    return DownloadItems(localFolder, selection);
+}
+
+bool fFTPMain::DownloadItems(const QString &localFolder, const QList<TransferItem> &items)
+{
+    if (commandInProgress() || !connected() || items.isEmpty())
+        return false;
+    OperationScope scope(*this);
+    // The engine works below the current folder: entries handed over from another
+    // folder (copied, then the user moved on) are fetched from theirs.
+    const QString itemPath = StripTrailingSlash(items.first().path);
+    const QString from = itemPath.left(itemPath.lastIndexOf(u'/') + 1);
+    if (from != ftp->sCurrentDir() && !remoteOps->OpenFolder(from))
+        return false;
     DownloadEngine engine(*ftp, *ui, *retrieval, ui.get());
-    const bool ok = engine.DownloadSelected(localFolder, selection);
+    const bool ok = engine.DownloadSelected(localFolder, items);
     UpdateCommandStates();
     return ok;
+}
+
+QString fFTPMain::DownloadToTempFolder(const QString &name, qint64 size)
+{
+    if (commandInProgress() || !connected())
+        return {};
+    OperationScope scope(*this);
+    const QString tempDir = ShellExchange::tempDir();
+    DownloadEngine engine(*ftp, *ui, *retrieval, ui.get());
+    engine.setLocalRoot(tempDir);
+    const QString localPath = engine.localRoot() + name;
+    QFile::remove(localPath);
+    ui->progressSetCaption(BatchCaption(TransferDirection::Download));
+    // An empty file is made, not fetched; any other goes through the loop, which
+    // switches to binary first.
+    if (size == 0)
+        engine.DownloadFile(name, 0);
+    else
+        engine.DownloadFiles(tempDir, {{name, size}});
+    ui->unloadProgress();
+    drainEvents();
+    UpdateCommandStates();
+    return localPath;
 }
 
 bool fFTPMain::UploadPaths(const QStringList &localPaths)

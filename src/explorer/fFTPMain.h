@@ -6,6 +6,7 @@
 
 #include "explorer/PaintPacer.h"
 #include "korvan/FtpSettings.h"
+#include "transfer/TransferText.h"
 
 #include <QMainWindow>
 #include <QPointer>
@@ -28,6 +29,7 @@ class FtpSession;
 class LogPane;
 class MainLayout;
 class RemoteOperations;
+class ShellExchange;
 class WindowUi;
 class fFTPProgress;
 
@@ -60,8 +62,13 @@ public:
 
     // Downloads the selected entries of the file list into localFolder.
     bool DownloadSelection(const QString &localFolder);
+    // Downloads remote entries (files with their sizes, folders) into localFolder.
+    bool DownloadItems(const QString &localFolder, const QList<TransferItem> &items);
     // Uploads local files and folders (all from one local folder) into the current remote folder.
     bool UploadPaths(const QStringList &localPaths);
+    // Downloads a file of the current folder into the temporary folder, replacing
+    // a file of that name; the local path, empty when nothing was tried.
+    QString DownloadToTempFolder(const QString &name, qint64 size);
 
     // Runs fn once no command is in progress and no operation of this window runs.
     void runWhenIdle(std::function<void()> fn);
@@ -77,6 +84,7 @@ public:
     fFTPProgress *progressDialog() const;
     ExplorerActions *actions() const { return commandActions; }
     MainLayout *mainLayout() const { return layoutWidget; }
+    ShellExchange *shellExchange() const { return shell; }
 
 protected:
     void closeEvent(QCloseEvent *event) override;
@@ -94,6 +102,7 @@ private:
     void selectEntries(bool invert);
     void onListRightButton(const QPoint &globalPos, int row);
     void onRowActivated(int row);
+    void addListKey(const QKeySequence &key, std::function<void()> fn);
     bool logOn();
     void disconnectSession();
     void resetBrowsing();
@@ -118,6 +127,7 @@ private:
     FileListModel *model = nullptr;
     FileListView *LV1 = nullptr;
     LogPane *rtbStatus = nullptr;
+    ShellExchange *shell = nullptr;
     MainLayout *layoutWidget = nullptr;
     QLabel *statusPanels[2] = {};
     // The texts of the two panels as last set; the labels show them paced.
