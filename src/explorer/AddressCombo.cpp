@@ -16,8 +16,10 @@ int FindComboItem(const QComboBox &combo, const QString &text)
 
 QString FolderFromTypedAddress(QString text)
 {
-    text.remove(u"ftp://"_qs);
-    text.remove(u"FTP://"_qs);
+    // The encrypted schemes name the same server; the box only changes folders.
+    for (const QString &scheme :
+         {u"ftp://"_qs, u"FTP://"_qs, u"ftpes://"_qs, u"FTPES://"_qs, u"ftps://"_qs, u"FTPS://"_qs})
+        text.remove(scheme);
     const qsizetype slash = text.indexOf(u'/');
     return slash < 0 ? text : text.mid(slash);
 }

@@ -94,6 +94,8 @@ void ExplorerRulesTest::typedAddress_data()
     QTest::addColumn<QString>("folder");
     QTest::newRow("full address: server ignored") << "ftp://other.host/pub/x" << "/pub/x";
     QTest::newRow("upper-case scheme") << "FTP://h/a" << "/a";
+    QTest::newRow("explicit TLS scheme") << "ftpes://h/a b" << "/a b";
+    QTest::newRow("implicit TLS scheme") << "FTPS://h:990/a" << "/a";
     QTest::newRow("mixed-case scheme is not removed") << "Ftp://h/a" << "//h/a";
     QTest::newRow("a folder") << "/srv/" << "/srv/";
     QTest::newRow("no slash passes unchanged") << "pub" << "pub";
