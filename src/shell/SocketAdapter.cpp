@@ -1,9 +1,21 @@
 #include "shell/SocketAdapter.h"
 
+#include "shell/KernelCopy.h"
+
+#include <QFile>
+#include <QSocketNotifier>
 #include <QTcpServer>
 #include <QTcpSocket>
 
+#include <unistd.h>
+
 namespace korvan {
+
+namespace {
+
+bool kernelCopyOn = true;
+
+} // namespace
 
 SocketState mapQtSocketState(QAbstractSocket::SocketState state)
 {
@@ -129,6 +141,13 @@ void SocketAdapter::closeListener()
 
 void SocketAdapter::dropSocket()
 {
+    endPendingFile();
+    delete writable;
+    writable = nullptr;
+    if (writableDescriptor >= 0)
+        ::close(writableDescriptor);
+    writableDescriptor = -1;
+    kernelRefused = false;
     if (!socket)
         return;
     QTcpSocket *old = socket;
@@ -213,6 +232,149 @@ bool SocketAdapter::send(const QByteArray &data)
     if (!socket || socket->state() != QAbstractSocket::ConnectedState || peerClosed)
         return false;
     return socket->write(data) == data.size();
+}
+
+void SocketAdapter::setKernelCopy(bool on)
+{
+    kernelCopyOn = on;
+}
+
+bool SocketAdapter::kernelCopy()
+{
+    return kernelCopyOn;
+}
+
+// Only a socket of Qt's plain TCP class: a subclass (TLS) must see every byte.
+bool SocketAdapter::kernelPathOpen() const
+{
+    return kernelCopyOn && !kernelRefused && socket && socket->metaObject() == &QTcpSocket::staticMetaObject
+           && socket->socketDescriptor() >= 0;
+}
+
+char *SocketAdapter::transferBuffer()
+{
+    if (blockBuffer.isEmpty())
+        blockBuffer.resize(kTransferBlockBytes);
+    return blockBuffer.data();
+}
+
+qint64 SocketAdapter::receiveInto(QFile *file, qint64 maxBytes)
+{
+    char *buffer = transferBuffer();
+    qint64 moved = 0;
+    while (socket && moved < maxBytes) {
+        const qint64 wanted = qMin(kTransferBlockBytes, maxBytes - moved);
+        const qint64 got = readBlock(buffer, wanted);
+        if (got <= 0)
+            break;
+        moved += got;
+        if (file && file->write(buffer, got) != got)
+            return -1;
+        if (got < wanted) // drained: the next arrival brings more
+            break;
+    }
+    return moved;
+}
+
+// What Qt holds first, then straight from the descriptor. Qt then reads at most
+// a byte per arrival itself; the end of the stream and errors are left for its
+// next read to find, so the close is reported as it always is.
+qint64 SocketAdapter::readBlock(char *data, qint64 maxBytes)
+{
+    const qint64 buffered = qMax<qint64>(0, socket->read(data, maxBytes));
+    if (!kernelPathOpen())
+        return buffered;
+    if (socket->readBufferSize() != 1)
+        socket->setReadBufferSize(1);
+    return buffered + ReadSocket(int(socket->socketDescriptor()), data + buffered, maxBytes - buffered).bytes;
+}
+
+bool SocketAdapter::sendFile(QFile &file, qint64 offset, qint64 count)
+{
+    if (!socket || socket->state() != QAbstractSocket::ConnectedState || peerClosed || count > kTransferBlockBytes)
+        return false;
+    if (!kernelPathOpen())
+        return sendFileThroughSocket(file, offset, count);
+    pendingFile = {&file, offset, count};
+    watchWritable();
+    return true;
+}
+
+bool SocketAdapter::sendFileThroughSocket(QFile &file, qint64 offset, qint64 count)
+{
+    char *buffer = transferBuffer();
+    return file.seek(offset) && file.read(buffer, count) == count && socket->write(buffer, count) == count;
+}
+
+// Sending starts from the event loop, as Qt's own writes do, so that the signals
+// of one block never nest inside the call for the next.
+void SocketAdapter::watchWritable()
+{
+    if (!writable) {
+        writableDescriptor = ::dup(int(socket->socketDescriptor()));
+        writable = new QSocketNotifier(writableDescriptor, QSocketNotifier::Write, this);
+        connect(writable, &QSocketNotifier::activated, this, &SocketAdapter::sendPendingFile);
+    }
+    writable->setEnabled(true);
+}
+
+void SocketAdapter::sendPendingFile()
+{
+    if (!pendingFile.file || !socket) {
+        endPendingFile();
+        return;
+    }
+    qint64 sent = 0;
+    SendResult result;
+    while (pendingFile.remaining > 0) {
+        result = SendFileToSocket(writableDescriptor, pendingFile.file->handle(), pendingFile.offset,
+                                  pendingFile.remaining);
+        if (result.end != SendEnd::Sent)
+            break;
+        sent += result.bytes;
+        pendingFile.offset += result.bytes;
+        pendingFile.remaining -= result.bytes;
+    }
+    const PendingFile rest = pendingFile;
+    if (result.end != SendEnd::WouldBlock)
+        endPendingFile();
+    if (sent > 0)
+        emit sendProgress(sent, rest.remaining);
+    if (!socket)
+        return;
+    switch (result.end) {
+    case SendEnd::Sent:
+        emit sendComplete();
+        return;
+    case SendEnd::WouldBlock:
+        return;
+    case SendEnd::Refused:
+        kernelRefused = true;
+        if (!sendFileThroughSocket(*rest.file, rest.offset, rest.remaining)) {
+            failed = true;
+            emit error(socketErrorNumber(QAbstractSocket::UnknownSocketError), rest.file->errorString());
+        }
+        return;
+    case SendEnd::FileEnded:
+        failed = true;
+        emit error(socketErrorNumber(QAbstractSocket::UnknownSocketError),
+                   u"the local file ended before its size"_qs);
+        return;
+    case SendEnd::PeerClosed:
+        onPeerClosed();
+        return;
+    case SendEnd::Failed:
+        failed = true;
+        emit error(socketErrorNumber(QAbstractSocket::NetworkError), qt_error_string(result.error));
+        return;
+    }
+}
+
+void SocketAdapter::endPendingFile()
+{
+    pendingFile = {};
+    if (writable)
+        writable->setEnabled(false);
 }
 
 void SocketAdapter::onReadyRead()

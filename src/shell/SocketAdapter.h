@@ -11,6 +11,8 @@
 #include <QObject>
 #include <QPointer>
 
+class QFile;
+class QSocketNotifier;
 class QTcpServer;
 class QTcpSocket;
 
@@ -40,6 +42,15 @@ class SocketAdapter : public QObject {
 public:
     // The most bytes taken from the system per data-arrival event.
     static constexpr qint64 kReadBufferBytes = 256 * 1024;
+    // A file transfer moves its bytes in blocks of this size, through one buffer
+    // that the connection keeps.
+    static constexpr qint64 kTransferBlockBytes = 1024 * 1024;
+
+    // File transfers on a plain TCP connection go straight between the file and
+    // the socket's descriptor (reads into the buffer, sendfile) unless this is
+    // off; then, as always over TLS, through the socket object's reads and writes.
+    static void setKernelCopy(bool on);
+    static bool kernelCopy();
 
     explicit SocketAdapter(QObject *parent = nullptr);
     ~SocketAdapter() override;
@@ -66,6 +77,15 @@ public:
     QByteArray readAll();
     bool send(const QByteArray &data);
 
+    // Moves the bytes waiting now, at most maxBytes, into file at its position;
+    // without a file they are read and dropped. The bytes read, or -1 when the
+    // file took fewer than it was given.
+    qint64 receiveInto(QFile *file, qint64 maxBytes);
+    // Sends count bytes (at most kTransferBlockBytes) of the open file from
+    // offset; sendProgress and sendComplete follow as after send(). False when
+    // the file could not be read.
+    bool sendFile(QFile &file, qint64 offset, qint64 count);
+
 signals:
     void connected();
     void dataArrival(qint64 bytesTotal);
@@ -86,6 +106,13 @@ private:
     void onSocketError(QAbstractSocket::SocketError socketError);
     void onNewConnection();
     void deliverBufferedData();
+    bool kernelPathOpen() const;
+    char *transferBuffer();
+    qint64 readBlock(char *data, qint64 maxBytes);
+    bool sendFileThroughSocket(QFile &file, qint64 offset, qint64 count);
+    void watchWritable();
+    void sendPendingFile();
+    void endPendingFile();
 
     QTcpSocket *socket = nullptr;
     QTcpServer *listener = nullptr;
@@ -93,6 +120,20 @@ private:
     bool peerClosed = false;
     bool failed = false;
     bool delivering = false;
+
+    QByteArray blockBuffer;
+    // The kernel refused this connection a sendfile: reads and writes from then on.
+    bool kernelRefused = false;
+    // The block sendFile is sending by sendfile, and the duplicate descriptor
+    // whose notifier says when the socket can take more (Qt's own notifier on
+    // the socket's descriptor stays Qt's).
+    struct PendingFile {
+        QFile *file = nullptr;
+        qint64 offset = 0;
+        qint64 remaining = 0;
+    } pendingFile;
+    int writableDescriptor = -1;
+    QSocketNotifier *writable = nullptr;
 };
 
 } // namespace korvan

@@ -514,12 +514,12 @@ void SessionScriptedTest::activeUploadStartsWhenAccepted()
     QVERIFY(logOn(false));
     server->expectPrefix("PORT ").rememberPortAddress().reply("200 PORT ok\r\n");
     server->expect("STOR up.bin").reply("150 go ahead\r\n").wait(200).openData().receiveData().reply("226 stored\r\n");
-    const QByteArray upload = ScriptedFtpServer::patternBytes(3, 60000);
+    const QByteArray upload = ScriptedFtpServer::patternBytes(3, 2 * FtpSession::kUploadBlockSize + 4464);
     QVERIFY(writeFile(local.filePath("up.bin"), upload));
     QList<qint64> blocks;
     connect(session.get(), &FtpSession::uploadBlockSent, this, [&](qint64 bytes) { blocks << bytes; });
     QVERIFY(session->StoreFile(local.filePath("up.bin"), "up.bin", upload.size()).succeeded());
-    QCOMPARE(blocks, (QList<qint64>{25396, 25396, 9208}));
+    QCOMPARE(blocks, (QList<qint64>{FtpSession::kUploadBlockSize, FtpSession::kUploadBlockSize, 4464}));
     QCOMPARE(server->receivedData(), upload);
     const QStringList blue = ui->logLines(LogColour::Blue);
     QVERIFY(blue.at(blue.size() - 2).startsWith("PORT 127,0,0,1,"));
