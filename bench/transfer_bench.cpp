@@ -14,7 +14,8 @@
 // both sides find them in the page cache.
 // Printed per case: wall time (median, min, max) of each side, the median of
 // the pairwise ratios peer time / korvan time (above 1: korvan is faster), CPU
-// time (user + system, from wait4) and peak resident memory of each child.
+// time (user + system) and peak resident memory of each child, as /usr/bin/time
+// reports them (CPU time in hundredths of a second).
 // Wall times on a shared machine are noisy; CPU time and memory much less so.
 // The last line reads "throughput_ratio_vs_curl GET PUT" (the median ratios of
 // get and put; "-" for a case that did not run).
@@ -40,7 +41,6 @@
 #include <map>
 #include <optional>
 #include <spawn.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -64,16 +64,14 @@ struct RunFigures {
     double peakMiB = 0;
 };
 
-double ToSeconds(const timeval &time)
-{
-    return double(time.tv_sec) + double(time.tv_usec) / 1e6;
-}
-
 // Runs a program with standard output to /dev/null and standard error to
-// errorFile; nothing when it did not exit with status 0.
+// errorFile; nothing when it did not exit with status 0. CPU time and peak
+// memory come from /usr/bin/time around it: a child started by this (large)
+// process would be charged this process's memory as its own peak.
 std::optional<RunFigures> RunChild(const QStringList &command, const QString &errorFile)
 {
-    std::vector<QByteArray> bytes;
+    const QString usageFile = errorFile + u".usage"_qs;
+    std::vector<QByteArray> bytes{"/usr/bin/time", "-f", "%U %S %M", "-o", usageFile.toLocal8Bit()};
     for (const QString &part : command)
         bytes.push_back(part.toLocal8Bit());
     std::vector<char *> argv;
@@ -89,24 +87,27 @@ std::optional<RunFigures> RunChild(const QStringList &command, const QString &er
     QElapsedTimer clock;
     clock.start();
     pid_t child = 0;
-    const int spawned = posix_spawnp(&child, argv[0], &actions, nullptr, argv.data(), environ);
+    const int spawned = posix_spawn(&child, argv[0], &actions, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
-    if (spawned != 0)
-        return std::nullopt;
     int status = 0;
-    rusage usage = {};
-    if (wait4(child, &status, 0, &usage) != child)
+    if (spawned != 0 || waitpid(child, &status, 0) != child)
         return std::nullopt;
     RunFigures figures;
     figures.seconds = double(clock.nsecsElapsed()) / 1e9;
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
         QFile errors(errorFile);
         errors.open(QIODevice::ReadOnly);
-        std::fprintf(stderr, "%s failed (status %d): %s\n", argv[0], status, errors.readAll().right(2000).constData());
+        std::fprintf(stderr, "%s failed (status %d): %s\n", qPrintable(command.first()), status,
+                     errors.readAll().right(2000).constData());
         return std::nullopt;
     }
-    figures.cpuSeconds = ToSeconds(usage.ru_utime) + ToSeconds(usage.ru_stime);
-    figures.peakMiB = double(usage.ru_maxrss) / 1024;
+    QFile usage(usageFile);
+    usage.open(QIODevice::ReadOnly);
+    const QList<QByteArray> fields = usage.readAll().trimmed().split(' ');
+    if (fields.size() != 3)
+        return std::nullopt;
+    figures.cpuSeconds = fields[0].toDouble() + fields[1].toDouble();
+    figures.peakMiB = fields[2].toDouble() / 1024;
     return figures;
 }
 

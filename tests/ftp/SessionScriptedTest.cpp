@@ -60,7 +60,8 @@ private slots:
     void disconnectDuringCommand();
     void closeRequestDuringWait();
     void activeUploadStartsWhenAccepted();
-    void uploadOfMissingFile();
+    void uploadOfMissingOrShortFile_data();
+    void uploadOfMissingOrShortFile();
     void dataConnectionRefused();
     void downloadIntoMissingFolder();
     void logMasksPassword();
@@ -526,9 +527,19 @@ void SessionScriptedTest::activeUploadStartsWhenAccepted()
     CHECK_NO_UI_FAILURES();
 }
 
-void SessionScriptedTest::uploadOfMissingFile()
+void SessionScriptedTest::uploadOfMissingOrShortFile_data()
 {
+    QTest::addColumn<qint64>("fileBytes"); // -1: no file
+    QTest::newRow("missing") << qint64(-1);
+    QTest::newRow("shorter than its size") << qint64(999);
+}
+
+void SessionScriptedTest::uploadOfMissingOrShortFile()
+{
+    QFETCH(qint64, fileBytes);
     QTemporaryDir local;
+    if (fileBytes >= 0)
+        QVERIFY(writeFile(local.filePath("gone.bin"), ScriptedFtpServer::patternBytes(0, fileBytes)));
     QVERIFY(logOn());
     server->expect("PASV").passive();
     server->expect("STOR gone.bin").reply("150 go ahead\r\n").receiveData().reply("226 stored\r\n");

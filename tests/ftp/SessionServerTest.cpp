@@ -12,6 +12,7 @@
 #include <QDir>
 #include <QFile>
 #include <QRandomGenerator>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -82,11 +83,17 @@ private slots:
     void sessionCommands();
     void transfers_data() { addServerModeRows(); }
     void transfers();
+    // The path of a TLS data connection, or of a kernel that refuses sendfile.
+    void transfersThroughSocket_data() { addServerModeRows({ServerKind::Vsftpd}); }
+    void transfersThroughSocket();
     void wrongPassword_data();
     void wrongPassword();
     void keepAliveWhileIdle();
     void latin1NameRoundTrip_data();
     void latin1NameRoundTrip();
+
+private:
+    void checkTransfers(ServerKind kind, bool passive);
 };
 
 void SessionServerTest::sessionCommands()
@@ -185,6 +192,21 @@ void SessionServerTest::transfers()
 {
     QFETCH(ServerKind, kind);
     QFETCH(bool, passive);
+    checkTransfers(kind, passive);
+}
+
+void SessionServerTest::transfersThroughSocket()
+{
+    QFETCH(ServerKind, kind);
+    QFETCH(bool, passive);
+    SocketAdapter::setKernelCopy(false);
+    const auto restore = qScopeGuard([] { SocketAdapter::setKernelCopy(true); });
+    checkTransfers(kind, passive);
+}
+
+// Files of several sizes down and up, byte-identical, the uploads in whole blocks.
+void SessionServerTest::checkTransfers(ServerKind kind, bool passive)
+{
     Bench bench(kind);
     START_BENCH(bench, passive);
     const QString root = bench.server.rootDir();
