@@ -268,7 +268,7 @@ void FtpSession::onDataArrival(qint64 bytesTotal)
 {
     lastActivity = monotonicSeconds();
     if (dataMode == DataMode::Listing)
-        appendListing(data.readAll());
+        receiveListing();
     else if (dataMode == DataMode::Download)
         writeDownloadData(bytesTotal);
 }
@@ -290,12 +290,13 @@ void FtpSession::removeEmptyFailedDownload()
         QFile::remove(transferState.localPath);
 }
 
-void FtpSession::appendListing(const QByteArray &bytes)
+void FtpSession::receiveListing()
 {
     if (transferState.listingCut)
         return;
-    listBytes += bytes;
-    transferState.listingLines += bytes.count('\n');
+    const qsizetype before = listBytes.size();
+    data.appendTo(listBytes, kReceiveBytesPerArrival);
+    transferState.listingLines += QByteArrayView(listBytes).sliced(before).count('\n');
     if (listBytes.size() > kMaxListingBytes || transferState.listingLines > kMaxListingLines)
         cutListing();
 }

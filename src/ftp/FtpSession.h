@@ -223,7 +223,7 @@ private:
     void sendNextBlock();
     void failUpload();
     void writeDownloadData(qint64 bytesTotal);
-    void appendListing(const QByteArray &bytes);
+    void receiveListing();
     void cutListing();
     bool openDownloadFile();
     void removeEmptyFailedDownload();

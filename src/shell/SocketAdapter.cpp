@@ -276,6 +276,26 @@ qint64 SocketAdapter::receiveInto(QFile *file, qint64 maxBytes)
     return moved;
 }
 
+qint64 SocketAdapter::appendTo(QByteArray &bytes, qint64 maxBytes)
+{
+    qint64 moved = 0;
+    while (socket && moved < maxBytes) {
+        const qint64 wanted = qMin(kTransferBlockBytes, maxBytes - moved);
+        const qsizetype used = bytes.size();
+        if (bytes.capacity() - used < wanted)
+            bytes.reserve(qMax(2 * bytes.capacity(), used + wanted));
+        bytes.resize(used + wanted);
+        const qint64 got = readBlock(bytes.data() + used, wanted);
+        bytes.truncate(used + qMax<qint64>(0, got));
+        if (got <= 0)
+            break;
+        moved += got;
+        if (got < wanted)
+            break;
+    }
+    return moved;
+}
+
 // What Qt holds first, then straight from the descriptor. Qt then reads at most
 // a byte per arrival itself; the end of the stream and errors are left for its
 // next read to find, so the close is reported as it always is.

@@ -81,6 +81,8 @@ public:
     // without a file they are read and dropped. The bytes read, or -1 when the
     // file took fewer than it was given.
     qint64 receiveInto(QFile *file, qint64 maxBytes);
+    // Appends the bytes waiting now, at most maxBytes, to bytes; the number appended.
+    qint64 appendTo(QByteArray &bytes, qint64 maxBytes);
     // Sends count bytes (at most kTransferBlockBytes) of the open file from
     // offset; sendProgress and sendComplete follow as after send(). False when
     // the file could not be read.
