@@ -2,10 +2,12 @@
 
 #include <cerrno>
 #include <csignal>
+#include <fcntl.h>
 #include <ctime>
 #include <pthread.h>
 #include <sys/sendfile.h>
 #include <unistd.h>
+#include <vector>
 
 namespace korvan {
 
@@ -66,6 +68,83 @@ ReadResult ReadSocket(int socket, char *data, qint64 maxBytes)
     }
     result.end = ReadEnd::Full;
     return result;
+}
+
+SplicePipe::SplicePipe()
+{
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
+        return;
+    readEnd = ends[0];
+    writeEnd = ends[1];
+    // A block at a time, where the system allows pipes that large.
+    ::fcntl(writeEnd, F_SETPIPE_SZ, 1024 * 1024);
+}
+
+SplicePipe::~SplicePipe()
+{
+    if (readEnd >= 0)
+        ::close(readEnd);
+    if (writeEnd >= 0)
+        ::close(writeEnd);
+}
+
+ReadResult SplicePipe::moveToFile(int socket, int file, qint64 offset, qint64 maxBytes, bool *refused)
+{
+    ReadResult result;
+    while (result.bytes < maxBytes) {
+        const ssize_t got = ::splice(socket, nullptr, writeEnd, nullptr, size_t(maxBytes - result.bytes),
+                                     SPLICE_F_MOVE | SPLICE_F_NONBLOCK);
+        if (got < 0 && errno == EINTR)
+            continue;
+        // An error of the socket is left for the socket's next read to report.
+        if (got <= 0) {
+            result.end = got == 0 ? ReadEnd::PeerClosed : ReadEnd::Drained;
+            return result;
+        }
+        if (drainTo(file, offset + result.bytes, got, refused) != got) {
+            result.end = ReadEnd::Failed;
+            return result;
+        }
+        if (*refused)
+            return result;
+        result.bytes += got;
+    }
+    result.end = ReadEnd::Full;
+    return result;
+}
+
+qint64 SplicePipe::drainTo(int file, qint64 offset, qint64 bytes, bool *refused)
+{
+    qint64 moved = 0;
+    while (moved < bytes) {
+        loff_t position = loff_t(offset + moved);
+        const ssize_t put = ::splice(readEnd, nullptr, file, &position, size_t(bytes - moved), SPLICE_F_MOVE);
+        if (put < 0 && errno == EINTR)
+            continue;
+        if (put < 0 && (errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP)) {
+            *refused = true;
+            return moved + copyTo(file, offset + moved, bytes - moved);
+        }
+        if (put <= 0)
+            return moved;
+        moved += put;
+    }
+    return moved;
+}
+
+// The bytes already in the pipe when the file refused a splice: read and written.
+qint64 SplicePipe::copyTo(int file, qint64 offset, qint64 bytes)
+{
+    std::vector<char> chunk(size_t(qMin<qint64>(bytes, 64 * 1024)));
+    qint64 moved = 0;
+    while (moved < bytes) {
+        const ssize_t got = ::read(readEnd, chunk.data(), qMin(chunk.size(), size_t(bytes - moved)));
+        if (got <= 0 || ::pwrite(file, chunk.data(), size_t(got), off_t(offset + moved)) != got)
+            return moved;
+        moved += got;
+    }
+    return moved;
 }
 
 SendResult SendFileToSocket(int socket, int file, qint64 offset, qint64 count)

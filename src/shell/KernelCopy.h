@@ -25,6 +25,28 @@ struct ReadResult {
 // closed or an error comes.
 ReadResult ReadSocket(int socket, char *data, qint64 maxBytes);
 
+// A pipe for splice: socket to pipe moves the socket's pages without a copy.
+class SplicePipe {
+public:
+    SplicePipe();
+    ~SplicePipe();
+    SplicePipe(const SplicePipe &) = delete;
+    SplicePipe &operator=(const SplicePipe &) = delete;
+    bool isOpen() const { return readEnd >= 0; }
+
+    // Moves up to maxBytes from the socket into file at offset (the file's own
+    // position stays). Failed means the file took fewer bytes than it was
+    // given; refused is set when the file's system takes no splice (the bytes
+    // on their way are then written the ordinary way).
+    ReadResult moveToFile(int socket, int file, qint64 offset, qint64 maxBytes, bool *refused);
+
+private:
+    qint64 drainTo(int file, qint64 offset, qint64 bytes, bool *refused);
+    qint64 copyTo(int file, qint64 offset, qint64 bytes);
+    int readEnd = -1;
+    int writeEnd = -1;
+};
+
 // What a sendfile call did: bytes handed to the socket (> 0), or why none were.
 enum class SendEnd {
     Sent,

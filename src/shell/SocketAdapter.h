@@ -11,12 +11,16 @@
 #include <QObject>
 #include <QPointer>
 
+#include <memory>
+
 class QFile;
 class QSocketNotifier;
 class QTcpServer;
 class QTcpSocket;
 
 namespace korvan {
+
+class SplicePipe;
 
 // The engine compares socket states by these numbers; Qt's own numbers differ.
 enum class SocketState : int {
@@ -111,6 +115,7 @@ private:
     bool kernelPathOpen() const;
     char *transferBuffer();
     qint64 readBlock(char *data, qint64 maxBytes);
+    qint64 spliceInto(QFile &file, qint64 maxBytes);
     bool sendFileThroughSocket(QFile &file, qint64 offset, qint64 count);
     void watchWritable();
     void sendPendingFile();
@@ -126,6 +131,10 @@ private:
     QByteArray blockBuffer;
     // The kernel refused this connection a sendfile: reads and writes from then on.
     bool kernelRefused = false;
+    // Downloads splice from the socket through this pipe into the file, unless
+    // the file's system refused once.
+    std::unique_ptr<SplicePipe> splicePipe;
+    bool spliceRefused = false;
     // The block sendFile is sending by sendfile, and the duplicate descriptor
     // whose notifier says when the socket can take more (Qt's own notifier on
     // the socket's descriptor stays Qt's).
