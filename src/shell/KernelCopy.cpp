@@ -1,53 +1,12 @@
 #include "shell/KernelCopy.h"
 
 #include <cerrno>
-#include <csignal>
 #include <fcntl.h>
-#include <ctime>
-#include <pthread.h>
-#include <sys/sendfile.h>
+#include <sys/socket.h>
 #include <unistd.h>
 #include <vector>
 
 namespace korvan {
-
-namespace {
-
-// Keeps a SIGPIPE raised by a write to a closed connection from reaching the
-// process: blocked for this thread while the write runs, taken back if the
-// write raised it (unless one was pending already, which is not ours).
-class SigpipeGuard {
-public:
-    SigpipeGuard()
-    {
-        sigemptyset(&pipeSignal);
-        sigaddset(&pipeSignal, SIGPIPE);
-        sigset_t pending;
-        sigpending(&pending);
-        pendingBefore = sigismember(&pending, SIGPIPE) == 1;
-        pthread_sigmask(SIG_BLOCK, &pipeSignal, &previousMask);
-    }
-    ~SigpipeGuard()
-    {
-        if (raised && !pendingBefore) {
-            const timespec noWait = {0, 0};
-            while (sigtimedwait(&pipeSignal, nullptr, &noWait) < 0 && errno == EINTR) {}
-        }
-        pthread_sigmask(SIG_SETMASK, &previousMask, nullptr);
-    }
-    SigpipeGuard(const SigpipeGuard &) = delete;
-    SigpipeGuard &operator=(const SigpipeGuard &) = delete;
-
-    void noteRaised() { raised = true; }
-
-private:
-    sigset_t pipeSignal;
-    sigset_t previousMask;
-    bool pendingBefore = false;
-    bool raised = false;
-};
-
-} // namespace
 
 ReadResult ReadSocket(int socket, char *data, qint64 maxBytes)
 {
@@ -147,34 +106,27 @@ qint64 SplicePipe::copyTo(int file, qint64 offset, qint64 bytes)
     return moved;
 }
 
-SendResult SendFileToSocket(int socket, int file, qint64 offset, qint64 count)
+WriteResult WriteSocket(int socket, const char *data, qint64 size)
 {
-    SigpipeGuard guard;
-    off_t position = off_t(offset);
-    ssize_t sent = 0;
-    do
-        sent = ::sendfile(socket, file, &position, size_t(count));
-    while (sent < 0 && errno == EINTR);
-    if (sent > 0)
-        return {qint64(sent), SendEnd::Sent, 0};
-    if (sent == 0)
-        return {0, SendEnd::FileEnded, 0};
-    const int error = errno;
-    switch (error) {
-    case EAGAIN:
-        return {0, SendEnd::WouldBlock, 0};
-    case EINVAL:
-    case ENOSYS:
-    case EOPNOTSUPP:
-        return {0, SendEnd::Refused, error};
-    case EPIPE:
-        guard.noteRaised();
-        return {0, SendEnd::PeerClosed, error};
-    case ECONNRESET:
-        return {0, SendEnd::PeerClosed, error};
-    default:
-        return {0, SendEnd::Failed, error};
+    WriteResult result;
+    while (result.bytes < size) {
+        const ssize_t sent = ::send(socket, data + result.bytes, size_t(size - result.bytes), MSG_NOSIGNAL);
+        if (sent > 0) {
+            result.bytes += sent;
+            continue;
+        }
+        if (sent < 0 && errno == EINTR)
+            continue;
+        const int error = sent == 0 ? EAGAIN : errno;
+        if (error == EAGAIN)
+            result.end = WriteEnd::WouldBlock;
+        else if (error == EPIPE || error == ECONNRESET)
+            result.end = WriteEnd::PeerClosed;
+        else
+            result = {result.bytes, WriteEnd::Failed, error};
+        return result;
     }
+    return result;
 }
 
 } // namespace korvan

@@ -141,13 +141,12 @@ void SocketAdapter::closeListener()
 
 void SocketAdapter::dropSocket()
 {
-    endPendingFile();
+    endBufferedBlock();
     delete writable;
     writable = nullptr;
     if (writableDescriptor >= 0)
         ::close(writableDescriptor);
     writableDescriptor = -1;
-    kernelRefused = false;
     // A pipe that a failed transfer left bytes in must not pass them to the next.
     splicePipe.reset();
     spliceRefused = false;
@@ -250,7 +249,7 @@ bool SocketAdapter::kernelCopy()
 // Only a socket of Qt's plain TCP class: a subclass (TLS) must see every byte.
 bool SocketAdapter::kernelPathOpen() const
 {
-    return kernelCopyOn && !kernelRefused && socket && socket->metaObject() == &QTcpSocket::staticMetaObject
+    return kernelCopyOn && socket && socket->metaObject() == &QTcpSocket::staticMetaObject
            && socket->socketDescriptor() >= 0;
 }
 
@@ -340,17 +339,15 @@ bool SocketAdapter::sendFile(QFile &file, qint64 offset, qint64 count)
 {
     if (!socket || socket->state() != QAbstractSocket::ConnectedState || peerClosed || count > kTransferBlockBytes)
         return false;
+    char *buffer = transferBuffer();
+    if (!file.seek(offset) || file.read(buffer, count) != count)
+        return false;
     if (!kernelPathOpen())
-        return sendFileThroughSocket(file, offset, count);
-    pendingFile = {&file, offset, count};
+        return socket->write(buffer, count) == count;
+    blockBytes = count;
+    blockSent = 0;
     watchWritable();
     return true;
-}
-
-bool SocketAdapter::sendFileThroughSocket(QFile &file, qint64 offset, qint64 count)
-{
-    char *buffer = transferBuffer();
-    return file.seek(offset) && file.read(buffer, count) == count && socket->write(buffer, count) == count;
 }
 
 // Sending starts from the event loop, as Qt's own writes do, so that the signals
@@ -360,66 +357,40 @@ void SocketAdapter::watchWritable()
     if (!writable) {
         writableDescriptor = ::dup(int(socket->socketDescriptor()));
         writable = new QSocketNotifier(writableDescriptor, QSocketNotifier::Write, this);
-        connect(writable, &QSocketNotifier::activated, this, &SocketAdapter::sendPendingFile);
+        connect(writable, &QSocketNotifier::activated, this, &SocketAdapter::sendBufferedBlock);
     }
     writable->setEnabled(true);
 }
 
-void SocketAdapter::sendPendingFile()
+void SocketAdapter::sendBufferedBlock()
 {
-    if (!pendingFile.file || !socket) {
-        endPendingFile();
+    if (!socket || blockSent >= blockBytes) {
+        endBufferedBlock();
         return;
     }
-    qint64 sent = 0;
-    SendResult result;
-    while (pendingFile.remaining > 0) {
-        result = SendFileToSocket(writableDescriptor, pendingFile.file->handle(), pendingFile.offset,
-                                  pendingFile.remaining);
-        if (result.end != SendEnd::Sent)
-            break;
-        sent += result.bytes;
-        pendingFile.offset += result.bytes;
-        pendingFile.remaining -= result.bytes;
-    }
-    const PendingFile rest = pendingFile;
-    if (result.end != SendEnd::WouldBlock)
-        endPendingFile();
-    if (sent > 0)
-        emit sendProgress(sent, rest.remaining);
+    const WriteResult result = WriteSocket(writableDescriptor, blockBuffer.constData() + blockSent,
+                                           blockBytes - blockSent);
+    blockSent += result.bytes;
+    const qint64 remaining = blockBytes - blockSent;
+    if (remaining == 0 || result.end != WriteEnd::WouldBlock)
+        endBufferedBlock();
+    if (result.bytes > 0)
+        emit sendProgress(result.bytes, remaining);
     if (!socket)
         return;
-    switch (result.end) {
-    case SendEnd::Sent:
-        emit sendComplete();
-        return;
-    case SendEnd::WouldBlock:
-        return;
-    case SendEnd::Refused:
-        kernelRefused = true;
-        if (!sendFileThroughSocket(*rest.file, rest.offset, rest.remaining)) {
-            failed = true;
-            emit error(socketErrorNumber(QAbstractSocket::UnknownSocketError), rest.file->errorString());
-        }
-        return;
-    case SendEnd::FileEnded:
-        failed = true;
-        emit error(socketErrorNumber(QAbstractSocket::UnknownSocketError),
-                   u"the local file ended before its size"_qs);
-        return;
-    case SendEnd::PeerClosed:
+    if (result.end == WriteEnd::PeerClosed) {
         onPeerClosed();
-        return;
-    case SendEnd::Failed:
+    } else if (result.end == WriteEnd::Failed) {
         failed = true;
         emit error(socketErrorNumber(QAbstractSocket::NetworkError), qt_error_string(result.error));
-        return;
+    } else if (remaining == 0) {
+        emit sendComplete();
     }
 }
 
-void SocketAdapter::endPendingFile()
+void SocketAdapter::endBufferedBlock()
 {
-    pendingFile = {};
+    blockBytes = blockSent = 0;
     if (writable)
         writable->setEnabled(false);
 }

@@ -51,8 +51,9 @@ public:
     static constexpr qint64 kTransferBlockBytes = 1024 * 1024;
 
     // File transfers on a plain TCP connection go straight between the file and
-    // the socket's descriptor (reads into the buffer, sendfile) unless this is
-    // off; then, as always over TLS, through the socket object's reads and writes.
+    // the socket's descriptor (splice, reads into the buffer, writes from it)
+    // unless this is off; then, as always over TLS, through the socket object's
+    // reads and writes.
     static void setKernelCopy(bool on);
     static bool kernelCopy();
 
@@ -116,10 +117,9 @@ private:
     char *transferBuffer();
     qint64 readBlock(char *data, qint64 maxBytes);
     qint64 spliceInto(QFile &file, qint64 maxBytes);
-    bool sendFileThroughSocket(QFile &file, qint64 offset, qint64 count);
     void watchWritable();
-    void sendPendingFile();
-    void endPendingFile();
+    void sendBufferedBlock();
+    void endBufferedBlock();
 
     QTcpSocket *socket = nullptr;
     QTcpServer *listener = nullptr;
@@ -129,20 +129,15 @@ private:
     bool delivering = false;
 
     QByteArray blockBuffer;
-    // The kernel refused this connection a sendfile: reads and writes from then on.
-    bool kernelRefused = false;
     // Downloads splice from the socket through this pipe into the file, unless
     // the file's system refused once.
     std::unique_ptr<SplicePipe> splicePipe;
     bool spliceRefused = false;
-    // The block sendFile is sending by sendfile, and the duplicate descriptor
-    // whose notifier says when the socket can take more (Qt's own notifier on
-    // the socket's descriptor stays Qt's).
-    struct PendingFile {
-        QFile *file = nullptr;
-        qint64 offset = 0;
-        qint64 remaining = 0;
-    } pendingFile;
+    // The upload block in the buffer: its size and how much of it has been sent,
+    // on the duplicate descriptor whose notifier says when the socket can take
+    // more (Qt's own notifier on the socket's descriptor stays Qt's).
+    qint64 blockBytes = 0;
+    qint64 blockSent = 0;
     int writableDescriptor = -1;
     QSocketNotifier *writable = nullptr;
 };

@@ -83,7 +83,7 @@ private slots:
     void sessionCommands();
     void transfers_data() { addServerModeRows(); }
     void transfers();
-    // The path of a TLS data connection, or of a kernel that refuses sendfile.
+    // The path of a TLS data connection: the socket object's own reads and writes.
     void transfersThroughSocket_data() { addServerModeRows({ServerKind::Vsftpd}); }
     void transfersThroughSocket();
     void wrongPassword_data();
