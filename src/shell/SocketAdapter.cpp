@@ -241,11 +241,6 @@ void SocketAdapter::setKernelCopy(bool on)
     kernelCopyOn = on;
 }
 
-bool SocketAdapter::kernelCopy()
-{
-    return kernelCopyOn;
-}
-
 // Only a socket of Qt's plain TCP class: a subclass (TLS) must see every byte.
 bool SocketAdapter::kernelPathOpen() const
 {

@@ -55,7 +55,6 @@ public:
     // unless this is off; then, as always over TLS, through the socket object's
     // reads and writes.
     static void setKernelCopy(bool on);
-    static bool kernelCopy();
 
     explicit SocketAdapter(QObject *parent = nullptr);
     ~SocketAdapter() override;
