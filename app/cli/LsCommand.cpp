@@ -3,6 +3,8 @@
 #include "EntryJson.h"
 #include "RemoteSession.h"
 
+#include <QStringEncoder>
+
 #include <cstdio>
 #include <unistd.h>
 
@@ -52,50 +54,84 @@ Columns columnWidths(const cFTPList &list, qint32 first, qint32 last)
     return widths;
 }
 
-void appendBlanks(QString &text, qsizetype count)
-{
-    if (count > 0)
-        text.resize(text.size() + count, u' ');
-}
+// Standard output in chunks of UTF-8: a listing of a hundred thousand lines is
+// encoded straight into one reused buffer, never held whole as text.
+class Output {
+public:
+    Output() { chunk.reserve(kChunkBytes + kChunkBytes / 4); }
+    ~Output() { flush(); }
 
-// Appended in place: a listing can have a hundred thousand lines.
-void appendLongLine(QString &text, const cFTPList &list, qint32 i, const Columns &widths, bool terminal)
+    void text(QStringView text)
+    {
+        const qsizetype used = chunk.size();
+        chunk.resize(used + utf8.requiredSpace(text.size()));
+        chunk.truncate(utf8.appendToBuffer(chunk.data() + used, text) - chunk.constData());
+        flushWhenFull();
+    }
+    void bytes(const QByteArray &bytes)
+    {
+        chunk += bytes;
+        flushWhenFull();
+    }
+    void blanks(qsizetype count)
+    {
+        if (count > 0)
+            chunk.append(count, ' ');
+    }
+    bool flush()
+    {
+        const bool written = std::fwrite(chunk.constData(), 1, size_t(chunk.size()), stdout) == size_t(chunk.size());
+        chunk.clear();
+        return written && std::fflush(stdout) == 0;
+    }
+
+private:
+    static constexpr qsizetype kChunkBytes = 64 * 1024;
+    void flushWhenFull()
+    {
+        if (chunk.size() >= kChunkBytes)
+            flush();
+    }
+
+    QByteArray chunk;
+    QStringEncoder utf8{QStringEncoder::Utf8};
+};
+
+void writeLongLine(Output &out, const cFTPList &list, qint32 i, const Columns &widths, bool terminal)
 {
     const QString attr = attributeText(list, i);
     const QString size = list.FileSize(i);
     const QString date = list.FileDate(i);
-    text += attr;
-    appendBlanks(text, widths.attr - attr.size() + 1 + widths.size - size.size());
-    text += size;
-    text += u"  ";
-    text += date;
-    appendBlanks(text, widths.date - date.size() + 2);
-    text += terminal ? TerminalSafe(list.FileName(i)) : list.FileName(i);
+    out.text(attr);
+    out.blanks(widths.attr - attr.size() + 1 + widths.size - size.size());
+    out.text(size);
+    out.blanks(2);
+    out.text(date);
+    out.blanks(widths.date - date.size() + 2);
+    out.text(terminal ? TerminalSafe(list.FileName(i)) : list.FileName(i));
     if (list.IsLink(i)) {
-        text += u" -> ";
-        text += terminal ? TerminalSafe(list.FileLink(i)) : list.FileLink(i);
+        out.text(u" -> ");
+        out.text(terminal ? TerminalSafe(list.FileLink(i)) : list.FileLink(i));
         if (list.IsFolder(i))
-            text += u'/';
+            out.text(u"/");
     }
-    text += u'\n';
+    out.text(u"\n");
 }
 
 // Entries first..last of the listing; names made safe when a terminal shows them.
-QByteArray entryLines(const cFTPList &list, qint32 first, qint32 last, bool json)
+bool writeEntries(const cFTPList &list, qint32 first, qint32 last, bool json)
 {
+    Output out;
     if (json) {
-        QByteArray out;
         for (qint32 i = first; i <= last; ++i)
-            out += EntryJsonLine(list, i);
-        return out;
+            out.bytes(EntryJsonLine(list, i));
+        return out.flush();
     }
     const Columns widths = columnWidths(list, first, last);
-    QString text;
-    text.reserve((last - first + 1) * (widths.attr + widths.size + widths.date + 24));
     const bool terminal = ::isatty(STDOUT_FILENO) == 1;
     for (qint32 i = first; i <= last; ++i)
-        appendLongLine(text, list, i, widths, terminal);
-    return text.toUtf8();
+        writeLongLine(out, list, i, widths, terminal);
+    return out.flush();
 }
 
 int list(const QStringList &arguments)
@@ -126,10 +162,9 @@ int list(const QStringList &arguments)
     // The listing belongs to the session's cache: printed before the session ends.
     const qint32 first = target.isFolder ? 0 : target.index;
     const qint32 last = target.isFolder ? entries->FileNumb() - 1 : target.index;
-    const QByteArray out = entryLines(*entries, first, last, options->json);
+    const bool written = writeEntries(*entries, first, last, options->json);
     remote.close();
-    std::fwrite(out.constData(), 1, size_t(out.size()), stdout);
-    return std::fflush(stdout) == 0 ? ExitOk : ExitFailure;
+    return written ? ExitOk : ExitFailure;
 }
 
 } // namespace

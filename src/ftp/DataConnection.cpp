@@ -131,6 +131,9 @@ qint64 FtpSession::movedBytes() const
 TransferOutcome FtpSession::finishTransfer(bool completed)
 {
     transferFile.close();
+    // The bars end where the file ended, whatever the last tick showed.
+    if (movedBytes() != transferState.progressBytes)
+        showProgress();
     transferState.uploadStartPending = false;
     if (!completed)
         failTransfer(failure.reason());
@@ -148,8 +151,18 @@ QString FtpSession::transferFileName() const
     return QFileInfo(transferState.localPath).fileName();
 }
 
+// The first block of a file shows at once, then at most every 50 ms: a window
+// repaints no faster, and a bar per block would cost more than the block.
 void FtpSession::reportProgress()
 {
+    if (transferState.progressAt < 0 || monotonicSeconds() - transferState.progressAt >= kProgressIntervalSeconds)
+        showProgress();
+}
+
+void FtpSession::showProgress()
+{
+    transferState.progressAt = monotonicSeconds();
+    transferState.progressBytes = movedBytes();
     ui.progressSetPrg1(double(movedBytes()), -1);
     emit transferProgress(movedBytes(), expectedBytes());
 }
@@ -256,7 +269,7 @@ void FtpSession::onDataArrival(qint64 bytesTotal)
 {
     lastActivity = monotonicSeconds();
     if (dataMode == DataMode::Listing)
-        appendListing(data.readAll());
+        receiveListing();
     else if (dataMode == DataMode::Download)
         writeDownloadData(bytesTotal);
 }
@@ -264,7 +277,10 @@ void FtpSession::onDataArrival(qint64 bytesTotal)
 bool FtpSession::openDownloadFile()
 {
     transferState.fileCreated = !QFileInfo::exists(transferState.localPath);
-    return transferFile.open(QIODevice::ReadWrite | QIODevice::Unbuffered);
+    if (!transferFile.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
+        return false;
+    transferState.fileLengthAtOpen = transferFile.size();
+    return true;
 }
 
 // A download that failed before a byte reached its file leaves no empty file behind.
@@ -275,12 +291,13 @@ void FtpSession::removeEmptyFailedDownload()
         QFile::remove(transferState.localPath);
 }
 
-void FtpSession::appendListing(const QByteArray &bytes)
+void FtpSession::receiveListing()
 {
     if (transferState.listingCut)
         return;
-    listBytes += bytes;
-    transferState.listingLines += bytes.count('\n');
+    const qsizetype before = listBytes.size();
+    data.appendTo(listBytes, kReceiveBytesPerArrival);
+    transferState.listingLines += QByteArrayView(listBytes).sliced(before).count('\n');
     if (listBytes.size() > kMaxListingBytes || transferState.listingLines > kMaxListingLines)
         cutListing();
 }
@@ -307,22 +324,24 @@ void FtpSession::cutListing()
 
 void FtpSession::writeDownloadData(qint64 bytesTotal)
 {
-    const QByteArray bytes = data.readAll();
+    // Every block goes where the bytes received so far end, and the counter
+    // follows the file's length: the length it had when opened (a file written
+    // over) or the end of what was written, asked of no one per block.
+    const bool fileReady = (transferFile.isOpen() || openDownloadFile())
+                           && (transferFile.pos() == transferState.bytesReceived
+                               || transferFile.seek(transferState.bytesReceived));
+    const qint64 moved = data.receiveInto(fileReady ? &transferFile : nullptr, kReceiveBytesPerArrival);
     // The close of a refused transfer's data connection brings no bytes: no file.
-    if (bytes.isEmpty())
+    if (moved == 0)
         return;
-    // The file stays open for the whole transfer; every block goes where the
-    // bytes received so far end, and the counter follows the file's length.
-    const bool written = (transferFile.isOpen() || openDownloadFile()) && transferFile.seek(transferState.bytesReceived)
-                         && transferFile.write(bytes) == bytes.size();
-    if (!written) {
+    if (!fileReady || moved < 0) {
         const QString reason = DownloadWriteFailedText(transferFileName());
         failTransfer(reason);
         if (data.peerHasClosed() && bytesTotal != 0)
             LogStatus(LogColour::Red, reason);
         return;
     }
-    transferState.bytesReceived = transferFile.size();
+    transferState.bytesReceived = qMax(transferState.fileLengthAtOpen, transferFile.pos());
     reportProgress();
 }
 
@@ -354,14 +373,12 @@ void FtpSession::sendNextBlock()
         ui.progressSetPrg1(0, double(size));
     }
     const qint64 block = qMin(size - transferState.bytesSent, kUploadBlockSize);
-    if (!transferFile.isOpen() && !transferFile.open(QIODevice::ReadOnly)) {
+    // A file shorter than its size fails before its first block.
+    if (!transferFile.isOpen() && (!transferFile.open(QIODevice::ReadOnly) || transferFile.size() < size)) {
         failUpload();
         return;
     }
-    QByteArray bytes;
-    if (transferFile.seek(transferState.bytesSent))
-        bytes = transferFile.read(block);
-    if (bytes.size() != block || !data.send(bytes)) {
+    if (!data.sendFile(transferFile, transferState.bytesSent, block)) {
         failUpload();
         return;
     }

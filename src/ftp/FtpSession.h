@@ -60,6 +60,9 @@ struct TransferState {
     bool fileCreated = false;        // the download made its local file (none was there)
     qint64 listingLines = 0;         // line feeds received of a listing
     bool listingCut = false;         // the listing went past a limit and was cut
+    qint64 fileLengthAtOpen = 0;     // the download's local file when it was opened
+    double progressAt = -1;          // monotonic seconds of the last progress shown
+    qint64 progressBytes = 0;        // the bytes it showed
 };
 
 // Why the last command that failed did: what a window or the command-line client
@@ -84,7 +87,12 @@ public:
     ~FtpSession() override;
 
     // Upload blocks go out in this size, one after each send completes.
-    static constexpr qint64 kUploadBlockSize = 25396;
+    static constexpr qint64 kUploadBlockSize = SocketAdapter::kTransferBlockBytes;
+    // A download takes at most this much per data arrival, so that the event
+    // loop (the user's cancel among it) gets its turn on a fast connection.
+    static constexpr qint64 kReceiveBytesPerArrival = 4 * SocketAdapter::kTransferBlockBytes;
+    // The progress bars follow the bytes at most this often.
+    static constexpr double kProgressIntervalSeconds = 0.05;
     // A control line longer than this without a line feed is hostile.
     static constexpr qsizetype kMaxReplyLineBytes = 64 * 1024;
     static constexpr int kKeepAliveIntervalMs = 20000;
@@ -236,7 +244,7 @@ private:
     void sendNextBlock();
     void failUpload();
     void writeDownloadData(qint64 bytesTotal);
-    void appendListing(const QByteArray &bytes);
+    void receiveListing();
     void cutListing();
     bool openDownloadFile();
     void removeEmptyFailedDownload();
@@ -252,6 +260,7 @@ private:
     qint64 expectedBytes() const;
     qint64 movedBytes() const;
     void reportProgress();
+    void showProgress();
     QString transferFileName() const;
     void noteFailure(const QString &reply, const QString &socketError, bool timedOut = false);
     void endSession();

@@ -87,6 +87,15 @@ bool FitsLatin1(const QString &text)
 
 QString DecodeWireLines(const QByteArray &bytes, QSet<QString> *fallbackLines)
 {
+    // Mostly the whole listing is valid UTF-8: one pass, and no line is Latin-1.
+    // A byte order mark would be dropped at the start of each line, so a text
+    // holding one goes line by line.
+    if (!bytes.contains("\xEF\xBB\xBF")) {
+        QStringDecoder utf8(QStringConverter::Utf8, QStringConverter::Flag::Stateless);
+        QString whole = utf8.decode(bytes);
+        if (!utf8.hasError())
+            return whole;
+    }
     QString text;
     text.reserve(bytes.size());
     for (qsizetype start = 0; start < bytes.size();) {

@@ -1,5 +1,8 @@
 #include "shell/SocketAdapter.h"
 
+#include "shell/KernelCopy.h"
+
+#include <QFile>
 #include <QSocketNotifier>
 #include <QSslCipher>
 #include <QSslSocket>
@@ -115,6 +118,8 @@ QString protocolName(QSsl::SslProtocol protocol)
         return QStringLiteral("TLS");
     }
 }
+
+bool kernelCopyOn = true;
 
 } // namespace
 
@@ -333,6 +338,15 @@ void SocketAdapter::closeListener()
 
 void SocketAdapter::dropSocket()
 {
+    endBufferedBlock();
+    delete writable;
+    writable = nullptr;
+    if (writableDescriptor >= 0)
+        ::close(writableDescriptor);
+    writableDescriptor = -1;
+    // A pipe that a failed transfer left bytes in must not pass them to the next.
+    splicePipe.reset();
+    spliceRefused = false;
     if (!socket)
         return;
     QTcpSocket *old = socket;
@@ -423,6 +437,162 @@ bool SocketAdapter::send(const QByteArray &data)
         return false;
     sendOutstanding = true;
     return socket->write(data) == data.size();
+}
+
+void SocketAdapter::setKernelCopy(bool on)
+{
+    kernelCopyOn = on;
+}
+
+// Only a socket of Qt's plain TCP class: a subclass (TLS) must see every byte.
+bool SocketAdapter::kernelPathOpen() const
+{
+    return kernelCopyOn && socket && socket->metaObject() == &QTcpSocket::staticMetaObject
+           && socket->socketDescriptor() >= 0;
+}
+
+char *SocketAdapter::transferBuffer()
+{
+    if (blockBuffer.isEmpty())
+        blockBuffer.resize(kTransferBlockBytes);
+    return blockBuffer.data();
+}
+
+qint64 SocketAdapter::receiveInto(QFile *file, qint64 maxBytes)
+{
+    if (file && kernelPathOpen() && !spliceRefused)
+        return spliceInto(*file, maxBytes);
+    char *buffer = transferBuffer();
+    qint64 moved = 0;
+    while (socket && moved < maxBytes) {
+        const qint64 wanted = qMin(kTransferBlockBytes, maxBytes - moved);
+        const qint64 got = readBlock(buffer, wanted);
+        if (got <= 0)
+            break;
+        moved += got;
+        if (file && file->write(buffer, got) != got)
+            return -1;
+        if (got < wanted) // drained: the next arrival brings more
+            break;
+    }
+    return moved;
+}
+
+qint64 SocketAdapter::appendTo(QByteArray &bytes, qint64 maxBytes)
+{
+    qint64 moved = 0;
+    while (socket && moved < maxBytes) {
+        const qint64 wanted = qMin(kTransferBlockBytes, maxBytes - moved);
+        const qsizetype used = bytes.size();
+        if (bytes.capacity() - used < wanted)
+            bytes.reserve(qMax(2 * bytes.capacity(), used + wanted));
+        bytes.resize(used + wanted);
+        const qint64 got = readBlock(bytes.data() + used, wanted);
+        bytes.truncate(used + qMax<qint64>(0, got));
+        if (got <= 0)
+            break;
+        moved += got;
+        if (got < wanted)
+            break;
+    }
+    return moved;
+}
+
+// What Qt holds first (written as usual), then socket to pipe to file: the
+// socket's pages reach the file with one copy instead of two.
+qint64 SocketAdapter::spliceInto(QFile &file, qint64 maxBytes)
+{
+    if (!splicePipe)
+        splicePipe = std::make_unique<SplicePipe>();
+    spliceRefused = !splicePipe->isOpen();
+    if (spliceRefused)
+        return receiveInto(&file, maxBytes);
+    if (socket->readBufferSize() != 1)
+        socket->setReadBufferSize(1);
+    char *buffer = transferBuffer();
+    const qint64 buffered = qMax<qint64>(0, socket->read(buffer, kTransferBlockBytes));
+    if (buffered > 0 && file.write(buffer, buffered) != buffered)
+        return -1;
+    const ReadResult spliced = splicePipe->moveToFile(int(socket->socketDescriptor()), file.handle(), file.pos(),
+                                                      maxBytes - buffered, &spliceRefused);
+    if (spliced.bytes > 0 && !file.seek(file.pos() + spliced.bytes))
+        return -1;
+    return spliced.end == ReadEnd::Failed ? -1 : buffered + spliced.bytes;
+}
+
+// What Qt holds first, then straight from the descriptor. Qt then reads at most
+// a byte per arrival itself; the end of the stream and errors are left for its
+// next read to find, so the close is reported as it always is.
+qint64 SocketAdapter::readBlock(char *data, qint64 maxBytes)
+{
+    const qint64 buffered = qMax<qint64>(0, socket->read(data, maxBytes));
+    if (!kernelPathOpen())
+        return buffered;
+    if (socket->readBufferSize() != 1)
+        socket->setReadBufferSize(1);
+    return buffered + ReadSocket(int(socket->socketDescriptor()), data + buffered, maxBytes - buffered).bytes;
+}
+
+bool SocketAdapter::sendFile(QFile &file, qint64 offset, qint64 count)
+{
+    if (!socket || socket->state() != QAbstractSocket::ConnectedState || peerClosed || count > kTransferBlockBytes)
+        return false;
+    char *buffer = transferBuffer();
+    if (!file.seek(offset) || file.read(buffer, count) != count)
+        return false;
+    if (!kernelPathOpen()) {
+        sendOutstanding = true;
+        return socket->write(buffer, count) == count;
+    }
+    blockBytes = count;
+    blockSent = 0;
+    watchWritable();
+    return true;
+}
+
+// Sending starts from the event loop, as Qt's own writes do, so that the signals
+// of one block never nest inside the call for the next.
+void SocketAdapter::watchWritable()
+{
+    if (!writable) {
+        writableDescriptor = ::dup(int(socket->socketDescriptor()));
+        writable = new QSocketNotifier(writableDescriptor, QSocketNotifier::Write, this);
+        connect(writable, &QSocketNotifier::activated, this, &SocketAdapter::sendBufferedBlock);
+    }
+    writable->setEnabled(true);
+}
+
+void SocketAdapter::sendBufferedBlock()
+{
+    if (!socket || blockSent >= blockBytes) {
+        endBufferedBlock();
+        return;
+    }
+    const WriteResult result = WriteSocket(writableDescriptor, blockBuffer.constData() + blockSent,
+                                           blockBytes - blockSent);
+    blockSent += result.bytes;
+    const qint64 remaining = blockBytes - blockSent;
+    if (remaining == 0 || result.end != WriteEnd::WouldBlock)
+        endBufferedBlock();
+    if (result.bytes > 0)
+        emit sendProgress(result.bytes, remaining);
+    if (!socket)
+        return;
+    if (result.end == WriteEnd::PeerClosed) {
+        onPeerClosed();
+    } else if (result.end == WriteEnd::Failed) {
+        failed = true;
+        emit error(socketErrorNumber(QAbstractSocket::NetworkError), qt_error_string(result.error));
+    } else if (remaining == 0) {
+        emit sendComplete();
+    }
+}
+
+void SocketAdapter::endBufferedBlock()
+{
+    blockBytes = blockSent = 0;
+    if (writable)
+        writable->setEnabled(false);
 }
 
 void SocketAdapter::onReadyRead()

@@ -18,13 +18,18 @@
 #include <QSslConfiguration>
 #include <QSslError>
 
+#include <memory>
 #include <optional>
 
+class QFile;
+class QSocketNotifier;
 class QSslSocket;
 class QTcpServer;
 class QTcpSocket;
 
 namespace korvan {
+
+class SplicePipe;
 
 // The engine compares socket states by these numbers; Qt's own numbers differ.
 enum class SocketState : int {
@@ -50,6 +55,15 @@ class SocketAdapter : public QObject {
 public:
     // The most bytes taken from the system per data-arrival event.
     static constexpr qint64 kReadBufferBytes = 256 * 1024;
+    // A file transfer moves its bytes in blocks of this size, through one buffer
+    // that the connection keeps.
+    static constexpr qint64 kTransferBlockBytes = 1024 * 1024;
+
+    // File transfers on a plain TCP connection go straight between the file and
+    // the socket's descriptor (splice, reads into the buffer, writes from it)
+    // unless this is off; then, as always over TLS, through the socket object's
+    // reads and writes.
+    static void setKernelCopy(bool on);
 
     explicit SocketAdapter(QObject *parent = nullptr);
     ~SocketAdapter() override;
@@ -91,6 +105,17 @@ public:
     QByteArray readAll();
     bool send(const QByteArray &data);
 
+    // Moves the bytes waiting now, at most maxBytes, into file at its position;
+    // without a file they are read and dropped. The bytes read, or -1 when the
+    // file took fewer than it was given.
+    qint64 receiveInto(QFile *file, qint64 maxBytes);
+    // Appends the bytes waiting now, at most maxBytes, to bytes; the number appended.
+    qint64 appendTo(QByteArray &bytes, qint64 maxBytes);
+    // Sends count bytes (at most kTransferBlockBytes) of the open file from
+    // offset; sendProgress and sendComplete follow as after send(). False when
+    // the file could not be read.
+    bool sendFile(QFile &file, qint64 offset, qint64 count);
+
 signals:
     void connected();
     void dataArrival(qint64 bytesTotal);
@@ -121,6 +146,13 @@ private:
     void onSocketError(QAbstractSocket::SocketError socketError);
     void onNewConnection();
     void deliverBufferedData();
+    bool kernelPathOpen() const;
+    char *transferBuffer();
+    qint64 readBlock(char *data, qint64 maxBytes);
+    qint64 spliceInto(QFile &file, qint64 maxBytes);
+    void watchWritable();
+    void sendBufferedBlock();
+    void endBufferedBlock();
 
     QTcpSocket *socket = nullptr;
     QTcpServer *listener = nullptr;
@@ -133,6 +165,19 @@ private:
     bool tlsAtOnce = true;
     bool handshaking = false;
     bool sendOutstanding = false;
+
+    QByteArray blockBuffer;
+    // Downloads splice from the socket through this pipe into the file, unless
+    // the file's system refused once.
+    std::unique_ptr<SplicePipe> splicePipe;
+    bool spliceRefused = false;
+    // The upload block in the buffer: its size and how much of it has been sent,
+    // on the duplicate descriptor whose notifier says when the socket can take
+    // more (Qt's own notifier on the socket's descriptor stays Qt's).
+    qint64 blockBytes = 0;
+    qint64 blockSent = 0;
+    int writableDescriptor = -1;
+    QSocketNotifier *writable = nullptr;
 };
 
 } // namespace korvan

@@ -30,8 +30,9 @@ public:
     CancelWatch(FtpSession &session, SessionUi &ui);
     void start();
     void stop();
-    // Polled this often; the flag is set by a click, so a tenth of a second is prompt.
-    static constexpr int kPollMs = 100;
+    // Polled this often: a cancel takes effect within a tenth of a second, the
+    // poll's own delay plus the block being moved (a few milliseconds).
+    static constexpr int kPollMs = 50;
 
 private:
     void poll();

@@ -60,7 +60,8 @@ private slots:
     void disconnectDuringCommand();
     void closeRequestDuringWait();
     void activeUploadStartsWhenAccepted();
-    void uploadOfMissingFile();
+    void uploadOfMissingOrShortFile_data();
+    void uploadOfMissingOrShortFile();
     void dataConnectionRefused();
     void downloadIntoMissingFolder();
     void logMasksPassword();
@@ -514,21 +515,31 @@ void SessionScriptedTest::activeUploadStartsWhenAccepted()
     QVERIFY(logOn(false));
     server->expectPrefix("PORT ").rememberPortAddress().reply("200 PORT ok\r\n");
     server->expect("STOR up.bin").reply("150 go ahead\r\n").wait(200).openData().receiveData().reply("226 stored\r\n");
-    const QByteArray upload = ScriptedFtpServer::patternBytes(3, 60000);
+    const QByteArray upload = ScriptedFtpServer::patternBytes(3, 2 * FtpSession::kUploadBlockSize + 4464);
     QVERIFY(writeFile(local.filePath("up.bin"), upload));
     QList<qint64> blocks;
     connect(session.get(), &FtpSession::uploadBlockSent, this, [&](qint64 bytes) { blocks << bytes; });
     QVERIFY(session->StoreFile(local.filePath("up.bin"), "up.bin", upload.size()).succeeded());
-    QCOMPARE(blocks, (QList<qint64>{25396, 25396, 9208}));
+    QCOMPARE(blocks, (QList<qint64>{FtpSession::kUploadBlockSize, FtpSession::kUploadBlockSize, 4464}));
     QCOMPARE(server->receivedData(), upload);
     const QStringList blue = ui->logLines(LogColour::Blue);
     QVERIFY(blue.at(blue.size() - 2).startsWith("PORT 127,0,0,1,"));
     CHECK_NO_UI_FAILURES();
 }
 
-void SessionScriptedTest::uploadOfMissingFile()
+void SessionScriptedTest::uploadOfMissingOrShortFile_data()
 {
+    QTest::addColumn<qint64>("fileBytes"); // -1: no file
+    QTest::newRow("missing") << qint64(-1);
+    QTest::newRow("shorter than its size") << qint64(999);
+}
+
+void SessionScriptedTest::uploadOfMissingOrShortFile()
+{
+    QFETCH(qint64, fileBytes);
     QTemporaryDir local;
+    if (fileBytes >= 0)
+        QVERIFY(writeFile(local.filePath("gone.bin"), ScriptedFtpServer::patternBytes(0, fileBytes)));
     QVERIFY(logOn());
     server->expect("PASV").passive();
     server->expect("STOR gone.bin").reply("150 go ahead\r\n").receiveData().reply("226 stored\r\n");
