@@ -101,14 +101,19 @@ cFTPList &FolderRetrieval::storeListing(const QString &folder)
 }
 
 // A link is a folder when the server lets us change into it; one CWD per link,
-// and one CWD back to the current folder at the end.
+// and one CWD back to the current folder at the end. The progress text is built
+// at every tenth entry and before each CWD (whose wait is where a window
+// repaints): a text for every entry of a 100,000-entry folder costs more than
+// the listing's parse, and no one could see them.
 bool FolderRetrieval::resolveLinks(cFTPList &list)
 {
     const qint32 count = list.FileNumb();
     bool linkSeen = false;
     for (qint32 i = 0; i < count; ++i) {
-        ui.setStatusText(StatusPane::Main, ProcessingText(i, count));
-        if (!list.IsLink(i))
+        const bool link = list.IsLink(i);
+        if (link || i % 10 == 0)
+            ui.setStatusText(StatusPane::Main, ProcessingText(i, count));
+        if (!link)
             continue;
         linkSeen = true;
         if (session.ChangeDir(list.Path(i))) {

@@ -131,8 +131,7 @@ void FolderRetrievalTest::listCommandForms()
     QCOMPARE(list->Path(0), argument + "readme.txt");
     QCOMPARE(list->Path(1), argument + "sub dir/");
     QCOMPARE(session->sCurrentDir(), QString("/home/me/"));
-    QCOMPARE(ui->mainStatus,
-             (QStringList{kGetting, "Processing 0/2 files and folders", "Processing 1/2 files and folders", "Done"}));
+    QCOMPARE(ui->mainStatus, (QStringList{kGetting, "Processing 0/2 files and folders", "Done"}));
     CHECK_NO_UI_FAILURES();
 }
 
@@ -193,11 +192,9 @@ void FolderRetrievalTest::linksResolvedWithOneCwdEach()
     QCOMPARE(list->Path(2), QString("/data/note"));
     QVERIFY(list->IsFolder(3));
     QCOMPARE(list->Path(3), QString("/srv/x/"));
-    QStringList expectedStatus{kGetting};
-    for (int i = 0; i < 4; ++i)
-        expectedStatus << QString("Processing %1/4 files and folders").arg(i);
-    expectedStatus << "Done";
-    QCOMPARE(ui->mainStatus, expectedStatus);
+    // Each link's CWD, and every tenth entry, shows its progress.
+    QCOMPARE(ui->mainStatus, (QStringList{kGetting, "Processing 0/4 files and folders",
+                                          "Processing 2/4 files and folders", "Processing 3/4 files and folders", "Done"}));
     CHECK_NO_UI_FAILURES();
 }
 
