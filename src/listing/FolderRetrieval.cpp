@@ -26,8 +26,10 @@ QString ProcessingText(qint32 index, qint32 count)
 
 // Listings of a session that has ended describe another server, or an old state of it.
 FolderRetrieval::FolderRetrieval(FtpSession &session, SessionUi &ui)
-    : session(session), ui(ui),
-      sessionEndWatch(QObject::connect(&session, &FtpSession::sessionEnded, [this] { clearCache(); }))
+    : session(session), ui(ui), sessionEndWatch(QObject::connect(&session, &FtpSession::sessionEnded, [this] {
+          ++endedSessions;
+          clearCache();
+      }))
 {}
 
 FolderRetrieval::~FolderRetrieval()
@@ -51,6 +53,7 @@ bool FolderRetrieval::GetList(QString &folder)
     if (!sessionOpen())
         return finish(true);
     ui.setStatusText(StatusPane::Main, kGettingList);
+    const quint64 endedBefore = endedSessions;
     folder = WithTrailingSlash(folder);
     if (cache.count(folder) != 0)
         return finish(true);
@@ -61,8 +64,8 @@ bool FolderRetrieval::GetList(QString &folder)
         if (!session.OpenDataConnection() || !sendListCommand(folder))
             return finish(false);
     }
-    cFTPList &list = storeListing(folder);
-    return finish(resolveLinks(list));
+    cFTPList *list = storeListing(folder, endedBefore);
+    return finish(list && resolveLinks(*list));
 }
 
 // The current folder is listed without an argument; a folder with a blank is
@@ -90,12 +93,14 @@ void FolderRetrieval::parseBesideEventLoop(cFTPList &list, QString text)
         QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
 }
 
-cFTPList &FolderRetrieval::storeListing(const QString &folder)
+cFTPList *FolderRetrieval::storeListing(const QString &folder, quint64 endedBefore)
 {
     auto list = std::make_shared<cFTPList>();
     parseBesideEventLoop(*list, session.listText());
+    if (endedSessions != endedBefore)
+        return nullptr;
     list->setFolder(folder);
-    cFTPList &stored = *list;
+    cFTPList *stored = list.get();
     cache[folder] = std::move(list);
     return stored;
 }
