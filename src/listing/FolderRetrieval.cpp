@@ -26,8 +26,10 @@ QString ProcessingText(qint32 index, qint32 count)
 
 // Listings of a session that has ended describe another server, or an old state of it.
 FolderRetrieval::FolderRetrieval(FtpSession &session, SessionUi &ui)
-    : session(session), ui(ui),
-      sessionEndWatch(QObject::connect(&session, &FtpSession::sessionEnded, [this] { clearCache(); }))
+    : session(session), ui(ui), sessionEndWatch(QObject::connect(&session, &FtpSession::sessionEnded, [this] {
+          ++endedSessions;
+          clearCache();
+      }))
 {}
 
 FolderRetrieval::~FolderRetrieval()
@@ -51,6 +53,7 @@ bool FolderRetrieval::GetList(QString &folder)
     if (!sessionOpen())
         return finish(true);
     ui.setStatusText(StatusPane::Main, kGettingList);
+    const quint64 endedBefore = endedSessions;
     folder = WithTrailingSlash(folder);
     if (cache.count(folder) != 0)
         return finish(true);
@@ -61,8 +64,8 @@ bool FolderRetrieval::GetList(QString &folder)
         if (!session.OpenDataConnection() || !sendListCommand(folder))
             return finish(false);
     }
-    cFTPList &list = storeListing(folder);
-    return finish(resolveLinks(list));
+    cFTPList *list = storeListing(folder, endedBefore);
+    return finish(list && resolveLinks(*list));
 }
 
 // The current folder is listed without an argument; a folder with a blank is
@@ -90,25 +93,32 @@ void FolderRetrieval::parseBesideEventLoop(cFTPList &list, QString text)
         QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
 }
 
-cFTPList &FolderRetrieval::storeListing(const QString &folder)
+cFTPList *FolderRetrieval::storeListing(const QString &folder, quint64 endedBefore)
 {
     auto list = std::make_shared<cFTPList>();
     parseBesideEventLoop(*list, session.listText());
+    if (endedSessions != endedBefore)
+        return nullptr;
     list->setFolder(folder);
-    cFTPList &stored = *list;
+    cFTPList *stored = list.get();
     cache[folder] = std::move(list);
     return stored;
 }
 
 // A link is a folder when the server lets us change into it; one CWD per link,
-// and one CWD back to the current folder at the end.
+// and one CWD back to the current folder at the end. The progress text is built
+// at every tenth entry and before each CWD (whose wait is where a window
+// repaints): a text for every entry of a 100,000-entry folder costs more than
+// the listing's parse, and no one could see them.
 bool FolderRetrieval::resolveLinks(cFTPList &list)
 {
     const qint32 count = list.FileNumb();
     bool linkSeen = false;
     for (qint32 i = 0; i < count; ++i) {
-        ui.setStatusText(StatusPane::Main, ProcessingText(i, count));
-        if (!list.IsLink(i))
+        const bool link = list.IsLink(i);
+        if (link || i % 10 == 0)
+            ui.setStatusText(StatusPane::Main, ProcessingText(i, count));
+        if (!link)
             continue;
         linkSeen = true;
         if (session.ChangeDir(list.Path(i))) {

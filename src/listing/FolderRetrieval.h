@@ -41,7 +41,9 @@ public:
 private:
     bool sessionOpen() const;
     bool sendListCommand(const QString &folder);
-    cFTPList &storeListing(const QString &folder);
+    // Null when a session ended since `endedBefore` was read: the listing may
+    // describe another server, and the cache was emptied meanwhile.
+    cFTPList *storeListing(const QString &folder, quint64 endedBefore);
     static void parseBesideEventLoop(cFTPList &list, QString text);
     bool resolveLinks(cFTPList &list);
     bool finish(bool result);
@@ -50,6 +52,8 @@ private:
     SessionUi &ui;
     std::map<QString, std::shared_ptr<cFTPList>> cache;
     QMetaObject::Connection sessionEndWatch;
+    // Sessions ended so far: a parse that spans an end must not store its listing.
+    quint64 endedSessions = 0;
 };
 
 } // namespace korvan

@@ -40,6 +40,7 @@ private slots:
     void withoutSessionNothingIsSent();
     void sessionEndEmptiesTheCache_data();
     void sessionEndEmptiesTheCache();
+    void closeDuringParseCachesNothing();
     void sortKeys_data();
     void sortKeys();
 
@@ -131,8 +132,7 @@ void FolderRetrievalTest::listCommandForms()
     QCOMPARE(list->Path(0), argument + "readme.txt");
     QCOMPARE(list->Path(1), argument + "sub dir/");
     QCOMPARE(session->sCurrentDir(), QString("/home/me/"));
-    QCOMPARE(ui->mainStatus,
-             (QStringList{kGetting, "Processing 0/2 files and folders", "Processing 1/2 files and folders", "Done"}));
+    QCOMPARE(ui->mainStatus, (QStringList{kGetting, "Processing 0/2 files and folders", "Done"}));
     CHECK_NO_UI_FAILURES();
 }
 
@@ -193,11 +193,10 @@ void FolderRetrievalTest::linksResolvedWithOneCwdEach()
     QCOMPARE(list->Path(2), QString("/data/note"));
     QVERIFY(list->IsFolder(3));
     QCOMPARE(list->Path(3), QString("/srv/x/"));
-    QStringList expectedStatus{kGetting};
-    for (int i = 0; i < 4; ++i)
-        expectedStatus << QString("Processing %1/4 files and folders").arg(i);
-    expectedStatus << "Done";
-    QCOMPARE(ui->mainStatus, expectedStatus);
+    // Each link's CWD, and every tenth entry, shows its progress.
+    QCOMPARE(ui->mainStatus,
+             (QStringList{kGetting, "Processing 0/4 files and folders", "Processing 2/4 files and folders",
+                          "Processing 3/4 files and folders", "Done"}));
     CHECK_NO_UI_FAILURES();
 }
 
@@ -300,6 +299,28 @@ void FolderRetrievalTest::sessionEndEmptiesTheCache()
         session->Disconnect();
     }
     QTRY_COMPARE(folders->cachedFolderCount(), 0);
+}
+
+// The server closes right after a listing long enough that its parse spans the
+// close: the listing of the ended session is not kept.
+void FolderRetrievalTest::closeDuringParseCachesNothing()
+{
+    logOn();
+    QByteArray listing;
+    for (int i = 0; i < 100000; ++i)
+        listing += unixLine("-rw-r--r--", i, "file-" + QByteArray::number(i));
+    server->expect("TYPE A").reply("200 ascii\r\n");
+    server->expect("PASV").passive();
+    server->expect("LIST /big")
+        .reply("150 here\r\n")
+        .sendData(listing)
+        .closeData()
+        .reply("226 done\r\n")
+        .wait(50)
+        .closeControl();
+    QString folder = "/big";
+    QVERIFY(!folders->GetList(folder));
+    QCOMPARE(folders->cachedFolderCount(), 0);
 }
 
 void FolderRetrievalTest::sortKeys_data()
