@@ -189,20 +189,10 @@ int RunWindow(int argc, char *argv[])
     app.arm();
     const double enterMs = NowMs();
     const double enterCpuMs = CpuMs();
-    {
-        timespec ts;
-        clock_gettime(CLOCK_MONOTONIC, &ts);
-        std::fprintf(stderr, "ENTER %ld.%09ld\n", ts.tv_sec, ts.tv_nsec);
-    }
     QTest::keyClick(address, Qt::Key_Return);
     if (!WaitFor([&] { return paintedMs >= 0; }))
         return 4;
     f.cpuMs = CpuMs() - enterCpuMs;
-    {
-        timespec ts;
-        clock_gettime(CLOCK_MONOTONIC, &ts);
-        std::fprintf(stderr, "PAINTED %ld.%09ld\n", ts.tv_sec, ts.tv_nsec);
-    }
     app.disarm();
     f.enterMs = paintedMs - enterMs;
     f.listMs = listSentMs < 0 ? -1 : paintedMs - listSentMs;
