@@ -606,10 +606,11 @@ bool FtpServer::waitForGreeting(QString *error)
             probe.connectToHost(host(), listenPort);
         }
         if (probe.waitForConnected(500) && (tlsMode != ServerTls::Implicit || probe.waitForEncrypted(2000))) {
-            QByteArray received;
             // The greeting may span several lines ("220-..."); the last starts "220 ".
-            while (probe.waitForReadyRead(static_cast<int>(qMax<qint64>(1, deadline.remainingTime())))) {
-                received += probe.readAll();
+            // After a TLS handshake it may already be read along with the handshake's
+            // last message, so what the socket holds is looked at before any wait.
+            QByteArray received = probe.readAll();
+            for (;;) {
                 if (received.startsWith("220") && (received.contains("\n220 ") || received.startsWith("220 "))
                     && received.endsWith('\n')) {
                     probe.write("QUIT\r\n");
@@ -622,6 +623,9 @@ bool FtpServer::waitForGreeting(QString *error)
                 }
                 if (!received.startsWith("220") && received.endsWith('\n'))
                     break;
+                if (!probe.waitForReadyRead(static_cast<int>(qMax<qint64>(1, deadline.remainingTime()))))
+                    break;
+                received += probe.readAll();
             }
             lastReply = received;
         }
