@@ -6,8 +6,8 @@
 #include "explorer/HandOver.h"
 #include "explorer/fFTPMain.h"
 #include "explorer/x11/DirectSave.h"
-#include "korvan/cFTPList.h"
 #include "korvan/FtpSettings.h"
+#include "korvan/cFTPList.h"
 #include "listing/ListingSize.h"
 #include "shell/DesktopApps.h"
 #include "shell/dialogs/MessageBoxes.h"
@@ -16,6 +16,7 @@
 #include <QClipboard>
 #include <QDir>
 #include <QDrag>
+#include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QIcon>
@@ -116,12 +117,19 @@ ShellExchange::ShellExchange(fFTPMain &window) : QObject(&window), window(window
     tmrOLE.setInterval(kOleDelayMs);
     connect(&tmrOLE, &QTimer::timeout, this, &ShellExchange::uploadPending);
     connect(&watcher, &QFileSystemWatcher::directoryChanged, this, &ShellExchange::scanFolder);
-    for (auto where : {QStandardPaths::DesktopLocation, QStandardPaths::HomeLocation,
-                       QStandardPaths::DownloadLocation, QStandardPaths::DocumentsLocation})
+    for (auto where : {QStandardPaths::DesktopLocation, QStandardPaths::HomeLocation, QStandardPaths::DownloadLocation,
+                       QStandardPaths::DocumentsLocation})
         watchFolder(QStandardPaths::writableLocation(where));
 }
 
-ShellExchange::~ShellExchange() = default;
+// The window's hand-over files go with it: nothing is left to answer for them,
+// and a copy pasted later would stay in the user's folder.
+ShellExchange::~ShellExchange()
+{
+    const QDir folder(tempDir());
+    for (const QString &name : std::as_const(madeHandOvers))
+        QFile::remove(folder.filePath(name));
+}
 
 QString ShellExchange::tempDir()
 {
