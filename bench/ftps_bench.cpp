@@ -4,6 +4,7 @@
 // of each; prints the median MB/s with min and max, and the median of the
 // pairwise ratios session/curl. Needs root (vsftpd logs on a system user).
 
+#include "Median.h"
 #include "fixtures/HeadlessUi.h"
 #include "ftp/FtpSession.h"
 #include "servers/FtpServer.h"
@@ -81,9 +82,8 @@ struct Bench {
     }
     bool curl(bool download)
     {
-        const QString url = QString("ftp://%1:%2@%3:%4/")
-                                .arg(server.user(), server.password(), server.host())
-                                .arg(server.port());
+        const QString url =
+            QString("ftp://%1:%2@%3:%4/").arg(server.user(), server.password(), server.host()).arg(server.port());
         const QStringList transfer = download ? QStringList{"-o", localDir + "/got.bin", url + "big.bin"}
                                               : QStringList{"-T", localDir + "/got.bin", url + "put.bin"};
         QProcess curl;
@@ -95,10 +95,9 @@ struct Bench {
     }
 };
 
-double median(QList<double> values)
+double median(const QList<double> &values)
 {
-    std::sort(values.begin(), values.end());
-    return values.at(values.size() / 2);
+    return bench::Median({values.begin(), values.end()});
 }
 
 void report(const char *what, const QList<double> &session, const QList<double> &curl)
@@ -108,8 +107,8 @@ void report(const char *what, const QList<double> &session, const QList<double> 
         ratios << session[i] / curl[i];
     const auto [sessionMin, sessionMax] = std::minmax_element(session.begin(), session.end());
     const auto [curlMin, curlMax] = std::minmax_element(curl.begin(), curl.end());
-    std::printf("%s: session %.0f MB/s (%.0f-%.0f), curl --ssl-reqd %.0f MB/s (%.0f-%.0f), ratio median %.2f\n",
-                what, median(session), *sessionMin, *sessionMax, median(curl), *curlMin, *curlMax, median(ratios));
+    std::printf("%s: session %.0f MB/s (%.0f-%.0f), curl --ssl-reqd %.0f MB/s (%.0f-%.0f), ratio median %.2f\n", what,
+                median(session), *sessionMin, *sessionMax, median(curl), *curlMin, *curlMax, median(ratios));
 }
 
 } // namespace
@@ -130,7 +129,8 @@ int main(int argc, char **argv)
     QList<double> sessionGet, curlGet, sessionPut, curlPut;
     for (int round = 0; round <= kRounds; ++round) {
         const double figures[] = {timed([&] { return bench.session(true); }), timed([&] { return bench.curl(true); }),
-                                  timed([&] { return bench.session(false); }), timed([&] { return bench.curl(false); })};
+                                  timed([&] { return bench.session(false); }),
+                                  timed([&] { return bench.curl(false); })};
         if (std::find(std::begin(figures), std::end(figures), 0.0) != std::end(figures)) {
             std::fprintf(stderr, "a transfer failed in round %d\n", round);
             return 1;

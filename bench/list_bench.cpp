@@ -10,6 +10,7 @@
 //        list_bench --screenshots DIR [entries]  the four view styles as PNGs
 
 #include "ListingGenerator.h"
+#include "Median.h"
 #include "ResidentMemory.h"
 #include "explorer/FileListModel.h"
 #include "explorer/FileListView.h"
@@ -206,10 +207,8 @@ bool RunInChild(const char *self, int entries, RunFigures &figures)
 void PrintSpread(const char *what, std::vector<double> values, const char *unit, double scale)
 {
     std::sort(values.begin(), values.end());
-    const size_t n = values.size();
-    const double median = n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
-    std::printf("%-34s median %9.1f %s  (min %.1f, max %.1f)\n", what, median * scale, unit, values.front() * scale,
-                values.back() * scale);
+    std::printf("%-34s median %9.1f %s  (min %.1f, max %.1f)\n", what, bench::Median(values) * scale, unit,
+                values.front() * scale, values.back() * scale);
 }
 
 } // namespace

@@ -25,6 +25,7 @@
 // URL and the local scratch folder, and serves until standard input closes (for
 // strace, perf or time by hand).
 
+#include "Median.h"
 #include "servers/FtpServer.h"
 
 #include <QCoreApplication>
@@ -48,6 +49,7 @@
 extern char **environ;
 
 using namespace korvan::test;
+using korvan::bench::Median;
 
 namespace {
 
@@ -157,13 +159,6 @@ void RemoveAll(const QString &path)
         QDir(path).removeRecursively();
     else
         QFile::remove(path);
-}
-
-double Median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    const size_t n = values.size();
-    return n == 0 ? 0 : n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
 }
 
 QString Spread(const std::vector<double> &values, int decimals)

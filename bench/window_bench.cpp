@@ -21,6 +21,7 @@
 // Usage: window_bench [entries] [runs] (as root: vsftpd logs on a system user).
 
 #include "ListingGenerator.h"
+#include "Median.h"
 #include "ResidentMemory.h"
 #include "explorer/AddressCombo.h"
 #include "explorer/FileListModel.h"
@@ -296,16 +297,9 @@ double CurlListMs(const test::FtpServer &server, int entries)
     return 1000 * (total - pretransfer);
 }
 
-double Median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    const size_t n = values.size();
-    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
-}
-
 void PrintSpread(const char *what, const std::vector<double> &values, const char *unit)
 {
-    std::printf("%-40s median %8.1f %-5s (min %.1f, max %.1f)\n", what, Median(values), unit,
+    std::printf("%-40s median %8.1f %-5s (min %.1f, max %.1f)\n", what, bench::Median(values), unit,
                 *std::min_element(values.begin(), values.end()), *std::max_element(values.begin(), values.end()));
 }
 
