@@ -194,6 +194,12 @@ QString fFTPMain::statusText(int panel) const
     return panel >= 1 && panel <= 2 ? statusTexts[panel - 1] : QString();
 }
 
+void fFTPMain::showPendingTexts()
+{
+    rtbStatus->flushPending();
+    statusPacer.flush();
+}
+
 void fFTPMain::showStatusTexts()
 {
     for (int panel = 0; panel < 2; ++panel)

@@ -53,6 +53,8 @@ public:
     // Status bar: panel 1 the message, panel 2 the wait; shown in upper case.
     void SetStatusText(const QString &text, int panel = 1);
     QString statusText(int panel = 1) const;
+    // The log lines and status texts not yet shown (they follow paced), now.
+    void showPendingTexts();
     // Sets every command's enabled state now; `forceConnected` counts the session as connected.
     void UpdateCommandStates(bool forceConnected = false);
     void CloseWinsock2();

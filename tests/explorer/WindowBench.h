@@ -136,6 +136,12 @@ inline QString screenshotPath(const QString &name)
 // drawn where they stand, as the user sees them.
 inline void saveScreenshot(QWidget *widget, const QString &name)
 {
+    // What the window shows a moment later: its texts follow paced.
+    QList<fFTPMain *> windows = widget->window()->findChildren<fFTPMain *>();
+    if (auto *own = qobject_cast<fFTPMain *>(widget->window()))
+        windows << own;
+    for (fFTPMain *window : windows)
+        window->showPendingTexts();
     QPixmap shot = widget->grab();
     QPainter painter(&shot);
     for (QWidget *top : QApplication::topLevelWidgets()) {
