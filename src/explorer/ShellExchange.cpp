@@ -14,6 +14,7 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QCursor>
 #include <QDir>
 #include <QDrag>
 #include <QFile>
@@ -229,7 +230,10 @@ void ShellExchange::dragSelection()
     dragging = false;
     for (const auto &[folder, name] : std::exchange(heldArrivals, {}))
         queueArrival(folder, name, false);
-    if (action == Qt::IgnoreAction || dragArrived)
+    // Qt reports a drop that the target refused like a drag given up; only a
+    // release over a window of ours is certainly the latter.
+    const bool releasedElsewhere = !QApplication::topLevelAt(QCursor::pos());
+    if ((action == Qt::IgnoreAction && !releasedElsewhere) || dragArrived)
         return;
     QTimer::singleShot(kArrivalWaitMs, this, [this, name] {
         if (name == dragHandOver && !dragArrived)

@@ -15,6 +15,7 @@
 #include <QAction>
 #include <QFileDialog>
 #include <QItemSelectionModel>
+#include <QLabel>
 #include <QMimeData>
 #include <QProcess>
 #include <QScreen>
@@ -243,6 +244,8 @@ void DesktopExchangeXTest::handOverIntoFolder_data()
     QTest::newRow("dragged into the trash") << u"drag"_qs << u".local/share/Trash/files"_qs << false << icons;
     QTest::newRow("dropped on KDE's file manager (D-Bus)") << u"kde"_qs << u"extracted"_qs << true << details;
     QTest::newRow("\"Download to...\" and the folder chooser") << u"menu"_qs << u"chosen"_qs << true << icons;
+    QTest::newRow("refused by a program that takes no drops: the folder chooser")
+        << u"drag to a refusing window"_qs << u"refused"_qs << true << details;
 }
 
 void DesktopExchangeXTest::handOverIntoFolder()
@@ -279,6 +282,15 @@ void DesktopExchangeXTest::handOverIntoFolder()
         xdotoolAndWait(steps << u"key"_qs << u"ctrl+c"_qs << u"keyup"_qs << u"ctrl"_qs);
         const QPoint emptyFolderView = showFolderWindow(target) + kEmptyFolderView;
         click(emptyFolderView, folderWindow, {u"ctrl+v"_qs});
+    } else if (gesture == u"drag to a refusing window") {
+        folderToChoose = target;
+        QProcess refusing;
+        refusing.start(QCoreApplication::applicationFilePath(), {u"--refusing-window"_qs});
+        xdotoolAndWait({u"search"_qs, u"--sync"_qs, u"--name"_qs, u"^refusing$"_qs});
+        drag(rowOnScreen(u"notes.txt"_qs), kFolderWindow.center());
+        QTRY_VERIFY_WITH_TIMEOUT(!arrivals.isEmpty(), 15000);
+        refusing.kill();
+        refusing.waitForFinished();
     } else if (gesture == u"menu") {
         folderToChoose = target;
         QAction *downloadTo = bench->window.actions()->downloadTo;
@@ -387,5 +399,24 @@ void DesktopExchangeXTest::openRemoteFile()
     QCOMPARE(asked, question);
 }
 
-QTEST_MAIN(DesktopExchangeXTest)
+// A program of the desktop that speaks none of the drop protocols and refuses
+// every drop (it is XDND-aware, as Qt windows are, so the drag stops over it).
+int showRefusingWindow(int argc, char *argv[])
+{
+    QApplication app(argc, argv);
+    QLabel window(u"This program takes no drops"_qs);
+    window.setWindowTitle(u"refusing"_qs);
+    window.setGeometry(kFolderWindow);
+    window.show();
+    return app.exec();
+}
+
+int main(int argc, char *argv[])
+{
+    if (argc == 2 && qstrcmp(argv[1], "--refusing-window") == 0)
+        return showRefusingWindow(argc, argv);
+    QApplication app(argc, argv);
+    DesktopExchangeXTest test;
+    return QTest::qExec(&test, argc, argv);
+}
 #include "DesktopExchangeXTest.moc"
