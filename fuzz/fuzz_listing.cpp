@@ -1,7 +1,9 @@
 // Any bytes as a LIST reply: the parse must never crash, hang or break the table's
 // promises, and every accessor must answer for every slot of the table.
 #include "ftp/RemotePath.h"
+#include "ftp/ReplyRules.h"
 #include "korvan/cFTPList.h"
+#include "listing/ListingParser.h"
 #include "listing/ListingSize.h"
 
 #include <cstdint>
@@ -30,6 +32,28 @@ void checkPath(const QString &path)
     const QString normal = korvan::NormalizeRemotePath(path);
     require(normal.startsWith(u'/') && normal.endsWith(u'/') && !normal.contains(u"//"));
     require(korvan::NormalizeRemotePath(normal) == normal);
+}
+
+bool sameEntry(const korvan::TFILE &a, const korvan::TFILE &b)
+{
+    return a.FileName == b.FileName && a.FileSize == b.FileSize && a.FileAttr == b.FileAttr
+           && a.FileLink == b.FileLink && a.FileDate == b.FileDate && a.bFolder == b.bFolder;
+}
+
+// The bytes as the server sent them read as the text decoded from them.
+void checkBytesReadAsText(const QByteArray &bytes)
+{
+    using namespace korvan;
+    QSet<QString> textLatin1, bytesLatin1;
+    const QString text = DecodeWireLines(bytes, &textLatin1);
+    ListingParseState textState, bytesState;
+    QVector<TFILE> fromText, fromBytes;
+    const qint32 textCount = ParseListing(text, 2026, textState, fromText);
+    require(ParseListingBytes(bytes, 2026, bytesState, fromBytes, &bytesLatin1) == textCount);
+    require(textState.style == bytesState.style && textState.hasAttributes == bytesState.hasAttributes);
+    require(fromText.size() == fromBytes.size() && textLatin1 == bytesLatin1);
+    for (qsizetype i = 0; i < fromText.size(); ++i)
+        require(sameEntry(fromText[i], fromBytes[i]));
 }
 
 } // namespace
@@ -68,5 +92,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     requireOutOfRange(list, -1);
     requireOutOfRange(list, list.TableSize());
     checkPath(QString::fromLatin1(text, qsizetype(size)));
+    checkBytesReadAsText(QByteArray(text, qsizetype(size)));
     return 0;
 }

@@ -6,6 +6,7 @@
 #include <QStringEncoder>
 
 #include <cstdio>
+#include <cstring>
 #include <unistd.h>
 
 namespace korvan::cli {
@@ -35,84 +36,108 @@ struct Columns {
     qsizetype date = 1;
 };
 
-QString attributeText(const cFTPList &list, qint32 i)
+// DOS listings have no permission word: the type stands in for it.
+QStringView attributeText(const TFILE &entry)
 {
-    const QString attr = list.FileAttr(i);
-    if (!attr.isEmpty())
-        return attr;
-    return list.IsFolder(i) ? u"d"_qs : u"-"_qs; // DOS listings have none
+    if (!entry.FileAttr.isEmpty())
+        return entry.FileAttr;
+    return entry.bFolder ? u"d" : u"-";
 }
 
 Columns columnWidths(const cFTPList &list, qint32 first, qint32 last)
 {
     Columns widths;
     for (qint32 i = first; i <= last; ++i) {
-        widths.attr = qMax(widths.attr, attributeText(list, i).size());
-        widths.size = qMax(widths.size, list.FileSize(i).size());
-        widths.date = qMax(widths.date, list.FileDate(i).size());
+        const TFILE &entry = list.entry(i);
+        widths.attr = qMax(widths.attr, attributeText(entry).size());
+        widths.size = qMax(widths.size, entry.FileSize.size());
+        widths.date = qMax(widths.date, entry.FileDate.size());
     }
     return widths;
 }
 
 // Standard output in chunks of UTF-8: a listing of a hundred thousand lines is
-// encoded straight into one reused buffer, never held whole as text.
+// encoded straight into one reused buffer, never held whole as text. ASCII, what
+// nearly every field is, is copied as it stands.
 class Output {
 public:
-    Output() { chunk.reserve(kChunkBytes + kChunkBytes / 4); }
+    Output() : chunk(kChunkBytes + kLongestField, Qt::Uninitialized) {}
     ~Output() { flush(); }
 
     void text(QStringView text)
     {
-        const qsizetype used = chunk.size();
-        chunk.resize(used + utf8.requiredSpace(text.size()));
-        chunk.truncate(utf8.appendToBuffer(chunk.data() + used, text) - chunk.constData());
+        if (text.size() > kLongestField / 3) {
+            bytes(text.toUtf8());
+            return;
+        }
+        char *const start = chunk.data() + used;
+        char16_t any = 0;
+        const char16_t *in = text.utf16();
+        for (qsizetype i = 0; i < text.size(); ++i) {
+            any |= in[i];
+            start[i] = char(in[i]);
+        }
+        used += any < 0x80 ? text.size() : utf8.appendToBuffer(start, text) - start;
         flushWhenFull();
     }
     void bytes(const QByteArray &bytes)
     {
-        chunk += bytes;
+        if (bytes.size() > kLongestField) {
+            flush();
+            std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout);
+            return;
+        }
+        std::memcpy(chunk.data() + used, bytes.constData(), size_t(bytes.size()));
+        used += bytes.size();
         flushWhenFull();
     }
     void blanks(qsizetype count)
     {
-        if (count > 0)
-            chunk.append(count, ' ');
+        while (count > 0) {
+            const qsizetype piece = qMin(count, kLongestField);
+            std::memset(chunk.data() + used, ' ', size_t(piece));
+            used += piece;
+            count -= piece;
+            flushWhenFull();
+        }
     }
     bool flush()
     {
-        const bool written = std::fwrite(chunk.constData(), 1, size_t(chunk.size()), stdout) == size_t(chunk.size());
-        chunk.clear();
-        return written && std::fflush(stdout) == 0;
+        const bool written = std::fwrite(chunk.constData(), 1, size_t(used), stdout) == size_t(used);
+        used = 0;
+        return written && std::fflush(stdout) == 0 && !std::ferror(stdout);
     }
 
 private:
     static constexpr qsizetype kChunkBytes = 64 * 1024;
+    // Room beyond a full chunk for one more field; a longer field (a hostile name
+    // of megabytes) bypasses the chunk.
+    static constexpr qsizetype kLongestField = 64 * 1024;
     void flushWhenFull()
     {
-        if (chunk.size() >= kChunkBytes)
+        if (used >= kChunkBytes)
             flush();
     }
 
     QByteArray chunk;
+    qsizetype used = 0;
     QStringEncoder utf8{QStringEncoder::Utf8};
 };
 
-void writeLongLine(Output &out, const cFTPList &list, qint32 i, const Columns &widths, bool terminal)
+void writeLongLine(Output &out, const TFILE &entry, const Columns &widths, bool terminal)
 {
-    const QString attr = attributeText(list, i);
-    const QString size = list.FileSize(i);
-    const QString date = list.FileDate(i);
+    const QStringView attr = attributeText(entry);
     out.text(attr);
-    out.blanks(widths.attr - attr.size() + 1 + widths.size - size.size());
-    out.text(size);
+    out.blanks(widths.attr - attr.size() + 1 + widths.size - entry.FileSize.size());
+    out.text(entry.FileSize);
     out.blanks(2);
-    out.text(date);
-    out.blanks(widths.date - date.size() + 2);
-    out.text(terminal ? TerminalSafe(list.FileName(i)) : list.FileName(i));
-    if (list.IsLink(i)) {
+    out.text(entry.FileDate);
+    out.blanks(widths.date - entry.FileDate.size() + 2);
+    out.text(terminal ? TerminalSafe(entry.FileName) : entry.FileName);
+    if (!entry.FileLink.isEmpty()) {
         out.text(u" -> ");
-        out.text(terminal ? TerminalSafe(list.FileLink(i)) : list.FileLink(i));
-        if (list.IsFolder(i))
+        out.text(terminal ? TerminalSafe(entry.FileLink) : entry.FileLink);
+        if (entry.bFolder)
             out.text(u"/");
     }
     out.text(u"\n");
@@ -130,7 +155,7 @@ bool writeEntries(const cFTPList &list, qint32 first, qint32 last, bool json)
     const Columns widths = columnWidths(list, first, last);
     const bool terminal = ::isatty(STDOUT_FILENO) == 1;
     for (qint32 i = first; i <= last; ++i)
-        writeLongLine(out, list, i, widths, terminal);
+        writeLongLine(out, list.entry(i), widths, terminal);
     return out.flush();
 }
 

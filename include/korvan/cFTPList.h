@@ -31,6 +31,8 @@
 //   FileAttr  the UNIX permission word; empty for DOS listings.
 //   FileLink  the target of a UNIX symbolic link (text after " -> "), else empty.
 
+#include <QByteArray>
+#include <QSet>
 #include <QString>
 #include <QVector>
 #include <stdexcept>
@@ -94,6 +96,11 @@ public:
     // Parses the listing, replacing the whole table; takes the text over and leaves
     // `sFileList` empty. Never fails: unreadable lines are skipped.
     void setFTPFileList(QString &sFileList);
+    // The same, from the bytes as the server sent them: each line is UTF-8 when
+    // valid, otherwise Latin-1, whose lines (decoded) are added to `latin1Lines`.
+    void setWireFileList(const QByteArray &wireText, QSet<QString> *latin1Lines = nullptr);
+    // Entry Index as a whole, without copying its fields; bounds as the accessors.
+    const TFILE &entry(qint32 Index) const;
 
 private:
     TFILE &slot(qint32 Index);

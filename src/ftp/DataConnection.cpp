@@ -297,7 +297,7 @@ void FtpSession::receiveListing()
         return;
     const qsizetype before = listBytes.size();
     data.appendTo(listBytes, kReceiveBytesPerArrival);
-    transferState.listingLines += QByteArrayView(listBytes).sliced(before).count('\n');
+    transferState.listingLines += CountLineFeeds(QByteArrayView(listBytes).sliced(before));
     if (listBytes.size() > kMaxListingBytes || transferState.listingLines > kMaxListingLines)
         cutListing();
 }

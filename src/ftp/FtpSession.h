@@ -122,6 +122,9 @@ public:
     SocketAdapter &dataSocket() { return data; }
     // The listing as text, line by line UTF-8 or Latin-1.
     QString listText() const { return DecodeWireLines(listBytes, &latin1Lines); }
+    // Lines of a listing that came as Latin-1 (decoded): names taken from them go
+    // back as the same bytes. For a parse of sListText() that decoded them itself.
+    void rememberLatin1Lines(const QSet<QString> &lines) { latin1Lines.unite(lines); }
     // Control bytes as they arrive: split into lines, each handed to ReplyLine.
     void ControlDataArrival(const QByteArray &bytes);
 

@@ -4,6 +4,8 @@
 #include <QStringDecoder>
 #include <QStringList>
 
+#include <cstring>
+
 namespace korvan {
 
 QString ReplyCode(const QString &line)
@@ -101,14 +103,34 @@ QString DecodeWireLines(const QByteArray &bytes, QSet<QString> *fallbackLines)
     for (qsizetype start = 0; start < bytes.size();) {
         qsizetype end = bytes.indexOf('\n', start);
         end = end < 0 ? bytes.size() : end + 1;
-        const QByteArray line = bytes.mid(start, end - start);
-        const QString decoded = DecodeWireText(line);
-        if (fallbackLines && !IsAscii(decoded) && decoded != QString::fromUtf8(line))
-            fallbackLines->insert(decoded);
-        text += decoded;
+        text += DecodeWireLine(QByteArrayView(bytes).sliced(start, end - start), fallbackLines);
         start = end;
     }
     return text;
+}
+
+QString DecodeWireLine(QByteArrayView line, QSet<QString> *fallbackLines)
+{
+    const QByteArray bytes = line.toByteArray();
+    QString decoded = DecodeWireText(bytes);
+    if (fallbackLines && !IsAscii(decoded) && decoded != QString::fromUtf8(bytes))
+        fallbackLines->insert(decoded);
+    return decoded;
+}
+
+qsizetype CountLineFeeds(QByteArrayView bytes)
+{
+    qsizetype count = 0;
+    const char *at = bytes.data();
+    const char *const end = at + bytes.size();
+    while (at < end) {
+        at = static_cast<const char *>(std::memchr(at, '\n', size_t(end - at)));
+        if (!at)
+            break;
+        ++count;
+        ++at;
+    }
+    return count;
 }
 
 QByteArray EncodeWireText(const QString &text, const QString &argument, const QSet<QString> &fallbackLines)

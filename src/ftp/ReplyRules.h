@@ -37,6 +37,10 @@ QString DecodeWireText(const QByteArray &bytes);
 // The same line by line (a listing may mix both); lines that needed Latin-1 and
 // hold non-ASCII characters are added to fallbackLines.
 QString DecodeWireLines(const QByteArray &bytes, QSet<QString> *fallbackLines = nullptr);
+// One line of those (up to and with its line feed), decoded as DecodeWireLines does.
+QString DecodeWireLine(QByteArrayView line, QSet<QString> *fallbackLines = nullptr);
+// Line feeds in `bytes`, counted with the C library's vectorised search.
+qsizetype CountLineFeeds(QByteArrayView bytes);
 // Text to wire bytes: a text that came as Latin-1 (it occurs in one of
 // fallbackLines) goes back as the same Latin-1 bytes, everything else as UTF-8.
 QByteArray EncodeWireText(const QString &text, const QString &argument, const QSet<QString> &fallbackLines);

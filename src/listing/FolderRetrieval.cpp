@@ -17,9 +17,30 @@ namespace {
 const QString kGettingList = u"Getting List of Files and Folders. Wait a Second..."_qs;
 const QString kDone = u"Done"_qs;
 
+// Built for every tenth entry of a listing: one allocation, digits written in place.
 QString ProcessingText(qint32 index, qint32 count)
 {
-    return u"Processing "_qs + QString::number(index) + u'/' + QString::number(count) + u" files and folders"_qs;
+    static constexpr QStringView kStart = u"Processing ";
+    static constexpr QStringView kEnd = u" files and folders";
+    char16_t digits[24];
+    const auto number = [&digits](qint32 value, char16_t *end) {
+        quint32 rest = value < 0 ? 0u - quint32(value) : quint32(value);
+        do {
+            *--end = char16_t(u'0' + rest % 10);
+            rest /= 10;
+        } while (rest != 0);
+        if (value < 0)
+            *--end = u'-';
+        return end;
+    };
+    char16_t *const countEnd = digits + 24;
+    char16_t *const countStart = number(count, countEnd);
+    *(countStart - 1) = u'/';
+    char16_t *const indexStart = number(index, countStart - 1);
+    QString text;
+    text.reserve(kStart.size() + (countEnd - indexStart) + kEnd.size());
+    text.append(kStart).append(QStringView(indexStart, countEnd)).append(kEnd);
+    return text;
 }
 
 } // namespace
@@ -85,9 +106,10 @@ bool FolderRetrieval::sendListCommand(const QString &folder)
 // beside the event loop, as the transfer before it did, so the window keeps
 // painting. The list is nobody else's until it is stored. The user's clicks wait
 // until then: no command can start, and no session end, between LIST and the cache.
-void FolderRetrieval::parseBesideEventLoop(cFTPList &list, QString text)
+void FolderRetrieval::parseBesideEventLoop(cFTPList &list, const QByteArray &wireText, QSet<QString> &latin1Lines)
 {
-    std::unique_ptr<QThread> parser(QThread::create([&list, &text] { list.setFTPFileList(text); }));
+    std::unique_ptr<QThread> parser(
+        QThread::create([&list, &wireText, &latin1Lines] { list.setWireFileList(wireText, &latin1Lines); }));
     parser->start();
     while (!parser->wait(QDeadlineTimer(10)))
         QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
@@ -96,7 +118,9 @@ void FolderRetrieval::parseBesideEventLoop(cFTPList &list, QString text)
 cFTPList *FolderRetrieval::storeListing(const QString &folder, quint64 endedBefore)
 {
     auto list = std::make_shared<cFTPList>();
-    parseBesideEventLoop(*list, session.listText());
+    QSet<QString> latin1Lines;
+    parseBesideEventLoop(*list, session.sListText(), latin1Lines);
+    session.rememberLatin1Lines(latin1Lines);
     if (endedSessions != endedBefore)
         return nullptr;
     list->setFolder(folder);

@@ -44,7 +44,7 @@ private:
     // Null when a session ended since `endedBefore` was read: the listing may
     // describe another server, and the cache was emptied meanwhile.
     cFTPList *storeListing(const QString &folder, quint64 endedBefore);
-    static void parseBesideEventLoop(cFTPList &list, QString text);
+    static void parseBesideEventLoop(cFTPList &list, const QByteArray &wireText, QSet<QString> &latin1Lines);
     bool resolveLinks(cFTPList &list);
     bool finish(bool result);
 

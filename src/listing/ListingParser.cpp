@@ -4,6 +4,9 @@
 #include "listing/ListingSize.h"
 #include "listing/TextScan.h"
 
+#include "ftp/ReplyRules.h"
+
+#include <cstring>
 #include <span>
 #include <vector>
 
@@ -35,15 +38,6 @@ Columns columnsOf(ListingStyle style)
         break;
     }
     return {};
-}
-
-// Qt's character search is vectorised: faster than counting character by character.
-qsizetype countLineFeeds(QStringView text)
-{
-    qsizetype count = 0;
-    for (qsizetype at = text.indexOf(u'\n'); at >= 0; at = text.indexOf(u'\n', at + 1))
-        ++count;
-    return count;
 }
 
 // Where " -> " starts in `name`, or -1. Searching for the rare ">" is cheaper than
@@ -81,7 +75,7 @@ public:
         const QStringView typeWord = word(columns.typeWord);
         slot.bFolder = typeWord.startsWith(u'd') || typeWord == u"<DIR>";
         if (!slot.bFolder)
-            slot.FileSize = FormatListingSize(word(columns.sizeWord));
+            slot.FileSize = formattedSize(word(columns.sizeWord));
 
         if (state.hasAttributes) {
             slot.FileAttr = shared(lastAttr, typeWord);
@@ -95,6 +89,8 @@ public:
 
     // The words of the current line, split at every blank; filled by the caller.
     std::vector<QStringView> words;
+    // False when the line holds no ">", so no link arrow: set with the words.
+    bool mayHoldLink = true;
 
 private:
     bool isDate(qsizetype first, qsizetype last) const
@@ -146,7 +142,7 @@ private:
 
     void setNameAndLink(QStringView name, TFILE &slot) const
     {
-        const qsizetype arrow = findLinkArrow(name);
+        const qsizetype arrow = mayHoldLink ? findLinkArrow(name) : -1;
         if (arrow < 0) {
             slot.FileName = name.toString();
             return;
@@ -172,6 +168,16 @@ private:
         return lastFormattedDate;
     }
 
+    // Neighbouring entries often have the same size (empty files, blocks).
+    QString formattedSize(QStringView word)
+    {
+        if (word != lastSizeWord) {
+            lastSizeWord = word.toString();
+            lastSize = FormatListingSize(word);
+        }
+        return lastSize;
+    }
+
     // Consecutive entries mostly repeat the same permission word: share one copy.
     static QString shared(QString &last, QStringView value)
     {
@@ -183,59 +189,170 @@ private:
     const int currentYear;
     ListingParseState &state;
     QString lastAttr;
+    QString lastSizeWord;
+    QString lastSize;
     QString lastRawDate;
     QString lastFormattedDate;
 };
+
+// Runs of blanks in one line (which holds no CR LF) become one blank, which ends
+// a word: the collapsed line goes to `line`, its words to `words`.
+template <typename Char>
+void SplitLine(const Char *in, qsizetype size, std::vector<char16_t> &line, std::vector<QStringView> &words)
+{
+    line.resize(size_t(size));
+    char16_t *const out = line.data();
+    qsizetype used = 0;
+    qsizetype wordStart = 0;
+    bool afterBlank = false;
+    for (qsizetype i = 0; i < size; ++i) {
+        const char16_t c = in[i];
+        const bool blank = c == u' ';
+        if (blank) {
+            if (afterBlank)
+                continue;
+            words.emplace_back(out + wordStart, used - wordStart);
+            wordStart = used + 1;
+        }
+        afterBlank = blank;
+        out[used++] = c;
+    }
+    words.emplace_back(out + wordStart, used - wordStart);
+}
+
+// Eight bytes at a time: nearly every listing is ASCII throughout.
+bool IsAscii(const uchar *bytes, qsizetype size)
+{
+    quint64 any = 0;
+    qsizetype i = 0;
+    for (; i + 8 <= size; i += 8) {
+        quint64 eight;
+        std::memcpy(&eight, bytes + i, sizeof eight);
+        any |= eight;
+    }
+    for (; i < size; ++i)
+        any |= bytes[i];
+    return (any & 0x8080808080808080ULL) == 0;
+}
+
+// One listing's parse, line by line; the caller hands it each line without its CR LF.
+class Lines {
+public:
+    Lines(int currentYear, ListingParseState &state, QVector<TFILE> &table, qsizetype lineFeeds)
+        : parser(currentYear, state), table(table)
+    {
+        table.clear();
+        // Every CR LF is also an LF: enough room for the table without a reallocation.
+        table.reserve(lineFeeds + 1);
+    }
+
+    template <typename Char>
+    void parse(const Char *line, qsizetype size, bool mayHoldLink = true)
+    {
+        ++lines;
+        parser.mayHoldLink = mayHoldLink;
+        SplitLine(line, size, text, parser.words);
+        TFILE entry;
+        if (!text.empty() && parser.parse(entries, entry)) {
+            table.append(std::move(entry));
+            ++entries;
+        }
+        parser.words.clear();
+    }
+
+    qint32 finish()
+    {
+        table.resize(lines);
+        return entries;
+    }
+
+private:
+    LineParser parser;
+    QVector<TFILE> &table;
+    std::vector<char16_t> text;
+    qint32 entries = 0;
+    qsizetype lines = 0;
+};
+
+// Calls lineEnd(position of the CR) for every CR LF of the text.
+template <typename Char, typename FindLineFeed, typename LineEnd>
+void ForEachLineEnd(const Char *data, qsizetype size, FindLineFeed findLineFeed, LineEnd lineEnd)
+{
+    for (qsizetype at = findLineFeed(0); at >= 0 && at < size; at = findLineFeed(at + 1)) {
+        if (at > 0 && data[at - 1] == Char('\r'))
+            lineEnd(at - 1);
+    }
+}
+
+// A line of bytes that is not all ASCII, read as DecodeWireLines reads it: each
+// piece up to a line feed on its own, UTF-8 when valid, otherwise Latin-1.
+QString DecodeLine(QByteArrayView line, QSet<QString> *latin1Lines)
+{
+    QString text;
+    for (qsizetype start = 0; start < line.size();) {
+        const qsizetype lineFeed = line.indexOf('\n', start);
+        const qsizetype end = lineFeed < 0 ? line.size() : lineFeed + 1;
+        text += DecodeWireLine(line.sliced(start, end - start), latin1Lines);
+        start = end;
+    }
+    return text;
+}
 
 } // namespace
 
 qint32 ParseListing(QString text, int currentYear, ListingParseState &state, QVector<TFILE> &table)
 {
-    table.clear();
-    if (text.isEmpty())
+    if (text.isEmpty()) {
+        table.clear();
         return 0;
-    // Every CR LF is also an LF: enough room for the table without a reallocation.
-    table.reserve(countLineFeeds(text) + 1);
-
-    LineParser parser(currentYear, state);
-    qint32 entries = 0;
-    const auto parseLine = [&](QStringView lastWord, bool lineIsEmpty) {
-        parser.words.push_back(lastWord);
-        TFILE entry;
-        if (!lineIsEmpty && parser.parse(entries, entry)) {
-            table.append(std::move(entry));
-            ++entries;
-        }
-        parser.words.clear();
-    };
-
-    // One pass, in place: runs of blanks are collapsed into one blank, which ends
-    // a word; CR LF ends a line. Everything before `out` is already collapsed.
-    char16_t *data = reinterpret_cast<char16_t *>(text.data());
-    const qsizetype size = text.size();
-    qsizetype out = 0;
-    qsizetype lineStart = 0;
-    qsizetype wordStart = 0;
-    qsizetype lines = 1;
-    for (qsizetype in = 0; in < size; ++in) {
-        const char16_t c = data[in];
-        if (c == u' ') {
-            if (out > 0 && data[out - 1] == u' ')
-                continue;
-            parser.words.emplace_back(reinterpret_cast<const QChar *>(data + wordStart), out - wordStart);
-            wordStart = out + 1;
-        } else if (c == u'\n' && out > 0 && data[out - 1] == u'\r') {
-            const qsizetype lineEnd = out - 1;
-            parseLine(QStringView(data + wordStart, lineEnd - wordStart), lineEnd == lineStart);
-            ++lines;
-            lineStart = wordStart = out + 1;
-        }
-        data[out++] = c;
     }
-    parseLine(QStringView(data + wordStart, out - wordStart), out == lineStart);
+    const QStringView view(text);
+    Lines lines(currentYear, state, table, view.count(u'\n'));
+    const char16_t *data = view.utf16();
+    qsizetype start = 0;
+    ForEachLineEnd(
+        data, view.size(), [view](qsizetype from) { return view.indexOf(u'\n', from); },
+        [&](qsizetype lineEnd) {
+            lines.parse(data + start, lineEnd - start);
+            start = lineEnd + 2;
+        });
+    lines.parse(data + start, view.size() - start);
+    return lines.finish();
+}
 
-    table.resize(lines);
-    return entries;
+qint32 ParseListingBytes(QByteArrayView bytes, int currentYear, ListingParseState &state, QVector<TFILE> &table,
+                         QSet<QString> *latin1Lines)
+{
+    // A text of nothing but a byte order mark decodes to no text at all.
+    if (bytes.size() <= 3 && DecodeWireLines(bytes.toByteArray()).isEmpty()) {
+        table.clear();
+        return 0;
+    }
+    Lines lines(currentYear, state, table, CountLineFeeds(bytes));
+    const auto *data = reinterpret_cast<const uchar *>(bytes.data());
+    const auto parseLine = [&](qsizetype start, qsizetype end, qsizetype decodeEnd) {
+        if (IsAscii(data + start, end - start)) {
+            lines.parse(data + start, end - start, std::memchr(data + start, '>', size_t(end - start)) != nullptr);
+            return;
+        }
+        // Decoded with its CR LF, as the whole text would be; the CR LF is then cut.
+        QString text = DecodeLine(bytes.sliced(start, decodeEnd - start), latin1Lines);
+        text.chop(decodeEnd - end);
+        lines.parse(reinterpret_cast<const char16_t *>(text.utf16()), text.size());
+    };
+    qsizetype start = 0;
+    ForEachLineEnd(
+        data, bytes.size(),
+        [bytes](qsizetype from) {
+            const void *found = std::memchr(bytes.data() + from, '\n', size_t(bytes.size() - from));
+            return found ? static_cast<const char *>(found) - bytes.data() : qsizetype(-1);
+        },
+        [&](qsizetype lineEnd) {
+            parseLine(start, lineEnd, lineEnd + 2);
+            start = lineEnd + 2;
+        });
+    parseLine(start, bytes.size(), bytes.size());
+    return lines.finish();
 }
 
 } // namespace korvan

@@ -11,6 +11,8 @@
 
 #include "korvan/cFTPList.h"
 
+#include <QByteArrayView>
+#include <QSet>
 #include <QString>
 #include <QVector>
 
@@ -34,5 +36,12 @@ struct ListingParseState {
 // Accepted entries fill slots 0 to result - 1. Runs of blanks anywhere in the text
 // count as one blank, names included. Never fails: unreadable lines are skipped.
 qint32 ParseListing(QString text, int currentYear, ListingParseState &state, QVector<TFILE> &table);
+
+// The same, straight from the bytes a server sent: each line is read as UTF-8
+// when it is valid UTF-8, otherwise as Latin-1 (as DecodeWireLines reads it), and
+// the lines that needed Latin-1 are added to `latin1Lines`. No text of the whole
+// listing is made: lines of ASCII (nearly all) are read as they stand.
+qint32 ParseListingBytes(QByteArrayView bytes, int currentYear, ListingParseState &state, QVector<TFILE> &table,
+                         QSet<QString> *latin1Lines = nullptr);
 
 } // namespace korvan

@@ -144,4 +144,17 @@ void cFTPList::setFTPFileList(QString &sFileList)
     hasAttributes = state.hasAttributes;
 }
 
+void cFTPList::setWireFileList(const QByteArray &wireText, QSet<QString> *latin1Lines)
+{
+    ListingParseState state{ListingStyle(style), hasAttributes};
+    nFileNumb = ParseListingBytes(wireText, QDate::currentDate().year(), state, entries, latin1Lines);
+    style = qint32(state.style);
+    hasAttributes = state.hasAttributes;
+}
+
+const TFILE &cFTPList::entry(qint32 Index) const
+{
+    return slot(Index);
+}
+
 } // namespace korvan

@@ -11,6 +11,7 @@
 #include <QTimer>
 
 #include <cerrno>
+#include <utility>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -107,6 +108,18 @@ private:
     QTimer deadline;
 };
 
+// Counts a handler of a socket's signal for as long as it runs.
+class SignalScope {
+public:
+    explicit SignalScope(int &depth) : depth(depth) { ++depth; }
+    ~SignalScope() { --depth; }
+    SignalScope(const SignalScope &) = delete;
+    SignalScope &operator=(const SignalScope &) = delete;
+
+private:
+    int &depth;
+};
+
 QString protocolName(QSsl::SslProtocol protocol)
 {
     switch (protocol) {
@@ -176,6 +189,24 @@ SocketAdapter::~SocketAdapter()
 {
     close();
     qDeleteAll(pendingRequests);
+    for (const QPointer<QObject> &dead : graveyard)
+        delete dead;
+}
+
+// A closed socket or listener goes at once unless one of its signals is being
+// handled: deleteLater() waits for an event loop to return, which a command-line
+// run never does, so a batch of a thousand files piled a thousand sockets up and
+// every pass of the event loop walked all their delete events again.
+void SocketAdapter::discard(QObject *object)
+{
+    if (socketSignals > 0) {
+        graveyard.emplace_back(object);
+        return;
+    }
+    for (const QPointer<QObject> &dead : graveyard)
+        delete dead;
+    graveyard.clear();
+    delete object;
 }
 
 SocketState SocketAdapter::state() const
@@ -233,10 +264,22 @@ void SocketAdapter::startTls()
 void SocketAdapter::beginTls(QSslSocket *tls)
 {
     tls->setPeerVerifyName(tlsPeerName);
-    connect(tls, &QSslSocket::encrypted, this, &SocketAdapter::onEncrypted);
-    connect(tls, &QSslSocket::sslErrors, this, &SocketAdapter::tlsErrors);
-    connect(tls, &QSslSocket::newSessionTicketReceived, this, &SocketAdapter::newSessionTicket);
-    connect(tls, &QSslSocket::encryptedBytesWritten, this, &SocketAdapter::reportSendComplete);
+    connect(tls, &QSslSocket::encrypted, this, [this] {
+        SignalScope scope(socketSignals);
+        onEncrypted();
+    });
+    connect(tls, &QSslSocket::sslErrors, this, [this](const QList<QSslError> &errors) {
+        SignalScope scope(socketSignals);
+        emit tlsErrors(errors);
+    });
+    connect(tls, &QSslSocket::newSessionTicketReceived, this, [this] {
+        SignalScope scope(socketSignals);
+        emit newSessionTicket();
+    });
+    connect(tls, &QSslSocket::encryptedBytesWritten, this, [this] {
+        SignalScope scope(socketSignals);
+        reportSendComplete();
+    });
     handshaking = true;
 }
 
@@ -287,7 +330,10 @@ bool SocketAdapter::listen(const QHostAddress &address)
 {
     close();
     listener = new Listener(tlsConfiguration.has_value(), this);
-    connect(listener, &QTcpServer::newConnection, this, &SocketAdapter::onNewConnection);
+    connect(listener, &QTcpServer::newConnection, this, [this] {
+        SignalScope scope(socketSignals);
+        onNewConnection();
+    });
     if (listener->listen(address, 0))
         return true;
     failed = true;
@@ -329,11 +375,11 @@ void SocketAdapter::closeListener()
     if (!listener)
         return;
     listener->close();
+    listener->disconnect(this);
     // Connections the system already accepted stay reachable by their request id.
     while (QTcpSocket *waiting = listener->nextPendingConnection())
-        waiting->deleteLater();
-    listener->deleteLater();
-    listener = nullptr;
+        discard(waiting);
+    discard(std::exchange(listener, nullptr));
 }
 
 void SocketAdapter::dropSocket()
@@ -361,7 +407,7 @@ void SocketAdapter::dropSocket()
     if (old->state() == QAbstractSocket::ConnectedState)
         old->flush();
     old->abort();
-    old->deleteLater();
+    discard(old);
 }
 
 void SocketAdapter::adoptSocket(QTcpSocket *fresh)
@@ -372,11 +418,26 @@ void SocketAdapter::adoptSocket(QTcpSocket *fresh)
     // Qt would otherwise pull everything the system holds (megabytes on loopback)
     // into memory before we see any of it.
     socket->setReadBufferSize(kReadBufferBytes);
-    connect(socket, &QTcpSocket::connected, this, &SocketAdapter::connected);
-    connect(socket, &QTcpSocket::readyRead, this, &SocketAdapter::onReadyRead);
-    connect(socket, &QTcpSocket::bytesWritten, this, &SocketAdapter::onBytesWritten);
-    connect(socket, &QTcpSocket::disconnected, this, &SocketAdapter::onPeerClosed);
-    connect(socket, &QTcpSocket::errorOccurred, this, &SocketAdapter::onSocketError);
+    connect(socket, &QTcpSocket::connected, this, [this] {
+        SignalScope scope(socketSignals);
+        emit connected();
+    });
+    connect(socket, &QTcpSocket::readyRead, this, [this] {
+        SignalScope scope(socketSignals);
+        onReadyRead();
+    });
+    connect(socket, &QTcpSocket::bytesWritten, this, [this](qint64 bytes) {
+        SignalScope scope(socketSignals);
+        onBytesWritten(bytes);
+    });
+    connect(socket, &QTcpSocket::disconnected, this, [this] {
+        SignalScope scope(socketSignals);
+        onPeerClosed();
+    });
+    connect(socket, &QTcpSocket::errorOccurred, this, [this](QAbstractSocket::SocketError socketError) {
+        SignalScope scope(socketSignals);
+        onSocketError(socketError);
+    });
 }
 
 QString SocketAdapter::localIP() const

@@ -20,6 +20,7 @@
 
 #include <memory>
 #include <optional>
+#include <vector>
 
 class QFile;
 class QSocketNotifier;
@@ -138,6 +139,7 @@ private:
     QSslSocket *tlsSocket() const;
     void dropSocket();
     void closeListener();
+    void discard(QObject *object);
     void onReadyRead();
     void onBytesWritten(qint64 bytes);
     qint64 unsentBytes() const;
@@ -157,6 +159,10 @@ private:
     QTcpSocket *socket = nullptr;
     QTcpServer *listener = nullptr;
     QHash<qintptr, QPointer<QTcpSocket>> pendingRequests;
+    // Handlers of our sockets' signals now running, and the sockets and listeners
+    // closed meanwhile, which must live until those handlers have returned.
+    int socketSignals = 0;
+    std::vector<QPointer<QObject>> graveyard;
     bool peerClosed = false;
     bool failed = false;
     bool delivering = false;
