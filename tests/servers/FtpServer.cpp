@@ -689,4 +689,31 @@ void FtpServer::stop()
     listenPort = 0;
 }
 
+QByteArray peerListing(const FtpServer &server, bool passive, QString *error)
+{
+    // Python's ftplib as the peer: curl turns the listing's CR LF into LF.
+    static const char *script = R"(import ftplib, sys
+ftp = ftplib.FTP()
+ftp.connect(sys.argv[1], int(sys.argv[2]), timeout=60)
+ftp.login(sys.argv[3], sys.argv[4])
+ftp.set_pasv(sys.argv[5] == "passive")
+ftp.sendcmd("TYPE A")
+with ftp.transfercmd("LIST") as data:
+    while chunk := data.recv(65536):
+        sys.stdout.buffer.write(chunk)
+ftp.voidresp()
+ftp.quit())";
+    QProcess python;
+    python.start("/usr/bin/python3", {"-c", script, server.host(), QString::number(server.port()), server.user(),
+                                      server.password(), passive ? "passive" : "active"});
+    if (!python.waitForFinished(90000) || python.exitStatus() != QProcess::NormalExit || python.exitCode() != 0) {
+        *error = QStringLiteral("ftplib's LIST on %1 failed (exit %2): %3")
+                     .arg(server.name())
+                     .arg(python.exitCode())
+                     .arg(QString::fromLocal8Bit(python.readAllStandardError()).trimmed());
+        return {};
+    }
+    return python.readAllStandardOutput();
+}
+
 } // namespace korvan::test

@@ -96,6 +96,11 @@ private:
     QString fingerprint;
 };
 
+// The root's LIST as a peer client (Python's ftplib) gets it over a passive or
+// an active data connection: what the server sends to any client. Empty, with
+// *error set, when the client fails.
+QByteArray peerListing(const FtpServer &server, bool passive, QString *error);
+
 } // namespace korvan::test
 
 // Lets tests put a server kind in a QtTest data table.
