@@ -234,6 +234,9 @@ QList<ProcessInfo> allProcesses()
 // server dies its children are re-parented and cannot be traced back.
 QList<qint64> processTree(qint64 root)
 {
+    // Never 0 or below: to kill() those name whole process groups.
+    if (root <= 1)
+        return {};
     const QList<ProcessInfo> processes = allProcesses();
     QList<qint64> tree{root};
     for (qsizetype i = 0; i < tree.size(); ++i) {
@@ -250,7 +253,7 @@ QList<qint64> processTree(qint64 root)
 void killUserProcesses(const QString &user)
 {
     const passwd *entry = ::getpwnam(user.toLocal8Bit().constData());
-    for (int round = 0; entry && round < 50; ++round) {
+    for (int round = 0; entry && entry->pw_uid != 0 && round < 50; ++round) {
         bool found = false;
         for (const ProcessInfo &process : allProcesses()) {
             if (process.uid == static_cast<long>(entry->pw_uid) && !process.zombie)
@@ -472,8 +475,10 @@ bool FtpServer::launch(QString *error)
     serverProcess->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
     const QString arguments = QString::fromLatin1(server.arguments) + (tls ? server.tlsArguments : "");
     serverProcess->start(programPath, filledIn(arguments).split(' ', Qt::SkipEmptyParts));
-    if (serverProcess->waitForStarted(5000))
+    if (serverProcess->waitForStarted(5000)) {
+        serverPid = serverProcess->processId();
         return true;
+    }
     *error = QStringLiteral("cannot run %1: %2").arg(programPath, serverProcess->errorString());
     return false;
 }
@@ -528,7 +533,7 @@ QByteArray FtpServer::probeGreeting() const
 bool FtpServer::ownsListeningPort() const
 {
     const QByteArray inode = listeningSocketInode(listenPort, onIPv6);
-    const QList<qint64> tree = processTree(serverProcess->processId());
+    const QList<qint64> tree = processTree(serverPid);
     return !inode.isEmpty()
            && std::any_of(tree.begin(), tree.end(), [&](qint64 pid) { return processHoldsSocket(pid, inode); });
 }
@@ -539,11 +544,13 @@ void FtpServer::killProcessTree()
 {
     if (!serverProcess)
         return;
-    const QList<qint64> tree = processTree(serverProcess->processId());
+    // Only while it runs: once it has exited its pid may be another program's.
+    const QList<qint64> tree = serverProcess->state() == QProcess::Running ? processTree(serverPid) : QList<qint64>();
     for (qint64 pid : tree)
         ::kill(static_cast<pid_t>(pid), SIGKILL);
     serverProcess->waitForFinished(5000);
     serverProcess.reset();
+    serverPid = 0;
 }
 
 void FtpServer::stop()

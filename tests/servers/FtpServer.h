@@ -84,6 +84,7 @@ private:
     QString userPassword;
     std::unique_ptr<QTemporaryDir> baseDir; // holds root/ and the server's own files
     std::unique_ptr<QProcess> serverProcess;
+    qint64 serverPid = 0;
     bool userCreated = false;
     ServerTls tlsMode = ServerTls::None;
     QString fingerprint;
