@@ -6,7 +6,6 @@
 
 #include "fixtures/ServerRows.h"
 #include "servers/FtpServer.h"
-#include "servers/RawFtpClient.h"
 
 #include <QDir>
 #include <QFile>
@@ -125,13 +124,7 @@ const Capture &captureFor(ServerKind kind)
         return capture;
     server.handOver();
     capture.root = server.rootDir();
-    RawFtpClient client;
-    if (!client.connect(server) || !client.login(server)) {
-        capture.error = client.lastError();
-        return capture;
-    }
-    capture.listing = QString::fromUtf8(client.list());
-    capture.error = client.lastError();
+    capture.listing = QString::fromUtf8(peerListing(server, true, &capture.error));
     return capture;
 }
 

@@ -2,13 +2,12 @@
 
 // Real FTP servers from Debian's packages, started on loopback for one test.
 //
-// Each FtpServer owns a free 127.0.0.1 port, a temporary root folder and a
-// log-on of its own: for vsftpd, proftpd and pure-ftpd a system user with a
-// unique name whose home is the root (created on start, deleted on stop), for
-// pyftpdlib a virtual user. Passive and active mode are allowed, the user may
-// write. The destructor stops the server's whole process group, deletes the
-// user and removes the folders, so two test programs may use the same kind at
-// the same time. vsftpd, proftpd and pure-ftpd need root.
+// Each FtpServer owns a free port, a temporary root folder and a log-on of its
+// own: for vsftpd, proftpd and pure-ftpd a system user with a unique name whose
+// home is the root (they need root), for pyftpdlib a virtual user. Passive and
+// active mode are allowed, the user may write. stop() (and the destructor) ends
+// the server's whole process tree and removes the user and the folders, so test
+// programs may run servers of one kind at the same time.
 //
 // The binaries are looked up in $KORVAN_FTPD_DIR (default /opt/korvan-ftpd,
 // filled by scripts/setup-servers.sh) and then in the system folders.
@@ -36,19 +35,18 @@ QString serverName(ServerKind kind); // "pyftpdlib", "vsftpd", "proftpd", "pure-
 class FtpServer {
 public:
     // ipv6: listen on ::1 instead of 127.0.0.1 (pyftpdlib only).
-    explicit FtpServer(ServerKind kind, bool ipv6 = false);
-    ~FtpServer();
+    explicit FtpServer(ServerKind kind, bool ipv6 = false) : serverKind(kind), onIPv6(ipv6) {}
+    ~FtpServer() { stop(); }
     FtpServer(const FtpServer &) = delete;
     FtpServer &operator=(const FtpServer &) = delete;
 
     // Starts the server and waits for its 220 greeting. False with a message
-    // saying what went wrong (missing binary, not root, early exit with the
-    // server's own output, no greeting).
+    // naming the server, its port and what went wrong, with the server's output.
     bool start(QString *error);
     void stop();
     // Before start(): FTPS only, log-on and data, with a self-signed certificate
-    // (CN localhost) that openssl makes at start. vsftpd and proftpd also refuse
-    // a data connection that does not resume the control connection's TLS session.
+    // (CN localhost) made at start. vsftpd and proftpd also refuse a data
+    // connection that does not resume the control connection's TLS session.
     void setTls(ServerTls mode) { tlsMode = mode; }
     // The certificate's SHA-256 fingerprint as openssl prints it ("AB:CD:...").
     QString certificateFingerprint() const { return fingerprint; }
@@ -66,35 +64,36 @@ public:
     void handOver(const QString &path = {});
 
 private:
-    bool prepareFolders(QString *error);
+    bool prepare(QString *error);
     bool createSystemUser(QString *error);
     void deleteSystemUser();
-    bool writeConfig(QString *error);
     bool makeCertificate(QString *error);
-    QString tlsConfig() const;
-    QString program(QString *error) const;
-    QStringList arguments() const;
+    QString filledIn(QString text) const;
     bool launch(QString *error);
     bool waitForGreeting(QString *error);
+    QByteArray probeGreeting() const;
     bool ownsListeningPort() const;
-    QString processOutput();
-    void killProcessGroup();
-    void killUserProcesses();
+    void killProcessTree();
     bool usesSystemUser() const { return serverKind != ServerKind::Pyftpdlib; }
-    QString workFile(const QString &name) const;
 
     ServerKind serverKind;
     bool onIPv6 = false;
     quint16 listenPort = 0;
+    QString programPath;
     QString userName;
     QString userPassword;
     std::unique_ptr<QTemporaryDir> baseDir; // holds root/ and the server's own files
     std::unique_ptr<QProcess> serverProcess;
-    qint64 processGroup = 0;
+    qint64 serverPid = 0;
     bool userCreated = false;
     ServerTls tlsMode = ServerTls::None;
     QString fingerprint;
 };
+
+// The root's LIST as a peer client (Python's ftplib) gets it over a passive or
+// an active data connection: what the server sends to any client. Empty, with
+// *error set, when the client fails.
+QByteArray peerListing(const FtpServer &server, bool passive, QString *error);
 
 } // namespace korvan::test
 
