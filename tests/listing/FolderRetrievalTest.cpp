@@ -138,11 +138,7 @@ void FolderRetrievalTest::getList_data()
     QTest::newRow("other folder: LIST with its path")
         << "/pub/" << true << kPlainListing << QStringList{} << QStringList{"TYPE A", "PASV", "LIST /pub"}
         << plainStatus << true << "/pub/readme.txt|1,234; /pub/sub dir/|";
-    QTest::newRow("a blank: in, LIST, back")
-        << "/home/me/my folder" << true << kPlainListing << QStringList{}
-        << QStringList{"TYPE A", "PASV", "CWD /home/me/my folder", "LIST", "CWD /home/me"} << plainStatus << true
-        << "/home/me/my folder/readme.txt|1,234; /home/me/my folder/sub dir/|";
-    QTest::newRow("active, a blank")
+    QTest::newRow("active, a blank: in, LIST, back")
         << "/a b/" << false << kPlainListing << QStringList{}
         << QStringList{"TYPE A", "PORT ", "CWD /a b", "LIST", "CWD /home/me"} << plainStatus << true
         << "/a b/readme.txt|1,234; /a b/sub dir/|";

@@ -60,25 +60,18 @@ void ListingTest::entries_data()
     QTest::newRow("ls -l alignment blanks collapse")
         << u"-rw-r--r--   1 ftp      ftp     123456789 Oct  7 23:59 debian.iso"_qs
         << QStringList{u"debian.iso|123,456,789|-rw-r--r--||10/7/{year} 11:59 PM|f"_qs};
-    QTest::newRow("link") << u"lrwxrwxrwx 1 root root 7 Jan 15 2003 bin -> usr/bin"_qs
-                          << QStringList{u"bin|7|lrwxrwxrwx|usr/bin|1/15/2003 12:00 AM|f"_qs};
-    QTest::newRow("link with blanks on both sides")
-        << u"lrwxrwxrwx 1 root root 7 Jan 15 2003 my docs -> /srv/my  docs"_qs
-        << QStringList{u"my docs|7|lrwxrwxrwx|/srv/my docs|1/15/2003 12:00 AM|f"_qs};
-    QTest::newRow("only the first two pieces of a link are kept")
-        << u"lrwxrwxrwx 1 root root 7 Jan 15 2003 a -> b -> c"_qs
-        << QStringList{u"a|7|lrwxrwxrwx|b|1/15/2003 12:00 AM|f"_qs};
-    QTest::newRow("arrow without blanks is part of the name")
-        << u"-rw-r--r-- 1 o g 5 Jan 15 2003 a->b"_qs << QStringList{u"a->b|5|-rw-r--r--||1/15/2003 12:00 AM|f"_qs};
+    QTest::newRow("links: blanks on both sides, two pieces kept, no arrow without blanks")
+        << crlf({u"lrwxrwxrwx 1 root root 7 Jan 15 2003 my docs -> /srv/my  docs"_qs,
+                 u"lrwxrwxrwx 1 root root 7 Jan 15 2003 a -> b -> c"_qs, u"-rw-r--r-- 1 o g 5 Jan 15 2003 a->b"_qs})
+        << QStringList{u"my docs|7|lrwxrwxrwx|/srv/my docs|1/15/2003 12:00 AM|f"_qs,
+                       u"a|7|lrwxrwxrwx|b|1/15/2003 12:00 AM|f"_qs, u"a->b|5|-rw-r--r--||1/15/2003 12:00 AM|f"_qs};
     QTest::newRow("dos folder and file, blanks collapse, order kept")
         << crlf({u"01-15-03  10:20AM       <DIR>          pub"_qs, u"01-16-03  10:20PM   1234 a  b.txt"_qs})
         << QStringList{u"pub||||1/15/2003 10:20 AM|d"_qs, u"a b.txt|1,234|||1/16/2003 10:20 PM|f"_qs};
-    QTest::newRow("dos keeps an arrow in the name")
-        << u"01-15-03 10:20PM 5 a -> b"_qs << QStringList{u"a -> b|5|||1/15/2003 10:20 PM|f"_qs};
-    QTest::newRow("dos dir word is case-sensitive")
-        << u"01-15-03 10:20AM <dir> x"_qs << QStringList{u"x|<dir>|||1/15/2003 10:20 AM|f"_qs};
-    QTest::newRow("dos size word beginning with d makes a folder")
-        << u"01-15-03 10:20AM dummy x"_qs << QStringList{u"x||||1/15/2003 10:20 AM|d"_qs};
+    QTest::newRow("dos: an arrow is name, <dir> is no folder, a size word with d is")
+        << crlf({u"01-15-03 10:20PM 5 a -> b"_qs, u"01-15-03 10:20AM <dir> x"_qs, u"01-15-03 10:20AM dummy y"_qs})
+        << QStringList{u"a -> b|5|||1/15/2003 10:20 PM|f"_qs, u"x|<dir>|||1/15/2003 10:20 AM|f"_qs,
+                       u"y||||1/15/2003 10:20 AM|d"_qs};
     QTest::newRow("dot names are dropped")
         << crlf({u"drwxr-xr-x 2 o g 4096 Jan 15 10:20 ."_qs, u"drwxr-xr-x 2 o g 4096 Jan 15 10:20 .."_qs,
                  u"-rw------- 1 o g 220 Jan 15 2003 .profile"_qs, unixFile, u"-rw-r--r-- 1 o g 9 Jan 15 2003 .x y"_qs})
@@ -97,8 +90,8 @@ void ListingTest::entries_data()
     QTest::newRow("banners and seven-word lines before the first entry")
         << crlf({u"Welcome to the archive"_qs, u""_qs, u"drwxr-xr-x 2 o Jan 15 10:20 short"_qs, unixFile})
         << QStringList{readme};
-    QTest::newRow("line starting with a blank shifts its words") << (u' ' + unixDir) << QStringList{};
-    QTest::newRow("impossible date is no date") << u"-rw-r--r-- 1 o g 5 Feb 30 2003 x"_qs << QStringList{};
+    QTest::newRow("a line starting with a blank, an impossible date")
+        << crlf({u' ' + unixDir, u"-rw-r--r-- 1 o g 5 Feb 30 2003 x"_qs}) << QStringList{};
     QTest::newRow("dos style is kept for a later unix line")
         << crlf({u"01-15-03 10:20AM 5 a"_qs, unixDir})
         << QStringList{u"a|5|||1/15/2003 10:20 AM|f"_qs, u"group 4096 Jan 15 10:20 pub|owner|||drwxr-xr-x 2|f"_qs};
@@ -138,8 +131,6 @@ void ListingTest::dates_data()
     QTest::addColumn<QString>("expected"); // empty: not a date
 
     QTest::newRow("unix time: the given year") << "Jan 15 10:20" << 2031 << "1/15/2031 10:20 AM";
-    QTest::newRow("unix evening") << "Dec 5 23:59" << 2026 << "12/5/2026 11:59 PM";
-    QTest::newRow("unix midnight") << "Dec 31 00:00" << 2026 << "12/31/2026 12:00 AM";
     QTest::newRow("unix noon, one-digit hour") << "Jul 4 12:00" << 2026 << "7/4/2026 12:00 PM";
     QTest::newRow("month in lower case") << "sep 01 2020" << 2026 << "9/1/2020 12:00 AM";
     QTest::newRow("month in full") << "JANUARY 15 2003" << 2026 << "1/15/2003 12:00 AM";
@@ -147,15 +138,10 @@ void ListingTest::dates_data()
     QTest::newRow("leap day in a common current year") << "Feb 29 10:20" << 2026 << "";
     QTest::newRow("no leap day in 2023") << "Feb 29 2023" << 2026 << "";
     QTest::newRow("day 31 of a 30-day month") << "Apr 31 2003" << 2026 << "";
-    QTest::newRow("day 0") << "Jan 0 2003" << 2026 << "";
     QTest::newRow("hour 24") << "Jun 15 24:00" << 2026 << "";
     QTest::newRow("minute 60") << "Jun 15 10:60" << 2026 << "";
-    QTest::newRow("one-digit minute") << "Jun 15 10:5" << 2026 << "";
-    QTest::newRow("seconds") << "Jun 15 10:20:30" << 2026 << "";
     QTest::newRow("three-digit year") << "Jun 15 203" << 2026 << "";
     QTest::newRow("misspelt month") << "Jann 15 2003" << 2026 << "";
-    QTest::newRow("four words") << "Jan 15 10:20 x" << 2026 << "";
-    QTest::newRow("double blank is an empty word") << "Jan  15 2003" << 2026 << "";
     QTest::newRow("arabic-indic digits") << u"Jan \u0661\u0665 2003"_qs << 2026 << "";
     QTest::newRow("dos 12AM is midnight") << "12-31-99 12:00AM" << 2026 << "12/31/1999 12:00 AM";
     QTest::newRow("dos 12PM is noon") << "01-01-00 12:00PM" << 2026 << "1/1/2000 12:00 PM";
@@ -168,12 +154,8 @@ void ListingTest::dates_data()
     QTest::newRow("dos no leap day") << "02-29-23 12:30PM" << 2026 << "";
     QTest::newRow("day-month order is not read") << "15-01-03 10:20AM" << 2026 << "";
     QTest::newRow("mixed separators") << "01-15/03 10:20AM" << 2026 << "";
-    QTest::newRow("iso order") << "2003-01-15 10:20" << 2026 << "";
     QTest::newRow("hour 13 with PM") << "01-15-03 13:20PM" << 2026 << "";
     QTest::newRow("hour 0 with AM") << "01-15-03 0:20AM" << 2026 << "";
-    QTest::newRow("AM twice") << "01-15-03 10:20AM AM" << 2026 << "";
-    QTest::newRow("dir word for a time") << "01-15-03 <DIR>" << 2026 << "";
-    QTest::newRow("empty") << "" << 2026 << "";
     // clang-format on
 }
 
@@ -192,21 +174,16 @@ void ListingTest::sizes_data()
     QTest::addColumn<QString>("word");
     QTest::addColumn<QString>("expected");
 
-    QTest::newRow("three digits") << "999" << "999";
     QTest::newRow("seven digits") << "1234567" << "1,234,567";
     QTest::newRow("beyond 64 bits") << "123456789012345678901234" << "123,456,789,012,345,678,901,234";
     QTest::newRow("leading zeros") << "0001234" << "1,234";
-    QTest::newRow("all zeros") << "000" << "0";
     QTest::newRow("negative") << "-1234" << "-1,234";
-    QTest::newRow("negative zero") << "-0" << "0";
     QTest::newRow("plus sign") << "+5000" << "5,000";
     QTest::newRow("fraction rounds down") << "1234.4" << "1,234";
     QTest::newRow("round-up carries") << "999.5" << "1,000";
     QTest::newRow("fraction alone") << ".7" << "1";
-    QTest::newRow("point without fraction") << "12." << "12";
     QTest::newRow("grouped already") << "1,234" << "1,234";
     QTest::newRow("exponent") << "1e3" << "1e3";
-    QTest::newRow("sign alone") << "-" << "-";
     QTest::newRow("point alone") << "." << ".";
     QTest::newRow("two points") << "1.2.3" << "1.2.3";
     QTest::newRow("arabic-indic digits") << u"\u0661\u0662\u0663\u0664"_qs << u"\u0661\u0662\u0663\u0664"_qs;
