@@ -129,6 +129,7 @@ void EncodingTest::roundTrips()
     // Text goes through the code page, the five bytes it leaves undefined included.
     const QString text = u"Grüße €5 — “quoted” = _ \r\n\t"_qs + windows1252::toUnicode("\x81\x8d\x8f\x90\x9d");
     QCOMPARE(cEncode::Conv(cEncode::Conv(text, encodeMode), encodeMode + 1), text);
+    QCOMPARE(windows1252::toUnicode("\x80\x81\x8a\x99\x9f\xa0\xff"), u"€\u0081Š™Ÿ\u00a0ÿ"_qs);
     QCOMPARE(windows1252::fromUnicode(u"\u0080\u0100x\U0001F600"_qs), QByteArray("??x?"));
 }
 
