@@ -92,7 +92,8 @@ void CliServerTest::listsGetsAndPuts()
     const QString into = local.filePath(u"new/down"_qs);
     const KorvanRun get = runKorvan({u"get"_qs, url(u"tree"_qs), into});
     QVERIFY2(get.exitCode == 0 && get.err.contains("3 files downloaded"), qPrintable(describeRun(get)));
-    QCOMPARE(describe(treeOf(into)), describe(expectedTree(kTree.mid(0, 3), {}, [](const TreeFile &) { return true; })));
+    QCOMPARE(describe(treeOf(into)),
+             describe(expectedTree(kTree.mid(0, 3), {}, [](const TreeFile &) { return true; })));
     const KorvanRun put = runKorvan({u"put"_qs, into + u"/tree"_qs, url(u"in/"_qs)});
     QVERIFY2(put.exitCode == 0 && put.err.contains("3 files uploaded"), qPrintable(describeRun(put)));
     QCOMPARE(describe(treeOf(server->rootDir() + u"/in"_qs)), describe(treeOf(into)));

@@ -24,25 +24,27 @@ void CliTest::urls_data()
 {
     // clang-format off
     QTest::addColumn<QString>("text");
-    // user|password|host|port|path|encryption|remote path from /home/me/, or "refused: <a word of the reason>"
+    // user|password|host|host:port|path|encryption|remote path from /home/me/, or "refused: <a word of the reason>"
     QTest::addColumn<QString>("expected");
 
-    QTest::newRow("host only") << "ftp://example.org" << "anonymous|{anon}|example.org|21||0|/home/me/";
-    QTest::newRow("scheme in capitals") << "FTP://Example.org/pub" << "anonymous|{anon}|Example.org|21|pub|0|/home/me/pub";
-    QTest::newRow("port, a folder") << "ftp://h:2121/pub/" << "anonymous|{anon}|h|2121|pub/|0|/home/me/pub/";
-    QTest::newRow("empty port is the default") << "ftp://h:/x" << "anonymous|{anon}|h|21|x|0|/home/me/x";
-    QTest::newRow("user without password") << "ftp://me@h/" << "me||h|21||0|/home/me/";
-    QTest::newRow("colon and raw @ in the password") << "ftp://me:a:b@c@h" << "me|a:b@c|h|21||0|/home/me/";
-    QTest::newRow("encoded user and password") << "ftp://me%40home:p%3A%2F%25x@h" << "me@home|p:/%x|h|21||0|/home/me/";
+    QTest::newRow("host only") << "ftp://example.org" << "anonymous|{anon}|example.org|example.org:21||0|/home/me/";
+    QTest::newRow("scheme in capitals")
+        << "FTP://Example.org/pub" << "anonymous|{anon}|Example.org|Example.org:21|pub|0|/home/me/pub";
+    QTest::newRow("port, a folder") << "ftp://h:2121/pub/" << "anonymous|{anon}|h|h:2121|pub/|0|/home/me/pub/";
+    QTest::newRow("empty port is the default") << "ftp://h:/x" << "anonymous|{anon}|h|h:21|x|0|/home/me/x";
+    QTest::newRow("user without password") << "ftp://me@h/" << "me||h|h:21||0|/home/me/";
+    QTest::newRow("colon and raw @ in the password") << "ftp://me:a:b@c@h" << "me|a:b@c|h|h:21||0|/home/me/";
+    QTest::newRow("encoded user and password")
+        << "ftp://me%40home:p%3A%2F%25x@h" << "me@home|p:/%x|h|h:21||0|/home/me/";
     QTest::newRow("escapes in the path, plus stays")
-        << "ftp://h/caf%C3%a9/a%20b+c" << u"anonymous|{anon}|h|21|café/a b+c|0|/home/me/café/a b+c"_qs;
-    QTest::newRow("encoded slash: from the root") << "ftp://h/%2Fetc" << "anonymous|{anon}|h|21|/etc|0|/etc";
-    QTest::newRow("double slash is the root") << "ftp://h//etc/" << "anonymous|{anon}|h|21|/etc/|0|/etc/";
-    QTest::newRow("dot and dot-dot") << "ftp://h/./../x/../../../y" << "anonymous|{anon}|h|21|./../x/../../../y|0|/y";
-    QTest::newRow("IPv6 literal") << "ftp://u:p@[::1]:2121/x" << "u|p|::1|2121|x|0|/home/me/x";
-    QTest::newRow("@ in the path is path") << "ftp://h/a@b" << "anonymous|{anon}|h|21|a@b|0|/home/me/a@b";
-    QTest::newRow("ftpes: explicit TLS, 21") << "ftpes://h/" << "anonymous|{anon}|h|21||1|/home/me/";
-    QTest::newRow("ftps: implicit TLS, 990") << "FTPS://h/" << "anonymous|{anon}|h|990||2|/home/me/";
+        << "ftp://h/caf%C3%a9/a%20b+c" << u"anonymous|{anon}|h|h:21|café/a b+c|0|/home/me/café/a b+c"_qs;
+    QTest::newRow("encoded slash: from the root") << "ftp://h/%2Fetc" << "anonymous|{anon}|h|h:21|/etc|0|/etc";
+    QTest::newRow("double slash is the root") << "ftp://h//etc/" << "anonymous|{anon}|h|h:21|/etc/|0|/etc/";
+    QTest::newRow("dot and dot-dot") << "ftp://h/./../x/../../../y" << "anonymous|{anon}|h|h:21|./../x/../../../y|0|/y";
+    QTest::newRow("IPv6 literal") << "ftp://u:p@[::1]:2121/x" << "u|p|::1|[::1]:2121|x|0|/home/me/x";
+    QTest::newRow("@ in the path is path") << "ftp://h/a@b" << "anonymous|{anon}|h|h:21|a@b|0|/home/me/a@b";
+    QTest::newRow("ftpes: explicit TLS, 21") << "ftpes://h/" << "anonymous|{anon}|h|h:21||1|/home/me/";
+    QTest::newRow("ftps: implicit TLS, 990") << "FTPS://h/" << "anonymous|{anon}|h|h:990||2|/home/me/";
     QTest::newRow("no scheme") << "example.org/pub" << "refused: ftp://";
     QTest::newRow("other scheme") << "http://example.org/" << "refused: ftp://";
     QTest::newRow("no host") << "ftp://me:pw@/pub" << "refused: host";
@@ -68,8 +70,13 @@ void CliTest::urls()
         return;
     }
     QVERIFY2(url, qPrintable(error));
-    const QStringList parts{url->user, url->password, url->host, QString::number(url->port), url->path,
-                            QString::number(int(url->encryption)), url->remotePath(u"/home/me/"_qs)};
+    const QStringList parts{url->user,
+                            url->password,
+                            url->host,
+                            url->hostAndPort(),
+                            url->path,
+                            QString::number(int(url->encryption)),
+                            url->remotePath(u"/home/me/"_qs)};
     QCOMPARE(parts.join(u'|'), QString(expected).replace(u"{anon}"_qs, korvan::sAnonPassword));
     // One session serves the URLs of one server and log-on, whatever their paths.
     FtpUrl other = *url;
@@ -90,17 +97,21 @@ void CliTest::parseListing_data()
         << QStringList{"parse-listing", "--folder", "/pub/"}
         << QByteArray("total 1\nlrwxrwxrwx 1 o g 8 Jun 1 2024 \"m\\\x01 -> /var/ftp\n")
         << QByteArray(R"({"FileName":"\"m\\\u0001","FileSize":"8","FileAttr":"lrwxrwxrwx","FileLink":"/var/ftp",)"
-                      R"("FileDate":"6/1/2024 12:00 AM","bFolder":false,"IsLink":true,"Path":"/pub/\"m\\\u0001"})" "\n");
+                      R"("FileDate":"6/1/2024 12:00 AM","bFolder":false,"IsLink":true,)"
+                      R"("Path":"/pub/\"m\\\u0001"})" "\n");
     QTest::newRow("UTF-8 in and out, CR LF stays, --folder=")
         << QStringList{"parse-listing", "--folder=/srv/"}
         << QByteArray("01-15-03 10:20AM <DIR> Gr\xc3\xbc\xc3\x9f" "e\r\n01-15-03 10:20PM 1234 a  b")
-        << QByteArray(R"({"FileName":"Grüße","FileSize":"","FileAttr":"","FileLink":"","FileDate":"1/15/2003 10:20 AM",)"
+        << QByteArray(R"({"FileName":"Grüße","FileSize":"","FileAttr":"","FileLink":"",)"
+                      R"("FileDate":"1/15/2003 10:20 AM",)"
                       R"("bFolder":true,"IsLink":false,"Path":"/srv/Grüße/"})" "\n"
-                      R"({"FileName":"a b","FileSize":"1,234","FileAttr":"","FileLink":"","FileDate":"1/15/2003 10:20 PM",)"
+                      R"({"FileName":"a b","FileSize":"1,234","FileAttr":"","FileLink":"",)"
+                      R"("FileDate":"1/15/2003 10:20 PM",)"
                       R"("bFolder":false,"IsLink":false,"Path":"/srv/a b"})" "\n");
     QTest::newRow("invalid UTF-8 is read as Latin-1")
         << QStringList{"parse-listing"} << QByteArray("01-15-03 10:20AM 5 Gr\xfc\xdf" "e\n")
-        << QByteArray(R"({"FileName":"Grüße","FileSize":"5","FileAttr":"","FileLink":"","FileDate":"1/15/2003 10:20 AM",)"
+        << QByteArray(R"({"FileName":"Grüße","FileSize":"5","FileAttr":"","FileLink":"",)"
+                      R"("FileDate":"1/15/2003 10:20 AM",)"
                       R"("bFolder":false,"IsLink":false,"Path":"/Grüße"})" "\n");
     QTest::newRow("empty input") << QStringList{"parse-listing"} << QByteArray() << QByteArray();
     // clang-format on
@@ -125,13 +136,14 @@ void CliTest::usage_data()
 
     QTest::newRow("help") << QStringList{"--help"} << 0 << QByteArray("korvan parse-listing --folder") << QByteArray();
     QTest::newRow("a command's help") << QStringList{"ls", "--help"} << 0 << QByteArray("--json") << QByteArray();
-    QTest::newRow("no command: help on standard error") << QStringList{} << 2 << QByteArray() << QByteArray("korvan - ");
+    QTest::newRow("no command: help on standard error")
+        << QStringList{} << 2 << QByteArray() << QByteArray("korvan - ");
     QTest::newRow("unknown command") << QStringList{"frobnicate"} << 2 << QByteArray()
                                      << QByteArray("korvan: unknown command 'frobnicate'");
     QTest::newRow("parse-listing: unknown option") << QStringList{"parse-listing", "--bogus"} << 2 << QByteArray()
                                                    << QByteArray("korvan parse-listing: unexpected argument '--bogus'");
     QTest::newRow("parse-listing: folder without its value") << QStringList{"parse-listing", "--folder"} << 2
-                                                             << QByteArray() << QByteArray("korvan parse-listing: unexpected");
+        << QByteArray() << QByteArray("korvan parse-listing: unexpected");
     QTest::newRow("ls: not a URL") << QStringList{"ls", "127.0.0.1/pub"} << 2 << QByteArray()
                                    << QByteArray("ftp://");
     QTest::newRow("ls: unknown option") << QStringList{"ls", "--fast", "ftp://h/"} << 2 << QByteArray()

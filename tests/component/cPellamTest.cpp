@@ -3,9 +3,9 @@
 // in the host's; a refused log-on asks to try again. (Busy, the temporary folder
 // setting and the unload with the component: tests/install's host checks them.)
 
+#include "korvan/cPellam.h"
 #include "explorer/WindowBench.h"
 #include "fixtures/TestFiles.h"
-#include "korvan/cPellam.h"
 
 #include <QFileInfo>
 #include <QTemporaryDir>
@@ -128,9 +128,9 @@ void cPellamTest::tempDirIsOwnerOnly()
     cPellam pellam;
     pellam.SetTempDir(base.path() + u"/korvan temp"_qs);
     // Qt reports the owner's rights twice: as the owner's and as ours.
-    QCOMPARE(QFileInfo(base.path() + u"/korvan temp/"_qs).permissions(),
-             QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadUser | QFile::WriteUser
-                 | QFile::ExeUser);
+    QCOMPARE(QFileInfo(base.path() + u"/korvan temp/"_qs).permissions(), QFile::ReadOwner | QFile::WriteOwner
+                                                                             | QFile::ExeOwner | QFile::ReadUser
+                                                                             | QFile::WriteUser | QFile::ExeUser);
 }
 
 } // namespace korvan::test

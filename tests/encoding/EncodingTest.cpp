@@ -52,14 +52,16 @@ void EncodingTest::conv_data()
     QTest::addColumn<QByteArray>("input");
     QTest::addColumn<QByteArray>("expected"); // an encoder's row also decodes back
 
-    QTest::newRow("escape, leading zero") << 258 << QByteArray("\x00\x0f =_\xff", 6) << QByteArray("=00=0F=20=3D=5F=FF");
+    QTest::newRow("escape, leading zero")
+        << 258 << QByteArray("\x00\x0f =_\xff", 6) << QByteArray("=00=0F=20=3D=5F=FF");
     QTest::newRow("base64 rfc 4648") << 260 << QByteArray("fooba") << QByteArray("Zm9vYmE=");
     QTest::newRow("base64 high bytes") << 260 << QByteArray("\xfb\xff") << QByteArray("+/8=");
     QTest::newRow("mime base64 breaks after 76") << 262 << QByteArray(58, '\0') << QByteArray(76, 'A') + "\r\nAA==";
     QTest::newRow("uuencode") << 264 << QByteArray("Cat") << QByteArray("#0V%T\r\n`\r\n");
     QTest::newRow("uuencode 46 bytes take two lines")
         << 264 << QByteArray(46, '\0') << "M" + QByteArray(60, '`') + "\r\n!````\r\n`\r\n";
-    QTest::newRow("qp blank before line break") << 266 << QByteArray("a=b \r\nnext\t") << QByteArray("a=3Db=20\r\nnext=09");
+    QTest::newRow("qp blank before line break")
+        << 266 << QByteArray("a=b \r\nnext\t") << QByteArray("a=3Db=20\r\nnext=09");
     QTest::newRow("qp lone LF, CR, high bytes") << 266 << QByteArray("a\nb\r\xe9~") << QByteArray("a=0Ab=0D=E9~");
     QTest::newRow("qp escape not split by soft break")
         << 266 << QByteArray(73, 'a') + "=b" << QByteArray(73, 'a') + "=\r\n=3Db";

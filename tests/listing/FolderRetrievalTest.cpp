@@ -129,7 +129,8 @@ void FolderRetrievalTest::getList_data()
     const QStringList plainStatus{kGetting, processing(0, 2), kDone};
     const QStringList linkWire{"TYPE A", "PASV", "LIST /data", "CWD /data/docs", "CWD /data/note", "CWD /data/abs",
                                "CWD /data/up", "CWD /home/me"};
-    const QStringList linkStatus{kGetting, processing(0, 5), processing(2, 5), processing(3, 5), processing(4, 5), kDone};
+    const QStringList linkStatus{kGetting,         processing(0, 5), processing(2, 5),
+                                 processing(3, 5), processing(4, 5), kDone};
     const QString linkEntries = "/data/pub/|; /data/plain.txt|10; /data/note|9; /srv/x/|; /|";
     const QString noteIsFile = "CWD /data/note=>550 Not a directory";
     QTest::newRow("current folder: LIST alone")

@@ -35,15 +35,21 @@ void RealServerListingTest::listing()
     START_OR_FAIL(server);
     const QString root = server.rootDir();
     const QString absTarget = root + u"/folder"_qs;
-    QVERIFY(writeTree(root, {{u"empty.bin"_qs, 0}, {u"two  blanks.txt"_qs, 3}, {u"Grüße ✓.txt"_qs, 2},
-                             {u".hidden"_qs, 1}, {u"old.txt"_qs, 4}, {u"big.bin"_qs, 0}},
+    QVERIFY(writeTree(root,
+                      {{u"empty.bin"_qs, 0},
+                       {u"two  blanks.txt"_qs, 3},
+                       {u"Grüße ✓.txt"_qs, 2},
+                       {u".hidden"_qs, 1},
+                       {u"old.txt"_qs, 4},
+                       {u"big.bin"_qs, 0}},
                       {u"folder"_qs}));
     QFile big(root + u"/big.bin"_qs);
     QVERIFY(big.open(QIODevice::ReadWrite) && big.resize(123456789)); // sparse: no data blocks written
     QFile old(root + u"/old.txt"_qs);
     // Noon UTC: 15 January in every time zone a server may list in.
-    QVERIFY(old.open(QIODevice::ReadWrite)
-            && old.setFileTime(QDateTime(QDate(2003, 1, 15), QTime(12, 0), Qt::UTC), QFileDevice::FileModificationTime));
+    QVERIFY(
+        old.open(QIODevice::ReadWrite)
+        && old.setFileTime(QDateTime(QDate(2003, 1, 15), QTime(12, 0), Qt::UTC), QFileDevice::FileModificationTime));
     QVERIFY(QFile::link(u"folder"_qs, root + u"/rel-link"_qs) && QFile::link(absTarget, root + u"/abs-link"_qs));
     server.handOver();
 
@@ -68,10 +74,10 @@ void RealServerListingTest::listing()
     }
     entries.sort();
     const QString absLink = u"abs-link|%1|lrwxrwxrwx|%2|f"_qs.arg(absTarget.toUtf8().size()).arg(absTarget);
-    QCOMPARE(entries, (QStringList{u"Grüße ✓.txt|2|-rw-r--r--||f"_qs, absLink, u"big.bin|123,456,789|-rw-r--r--||f"_qs,
-                                   u"empty.bin|0|-rw-r--r--||f"_qs, u"folder||drwxr-xr-x||d"_qs,
-                                   u"old.txt|4|-rw-r--r--||f"_qs, u"rel-link|6|lrwxrwxrwx|folder|f"_qs,
-                                   u"two blanks.txt|3|-rw-r--r--||f"_qs}));
+    QCOMPARE(entries,
+             (QStringList{u"Grüße ✓.txt|2|-rw-r--r--||f"_qs, absLink, u"big.bin|123,456,789|-rw-r--r--||f"_qs,
+                          u"empty.bin|0|-rw-r--r--||f"_qs, u"folder||drwxr-xr-x||d"_qs, u"old.txt|4|-rw-r--r--||f"_qs,
+                          u"rel-link|6|lrwxrwxrwx|folder|f"_qs, u"two blanks.txt|3|-rw-r--r--||f"_qs}));
 }
 
 QTEST_GUILESS_MAIN(RealServerListingTest)
