@@ -1,6 +1,6 @@
-// Folder retrieval against our scripted server: LIST in its three forms, the
-// listing cache, the TYPE A failure path, link resolution with one CWD per link
-// and one back, the status texts; and the folders-first sort keys.
+// Folder retrieval against our scripted server: LIST in its three forms, link
+// resolution with one CWD per link and one back, the "Processing" texts, the
+// failure paths, and the listing cache over a session's life.
 
 #include "listing/FolderRetrieval.h"
 #include "fixtures/HeadlessUi.h"
@@ -8,11 +8,9 @@
 #include "fixtures/ScriptedSession.h"
 #include "ftp/FtpSession.h"
 #include "korvan/FtpSettings.h"
-#include "listing/ListSort.h"
 
 #include <QTest>
 
-#include <algorithm>
 #include <memory>
 
 using namespace korvan;
@@ -20,7 +18,29 @@ using namespace korvan::test;
 
 namespace {
 
-const QString kGetting = "Getting List of Files and Folders. Wait a Second...";
+const QString kGetting = u"Getting List of Files and Folders. Wait a Second..."_qs;
+const QString kDone = u"Done"_qs;
+
+QString processing(int index, int count)
+{
+    return u"Processing %1/%2 files and folders"_qs.arg(index).arg(count);
+}
+
+const QByteArray kPlainListing = unixLine("-rw-r--r--", 1234, "readme.txt") + unixLine("drwxr-xr-x", 4096, "sub dir");
+const QByteArray kLinkListing = unixLine("lrwxrwxrwx", 3, "docs -> pub") + unixLine("-rw-r--r--", 10, "plain.txt")
+                                + unixLine("lrwxrwxrwx", 9, "note -> plain.txt")
+                                + unixLine("lrwxrwxrwx", 5, "abs -> /srv/x") + unixLine("lrwxrwxrwx", 8, "up -> ../..");
+
+// "path|size; ..." of a cached listing, or "not cached".
+QString cachedEntries(const cFTPList *list)
+{
+    if (!list)
+        return u"not cached"_qs;
+    QStringList entries;
+    for (qint32 i = 0; i < list->FileNumb(); ++i)
+        entries << list->Path(i) + u'|' + list->FileSize(i);
+    return entries.join(u"; "_qs);
+}
 
 } // namespace
 
@@ -29,24 +49,18 @@ class FolderRetrievalTest : public QObject {
 private slots:
     void init();
     void cleanup();
-
-    void listCommandForms_data();
-    void listCommandForms();
-    void secondCallServedFromCache();
-    void linksResolvedWithOneCwdEach();
-    void failingListCachesNothing_data();
-    void failingListCachesNothing();
-    void failingTypeACachesTheStaleBuffer();
-    void withoutSessionNothingIsSent();
-    void sessionEndEmptiesTheCache_data();
-    void sessionEndEmptiesTheCache();
+    void getList_data();
+    void getList();
+    void cacheLifecycle_data();
+    void cacheLifecycle();
     void closeDuringParseCachesNothing();
-    void sortKeys_data();
-    void sortKeys();
 
 private:
-    void logOn(const QByteArray &home = "/", bool passive = true);
-    QStringList commandsAfterLogOn() const { return korvan::test::commandsAfterLogOn(*server); }
+    void logOn(bool passive = true);
+    // Every command answered as a willing server does, LIST with `listing`;
+    // `overrides` ("CWD /x=>550 no") come first.
+    void scriptServer(const QByteArray &listing, const QStringList &overrides = {});
+    bool getList(const QString &folder);
 
     std::unique_ptr<ScriptedFtpServer> server;
     std::unique_ptr<HeadlessUi> ui;
@@ -73,227 +87,148 @@ void FolderRetrievalTest::cleanup()
     server.reset();
 }
 
-void FolderRetrievalTest::logOn(const QByteArray &home, bool passive)
+void FolderRetrievalTest::logOn(bool passive)
 {
     settings.bPassive = passive;
-    scriptLogOn(*server, "331 password please\r\n", home);
+    scriptLogOn(*server, "331 password please\r\n", "/home/me");
     QVERIFY(session->LogOn());
     ui->mainStatus.clear();
 }
 
-void FolderRetrievalTest::listCommandForms_data()
+void FolderRetrievalTest::scriptServer(const QByteArray &listing, const QStringList &overrides)
+{
+    for (const QString &override : overrides) {
+        const QStringList parts = override.split(u"=>"_qs);
+        server->expect(parts[0].toUtf8()).reply(parts[1].toUtf8() + "\r\n");
+    }
+    server->expect("TYPE A").reply("200 ascii\r\n").repeat();
+    server->expect("PASV").passive().repeat();
+    server->expectPrefix("PORT ").rememberPortAddress().reply("200 PORT ok\r\n").repeat();
+    server->expectPrefix("CWD ").reply("250 ok\r\n").repeat();
+    server->expectPrefix("LIST").reply("150 here\r\n").sendData(listing).closeData().reply("226 done\r\n").repeat();
+}
+
+bool FolderRetrievalTest::getList(const QString &folder)
+{
+    QString argument = folder;
+    return folders->GetList(argument);
+}
+
+void FolderRetrievalTest::getList_data()
 {
     // clang-format off
     QTest::addColumn<QString>("folder");
     QTest::addColumn<bool>("passive");
-    QTest::addColumn<QStringList>("wire");
-    const QString port = "PORT ";
-    QTest::newRow("current folder: LIST alone") << "/home/me" << true
-                                                << QStringList{"TYPE A", "PASV", "LIST"};
-    QTest::newRow("other folder: LIST with its path") << "/pub/" << true
-                                                      << QStringList{"TYPE A", "PASV", "LIST /pub"};
-    QTest::newRow("a blank: in, LIST, back") << "/home/me/my folder" << true
-                                             << QStringList{"TYPE A", "PASV", "CWD /home/me/my folder", "LIST",
-                                                            "CWD /home/me"};
-    QTest::newRow("active: PORT before LIST") << "/pub" << false << QStringList{"TYPE A", port, "LIST /pub"};
-    QTest::newRow("active, a blank") << "/a b/" << false
-                                     << QStringList{"TYPE A", port, "CWD /a b", "LIST", "CWD /home/me"};
+    QTest::addColumn<QByteArray>("listing");
+    QTest::addColumn<QStringList>("overrides");
+    QTest::addColumn<QStringList>("wire"); // after the log-on; "PORT " stands for any PORT
+    QTest::addColumn<QStringList>("status");
+    QTest::addColumn<bool>("result");
+    QTest::addColumn<QString>("cached");
+
+    const QStringList plainStatus{kGetting, processing(0, 2), kDone};
+    const QStringList linkWire{"TYPE A", "PASV", "LIST /data", "CWD /data/docs", "CWD /data/note", "CWD /data/abs",
+                               "CWD /data/up", "CWD /home/me"};
+    const QStringList linkStatus{kGetting,         processing(0, 5), processing(2, 5),
+                                 processing(3, 5), processing(4, 5), kDone};
+    const QString linkEntries = "/data/pub/|; /data/plain.txt|10; /data/note|9; /srv/x/|; /|";
+    const QString noteIsFile = "CWD /data/note=>550 Not a directory";
+    QTest::newRow("current folder: LIST alone")
+        << "/home/me" << true << kPlainListing << QStringList{} << QStringList{"TYPE A", "PASV", "LIST"} << plainStatus
+        << true << "/home/me/readme.txt|1,234; /home/me/sub dir/|";
+    QTest::newRow("other folder: LIST with its path")
+        << "/pub/" << true << kPlainListing << QStringList{} << QStringList{"TYPE A", "PASV", "LIST /pub"}
+        << plainStatus << true << "/pub/readme.txt|1,234; /pub/sub dir/|";
+    QTest::newRow("active, a blank: in, LIST, back")
+        << "/a b/" << false << kPlainListing << QStringList{}
+        << QStringList{"TYPE A", "PORT ", "CWD /a b", "LIST", "CWD /home/me"} << plainStatus << true
+        << "/a b/readme.txt|1,234; /a b/sub dir/|";
+    QTest::newRow("links: one CWD each, one back; a folder's size goes")
+        << "/data" << true << kLinkListing << QStringList{noteIsFile} << linkWire << linkStatus << true << linkEntries;
+    QTest::newRow("a link's way back refused")
+        << "/data" << true << kLinkListing << QStringList{noteIsFile, "CWD /home/me=>550 gone away"} << linkWire
+        << linkStatus << false << linkEntries;
+    QTest::newRow("TYPE A refused: the empty buffer is cached")
+        << "/one" << true << kPlainListing << QStringList{"TYPE A=>500 not now"} << QStringList{"TYPE A"}
+        << QStringList{kGetting, kDone} << true << "";
+    QTest::newRow("PASV refused")
+        << "/gone" << true << kPlainListing << QStringList{"PASV=>425 Cannot open passive connection"}
+        << QStringList{"TYPE A", "PASV"} << QStringList{kGetting, kDone} << false << "not cached";
+    QTest::newRow("LIST refused")
+        << "/gone" << true << kPlainListing << QStringList{"LIST /gone=>550 No such folder"}
+        << QStringList{"TYPE A", "PASV", "LIST /gone"} << QStringList{kGetting, kDone} << false << "not cached";
+    QTest::newRow("folder with a blank refused")
+        << "/no such" << true << kPlainListing << QStringList{"CWD /no such=>550 No such folder"}
+        << QStringList{"TYPE A", "PASV", "CWD /no such"} << QStringList{kGetting, kDone} << false << "not cached";
+    QTest::newRow("the way back refused")
+        << "/no such" << true << kPlainListing << QStringList{"CWD /home/me=>550 gone away"}
+        << QStringList{"TYPE A", "PASV", "CWD /no such", "LIST", "CWD /home/me"} << QStringList{kGetting, kDone}
+        << false << "not cached";
     // clang-format on
 }
 
-void FolderRetrievalTest::listCommandForms()
+void FolderRetrievalTest::getList()
 {
     QFETCH(QString, folder);
     QFETCH(bool, passive);
+    QFETCH(QByteArray, listing);
+    QFETCH(QStringList, overrides);
     QFETCH(QStringList, wire);
-    logOn("/home/me", passive);
-    const QByteArray listing = unixLine("-rw-r--r--", 1234, "readme.txt") + unixLine("drwxr-xr-x", 4096, "sub dir");
-    server->expect("TYPE A").reply("200 ascii\r\n");
-    server->expect("PASV").passive();
-    server->expectPrefix("PORT ").rememberPortAddress().reply("200 PORT ok\r\n");
-    server->expectPrefix("CWD ").reply("250 ok\r\n").repeat();
-    server->expectPrefix("LIST").reply("150 here\r\n").sendData(listing).closeData().reply("226 done\r\n");
+    QFETCH(QStringList, status);
+    QFETCH(bool, result);
+    QFETCH(QString, cached);
+    logOn(passive);
+    scriptServer(listing, overrides);
 
     QString argument = folder;
-    QVERIFY(folders->GetList(argument));
-    QVERIFY(argument.endsWith('/'));
-    QCOMPARE(argument, folder.endsWith('/') ? folder : folder + '/');
-
-    QStringList sent = commandsAfterLogOn();
+    QCOMPARE(folders->GetList(argument), result);
+    QCOMPARE(argument, folder.endsWith(u'/') ? folder : folder + u'/');
+    QStringList sent = commandsAfterLogOn(*server);
     for (QString &command : sent) {
-        if (command.startsWith("PORT "))
-            command = "PORT ";
+        if (command.startsWith(u"PORT "))
+            command = u"PORT "_qs;
     }
     QCOMPARE(sent, wire);
-    const cFTPList *list = folders->cachedList(folder);
-    QVERIFY(list);
-    QCOMPARE(list->Folder(), argument);
-    QCOMPARE(list->FileNumb(), 2);
-    QCOMPARE(list->Path(0), argument + "readme.txt");
-    QCOMPARE(list->Path(1), argument + "sub dir/");
-    QCOMPARE(session->sCurrentDir(), QString("/home/me/"));
-    QCOMPARE(ui->mainStatus, (QStringList{kGetting, "Processing 0/2 files and folders", "Done"}));
+    QCOMPARE(ui->mainStatus, status);
+    QCOMPARE(session->sCurrentDir(), u"/home/me/"_qs);
+    QCOMPARE(cachedEntries(folders->cachedList(folder)), cached);
     CHECK_NO_UI_FAILURES();
 }
 
-void FolderRetrievalTest::secondCallServedFromCache()
+void FolderRetrievalTest::cacheLifecycle_data()
 {
-    logOn();
-    server->expect("TYPE A").reply("200 ascii\r\n");
-    server->expect("PASV").passive();
-    scriptListing(*server, "LIST /pub", unixLine("-rw-r--r--", 5, "a.txt"));
-    QString first = "/pub";
-    QVERIFY(folders->GetList(first));
-    ui->mainStatus.clear();
-    QString second = "/pub/";
-    QVERIFY(folders->GetList(second));
-    QCOMPARE(commandsAfterLogOn(), (QStringList{"TYPE A", "PASV", "LIST /pub"}));
-    QCOMPARE(ui->mainStatus, (QStringList{kGetting, "Done"}));
-    QCOMPARE(folders->cachedFolderCount(), 1);
-
-    // A refresh drops the entry, and the next call lists again.
-    folders->removeCachedList("/pub");
-    QVERIFY(!folders->cachedList("/pub/"));
-    server->expect("TYPE A").reply("200 ascii\r\n");
-    server->expect("PASV").passive();
-    scriptListing(*server, "LIST /pub", unixLine("-rw-r--r--", 6, "b.txt"));
-    QVERIFY(folders->GetList(second));
-    QCOMPARE(folders->cachedList("/pub")->FileName(0), QString("b.txt"));
-    QCOMPARE(server->commands().count("LIST /pub"), 2);
-    CHECK_NO_UI_FAILURES();
+    QTest::addColumn<QString>("end");
+    QTest::newRow("a refresh lists again") << "refresh";
+    QTest::newRow("Disconnect empties the cache") << "Disconnect";
+    QTest::newRow("the server closing empties the cache") << "server closes";
 }
 
-void FolderRetrievalTest::linksResolvedWithOneCwdEach()
+// Without a session nothing is sent; a second call is served from the cache;
+// listings of an ended session never show after a reconnect.
+void FolderRetrievalTest::cacheLifecycle()
 {
-    logOn();
-    const QByteArray listing = unixLine("lrwxrwxrwx", 3, "docs -> pub") + unixLine("-rw-r--r--", 10, "plain.txt")
-                               + unixLine("lrwxrwxrwx", 9, "note -> plain.txt")
-                               + unixLine("lrwxrwxrwx", 5, "abs -> /srv/x");
-    server->expect("TYPE A").reply("200 ascii\r\n");
-    server->expect("PASV").passive();
-    scriptListing(*server, "LIST /data", listing);
-    server->expect("CWD /data/docs").reply("250 ok\r\n");
-    server->expect("CWD /data/note").reply("550 Not a directory\r\n");
-    server->expect("CWD /data/abs").reply("250 ok\r\n");
-    server->expect("CWD /").reply("250 back\r\n");
-
-    QString folder = "/data";
-    QVERIFY(folders->GetList(folder));
-    QCOMPARE(commandsAfterLogOn(), (QStringList{"TYPE A", "PASV", "LIST /data", "CWD /data/docs", "CWD /data/note",
-                                                "CWD /data/abs", "CWD /"}));
-    const cFTPList *list = folders->cachedList(folder);
-    QVERIFY(list);
-    QCOMPARE(list->FileNumb(), 4);
-    QVERIFY(list->IsFolder(0));
-    QCOMPARE(list->FileSize(0), QString());
-    QCOMPARE(list->Path(0), QString("/data/pub/"));
-    QVERIFY(!list->IsFolder(1));
-    QVERIFY(!list->IsFolder(2));
-    QCOMPARE(list->FileSize(2), QString("9"));
-    QCOMPARE(list->Path(2), QString("/data/note"));
-    QVERIFY(list->IsFolder(3));
-    QCOMPARE(list->Path(3), QString("/srv/x/"));
-    // Each link's CWD, and every tenth entry, shows its progress.
-    QCOMPARE(ui->mainStatus,
-             (QStringList{kGetting, "Processing 0/4 files and folders", "Processing 2/4 files and folders",
-                          "Processing 3/4 files and folders", "Done"}));
-    CHECK_NO_UI_FAILURES();
-}
-
-void FolderRetrievalTest::failingListCachesNothing_data()
-{
-    // clang-format off
-    QTest::addColumn<QByteArray>("failing");
-    QTest::addColumn<QStringList>("wire");
-    QTest::newRow("PASV refused") << QByteArray("PASV") << QStringList{"TYPE A", "PASV"};
-    QTest::newRow("LIST refused") << QByteArray("LIST") << QStringList{"TYPE A", "PASV", "LIST /gone"};
-    QTest::newRow("folder with a blank refused") << QByteArray("CWD")
-                                                 << QStringList{"TYPE A", "PASV", "CWD /no such"};
-    QTest::newRow("the way back refused") << QByteArray("CWD /")
-                                          << QStringList{"TYPE A", "PASV", "CWD /no such", "LIST", "CWD /"};
-    // clang-format on
-}
-
-void FolderRetrievalTest::failingListCachesNothing()
-{
-    QFETCH(QByteArray, failing);
-    QFETCH(QStringList, wire);
-    logOn();
-    const QString folderName = wire.contains("LIST /gone") ? "/gone" : "/no such";
-    server->expect("TYPE A").reply("200 ascii\r\n");
-    if (failing == "PASV")
-        server->expect("PASV").reply("425 Cannot open passive connection\r\n");
-    else
-        server->expect("PASV").passive();
-    if (failing == "CWD")
-        server->expect("CWD /no such").reply("550 No such folder\r\n");
-    server->expect("CWD /no such").reply("250 ok\r\n");
-    server->expect("LIST /gone").reply("550 No such folder\r\n");
-    scriptListing(*server, "LIST", unixLine("-rw-r--r--", 1, "x"));
-    server->expect("CWD /").reply("550 gone away\r\n");
-
-    QString folder = folderName;
-    QVERIFY(!folders->GetList(folder));
-    QCOMPARE(commandsAfterLogOn(), wire);
-    QCOMPARE(folders->cachedFolderCount(), 0);
-    QCOMPARE(ui->mainStatus.last(), QString("Done"));
-    CHECK_NO_UI_FAILURES();
-}
-
-// TYPE A refused: no data connection, no LIST, and whatever the data buffer
-// holds (here the previous listing) is parsed and cached for the folder.
-void FolderRetrievalTest::failingTypeACachesTheStaleBuffer()
-{
-    logOn();
-    server->expect("TYPE A").reply("200 ascii\r\n");
-    server->expect("PASV").passive();
-    scriptListing(*server, "LIST /one", unixLine("-rw-r--r--", 7, "stale.txt"));
-    server->expect("TYPE A").reply("500 not now\r\n");
-    QString one = "/one";
-    QVERIFY(folders->GetList(one));
-    QString two = "/two";
-    QVERIFY(folders->GetList(two));
-    QCOMPARE(commandsAfterLogOn(), (QStringList{"TYPE A", "PASV", "LIST /one", "TYPE A"}));
-    const cFTPList *list = folders->cachedList("/two/");
-    QVERIFY(list);
-    QCOMPARE(list->FileNumb(), 1);
-    QCOMPARE(list->Path(0), QString("/two/stale.txt"));
-    CHECK_NO_UI_FAILURES();
-}
-
-void FolderRetrievalTest::withoutSessionNothingIsSent()
-{
-    QString folder = "/pub";
-    QVERIFY(folders->GetList(folder));
-    QCOMPARE(folder, QString("/pub"));
-    QCOMPARE(ui->mainStatus, QStringList{"Done"});
-    QCOMPARE(folders->cachedFolderCount(), 0);
+    QFETCH(QString, end);
+    QVERIFY(getList(u"/pub"_qs));
+    QCOMPARE(ui->mainStatus, QStringList{kDone});
     QCOMPARE(server->controlConnectionCount(), 0);
-}
-
-// Listings of an ended session must never show when browsing after a reconnect.
-void FolderRetrievalTest::sessionEndEmptiesTheCache_data()
-{
-    // clang-format off
-    QTest::addColumn<bool>("serverCloses");
-    QTest::newRow("Disconnect") << false;
-    QTest::newRow("the server closes the control connection") << true;
-    // clang-format on
-}
-
-void FolderRetrievalTest::sessionEndEmptiesTheCache()
-{
-    QFETCH(bool, serverCloses);
     logOn();
-    server->expect("TYPE A").reply("200 ascii\r\n");
-    server->expect("PASV").passive();
-    scriptListing(*server, "LIST /pub", unixLine("-rw-r--r--", 5, "a.txt"));
-    QString folder = "/pub";
-    QVERIFY(folders->GetList(folder));
-    QCOMPARE(folders->cachedFolderCount(), 1);
-    if (serverCloses) {
+    scriptServer(kPlainListing);
+    QVERIFY(getList(u"/pub"_qs));
+    ui->mainStatus.clear();
+    QVERIFY(getList(u"/pub/"_qs));
+    QCOMPARE(ui->mainStatus, (QStringList{kGetting, kDone}));
+    QCOMPARE(commandsAfterLogOn(*server), (QStringList{"TYPE A", "PASV", "LIST /pub"}));
+
+    if (end == u"refresh") {
+        folders->removeCachedList(u"/pub"_qs);
+        QVERIFY(getList(u"/pub"_qs));
+        QCOMPARE(commandsAfterLogOn(*server).count(u"LIST /pub"_qs), 2);
+        QCOMPARE(folders->cachedFolderCount(), 1);
+        return;
+    }
+    if (end == u"server closes") {
         server->expect("NOOP").closeControl();
-        QVERIFY(!session->SendAndWait("NOOP"));
+        QVERIFY(!session->SendAndWait(u"NOOP"_qs));
     } else {
         server->expect("QUIT").reply("221 bye\r\n");
         session->Disconnect();
@@ -318,51 +253,8 @@ void FolderRetrievalTest::closeDuringParseCachesNothing()
         .reply("226 done\r\n")
         .wait(50)
         .closeControl();
-    QString folder = "/big";
-    QVERIFY(!folders->GetList(folder));
+    QVERIFY(!getList(u"/big"_qs));
     QCOMPARE(folders->cachedFolderCount(), 0);
-}
-
-void FolderRetrievalTest::sortKeys_data()
-{
-    // clang-format off
-    QTest::addColumn<int>("column");
-    QTest::addColumn<QStringList>("rows"); // "F:text" folder, "-:text" file, in any order
-    QTest::addColumn<QStringList>("ascending");
-    QTest::newRow("names: folders first, case ignored")
-        << 1 << QStringList{"-:b.txt", "F:Zeta", "-:A.txt", "F:alpha"}
-        << QStringList{"alpha", "Zeta", "A.txt", "b.txt"};
-    QTest::newRow("sizes as numbers") << 2 << QStringList{"-:10", "-:9", "-:12,345", "-:1,234", "F:"}
-                                      << QStringList{"", "9", "10", "1,234", "12,345"};
-    QTest::newRow("dates as text") << 4 << QStringList{"-:1/15/2003 10:20 AM", "-:12/1/2002 9:00 AM", "F:2/1/2001"}
-                                   << QStringList{"2/1/2001", "1/15/2003 10:20 AM", "12/1/2002 9:00 AM"};
-    // clang-format on
-}
-
-void FolderRetrievalTest::sortKeys()
-{
-    QFETCH(int, column);
-    QFETCH(QStringList, rows);
-    QFETCH(QStringList, ascending);
-    QStringList keys;
-    for (const QString &row : rows)
-        keys << ListSortKey(row.startsWith("F:"), column, row.mid(2));
-    auto text = [&](const QString &key) { return rows.at(keys.indexOf(key)).mid(2); };
-    QStringList sorted = keys;
-    std::sort(sorted.begin(), sorted.end(), ListSortLess);
-    QStringList ascendingTexts;
-    for (const QString &key : sorted)
-        ascendingTexts << text(key);
-    QCOMPARE(ascendingTexts, ascending);
-    // The other order is the exact reverse: files first.
-    std::sort(sorted.begin(), sorted.end(), [](const QString &a, const QString &b) { return ListSortLess(b, a); });
-    QStringList descendingTexts;
-    for (const QString &key : sorted)
-        descendingTexts << text(key);
-    std::reverse(descendingTexts.begin(), descendingTexts.end());
-    QCOMPARE(descendingTexts, ascending);
-    if (column == 2)
-        QCOMPARE(ListSortKey(false, 2, "1,234"), QString("1000,000,001,234"));
 }
 
 QTEST_GUILESS_MAIN(FolderRetrievalTest)
