@@ -132,6 +132,8 @@ void SessionScriptedTest::replyLine_data()
     row("230 continuation", "PASS x", "230-more to come\r\n", waiting);
     row("257 after PWD", "PWD", "257 \"/pub/x\" current\r\n", done, LogColour::Black, "/pub/x/");
     row("257 root", "PWD", "257 \"/\" current\r\n", done, LogColour::Black, "/");
+    row("257 with its slash: kept", "PWD", "257 \"/pub/\"\r\n", done, LogColour::Black, "/pub//");
+    row("257 with a blank", "PWD", "257 \"/a b\"\r\n", done, LogColour::Black, "/a b/");
     row("257 after MKD keeps the folder", "MKD y", "257 \"/y\" created\r\n", done);
     row("331", "USER me", "331 password\r\n", done);
     row("332 fails red", "PASS x", "332 need account\r\n", failed, LogColour::Red);
@@ -142,6 +144,9 @@ void SessionScriptedTest::replyLine_data()
     row("211 keeps waiting", "STAT", "211 status\r\n", waiting);
     row("other 2xx keeps waiting", "NOOP", "299 odd\r\n", waiting);
     row("text without code", "NOOP", "hello there\r\n", waiting);
+    row("bare code", "TYPE I", "200 \n", done);
+    row("fullwidth digits are no code", "NOOP", "\xef\xbc\x92\xef\xbc\x90\xef\xbc\x90 ok\r\n", waiting);
+    row("code without its blank", "NOOP", "200\r\n", waiting);
 }
 
 void SessionScriptedTest::replyLine()
@@ -167,7 +172,9 @@ void SessionScriptedTest::replyLine()
     QCOMPARE(offline.log.size(), 1);
     QCOMPARE(offline.log.first().colour, colour);
     QCOMPARE(offline.log.first().text, line);
-    QCOMPARE(session.sLastReply(), line.at(3) == ' ' ? line : replyBefore);
+    // Only a final reply (three ASCII digits and a blank) is remembered as the last one.
+    static const QRegularExpression finalReply("^[0-9]{3} ");
+    QCOMPARE(session.sLastReply(), finalReply.match(line).hasMatch() ? line : replyBefore);
 }
 
 // One command, the server's answer, and what the user is left with: the result,

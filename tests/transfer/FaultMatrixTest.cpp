@@ -946,8 +946,10 @@ void FaultMatrixTest::batch()
     QCOMPARE(batch.run({*download, *upload, local->path()}), batch.result);
     QCOMPARE(commandsAfterLogOn(), batch.wire);
     QCOMPARE(fileMessages(), batch.messages);
-    if (!batch.firstStatus.isEmpty())
+    if (!batch.firstStatus.isEmpty()) { // "Downloading 3 files..." with the dialog's caption "Downloading..."
         QCOMPARE(ui->mainStatus.first(), batch.firstStatus);
+        QCOMPARE(ui->progress.first().caption, batch.firstStatus.section(' ', 0, 0) + "...");
+    }
     QVERIFY(ui->mainStatus.contains("Done"));
     for (auto it = batch.files.cbegin(); it != batch.files.cend(); ++it) {
         const QString path = local->filePath(it.key());
