@@ -12,6 +12,7 @@
 
 #include <QRegularExpression>
 #include <QTcpServer>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -69,7 +70,9 @@ private slots:
     void uploadOfMissingOrShortFile_data();
     void uploadOfMissingOrShortFile();
     void dataConnectionRefused();
-    void portArgumentWithoutConnection();
+    void withoutConnection();
+    void peerCloseAfterBufferedData_data();
+    void peerCloseAfterBufferedData();
 
 private:
     bool scriptedLogOn(bool passive = true);
@@ -562,11 +565,50 @@ void SessionScriptedTest::dataConnectionRefused()
     CHECK_NO_UI_FAILURES();
 }
 
-// Without a control connection there is no local address to name in PORT.
-void SessionScriptedTest::portArgumentWithoutConnection()
+// Without a control connection: PORT has no local address to name, an abort
+// sends nothing but still stops the timers, a close request unloads at once.
+void SessionScriptedTest::withoutConnection()
 {
     QCOMPARE(session->BuildPortArgument(), QString());
     QCOMPARE(ui->messages, QStringList{"Empty Winsock2.LocalIP"});
+    QVERIFY(session->AbortCommand());
+    QCOMPARE(ui->mainStatus, QStringList{"Aborting FTP command..."});
+    QCOMPARE(ui->timerStops, 1);
+    QVERIFY(ui->log.isEmpty());
+    session->RequestClose();
+    QCOMPARE(ui->unloadRequests, 1);
+}
+
+// The socket under the session: the peer writes and closes at once; every byte
+// reaches the handler before the socket reports Closing.
+void SessionScriptedTest::peerCloseAfterBufferedData_data()
+{
+    QTest::addColumn<int>("size");
+    QTest::newRow("one byte") << 1;
+    QTest::newRow("4 MiB") << (4 << 20);
+}
+
+void SessionScriptedTest::peerCloseAfterBufferedData()
+{
+    QFETCH(int, size);
+    QTcpServer listener;
+    QVERIFY(listener.listen(QHostAddress::LocalHost));
+    SocketAdapter adapter;
+    QByteArray received;
+    bool closingSeenEarly = false;
+    connect(&adapter, &SocketAdapter::dataArrival, this, [&] {
+        closingSeenEarly = closingSeenEarly || adapter.state() == SocketState::Closing;
+        received += adapter.readAll();
+    });
+    adapter.connectToHost("127.0.0.1", listener.serverPort());
+    QVERIFY(listener.waitForNewConnection(5000));
+    QTcpSocket *peer = listener.nextPendingConnection();
+    QTRY_COMPARE(adapter.state(), SocketState::Connected);
+    peer->write(QByteArray(size, 'p'));
+    peer->disconnectFromHost();
+    QTRY_COMPARE(adapter.state(), SocketState::Closing);
+    QVERIFY(!closingSeenEarly);
+    QCOMPARE(received.size(), size);
 }
 
 QTEST_GUILESS_MAIN(SessionScriptedTest)

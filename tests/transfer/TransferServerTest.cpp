@@ -40,16 +40,25 @@ const QList<TreeFile> kRemoteTree{
 };
 const QStringList kRemoteEmptyFolders{"tree/empty", "tree/nested/deeper/empty too"};
 
-const QList<TreeFile> kLocalTree{
-    {"up/a.txt", 12},
-    {"up/.dotfile", 7},
-    {"up/zero.bin", 0},
-    {"up/with blank.txt", 40000},
-    {"up/sub/b.bin", 123456},
-    {"up/sub/deeper/c.bin", 25396},
-    {"up/.hidden/skipped.txt", 9},
-    {"up/sub/.cache/skipped.bin", 9},
-};
+// Many small files as well: each is a data connection, where TLS 1.3 uploads
+// once failed now and then with 426.
+QList<TreeFile> localTree()
+{
+    QList<TreeFile> files{
+        {"up/a.txt", 12},
+        {"up/.dotfile", 7},
+        {"up/zero.bin", 0},
+        {"up/with blank.txt", 40000},
+        {"up/sub/b.bin", 123456},
+        {"up/sub/deeper/c.bin", 25396},
+        {"up/.hidden/skipped.txt", 9},
+        {"up/sub/.cache/skipped.bin", 9},
+    };
+    for (int i = 0; i < 30; ++i)
+        files.append({QStringLiteral("up/many/f%1.bin").arg(i), qint64(i) * 7919 % 30001 + 1});
+    return files;
+}
+const QList<TreeFile> kLocalTree = localTree();
 
 // pyftpdlib lists a name that is not UTF-8 with "?" for its bytes: no client reaches it there.
 const QByteArray kLatin1Name = "caf\xe9.txt";
