@@ -27,6 +27,7 @@ private slots:
     void normalizePath();
     void trailingSlash_data();
     void trailingSlash();
+    void writeFailedText();
 };
 
 void FtpRulesTest::passiveReply_data()
@@ -192,6 +193,13 @@ void FtpRulesTest::trailingSlash()
     QFETCH(QString, path);
     QTEST(StripTrailingSlash(path), "stripped");
     QTEST(WithTrailingSlash(path), "withSlash");
+}
+
+// Shown when a downloaded block cannot be written; no scripted disk reaches it on demand.
+void FtpRulesTest::writeFailedText()
+{
+    QVERIFY(DownloadWriteFailedText("a.bin").startsWith(
+        "Downloading 'a.bin' is failed.\r\nThe server response is too fast to syncronize"));
 }
 
 QTEST_APPLESS_MAIN(FtpRulesTest)
