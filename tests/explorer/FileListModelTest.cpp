@@ -128,7 +128,8 @@ void FileListModelTest::rowsAndSelectionFollowTheirEntry()
             const int entry = model.entryIndex(row);
             QCOMPARE(model.index(row, 0).data().toString(), list->FileName(entry));
             QCOMPARE(model.index(row, FileListModel::SizeColumn).data().toString(), list->FileSize(entry));
-            QCOMPARE(model.rowKey(row) + model.rowTag(row), QString::number(entry) + (list->IsFolder(entry) ? "L0" : "L1"));
+            QCOMPARE(model.rowKey(row) + model.rowTag(row),
+                     QString::number(entry) + (list->IsFolder(entry) ? "L0" : "L1"));
             QCOMPARE(model.rowOfName(list->FileName(entry)), row);
         }
     }

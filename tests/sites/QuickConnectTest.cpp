@@ -115,7 +115,8 @@ void QuickConnectTest::connectEnabled_data()
     QTest::newRow("port 0 becomes 21") << false << "0" << "30" << "alpha.beta.gamma" << "pw" << true << "21/30";
     QTest::newRow("waiting time 0 becomes 30") << false << "21" << "0" << "alpha.beta.gamma" << "pw" << true << "21/30";
     QTest::newRow("negative port") << true << "-1" << "30" << "alpha.beta.gamma" << "pw" << false << "-1/30";
-    QTest::newRow("half a second is above 0") << false << "21" << "0.5" << "alpha.beta.gamma" << "pw" << true << "21/0.5";
+    QTest::newRow("half a second is above 0")
+        << false << "21" << "0.5" << "alpha.beta.gamma" << "pw" << true << "21/0.5";
     QTest::newRow("port abc keeps Connect enabled") << true << "abc" << "30" << "beta.gamma" << "" << true << "abc/30";
     QTest::newRow("port abc keeps Connect disabled") << false << "abc" << "30" << "alpha.beta.gamma" << "pw" << false
                                                      << "abc/30";
@@ -177,9 +178,9 @@ void QuickConnectTest::closing()
     QVERIFY(!dialog.isVisible());
     QTEST(dialog.Canceled(), "canceled");
     QFETCH(bool, settingsWritten);
-    QCOMPARE(summary(settings), settingsWritten
-                                    ? QStringList({"ftp.other.net", "bob", "pw2", "/pub", "990", "12", "active", "2"})
-                                    : QStringList({"ftp.example.org", "bob", "secret", "/pub", "2121", "45", "passive", "1"}));
+    QCOMPARE(summary(settings),
+             settingsWritten ? QStringList({"ftp.other.net", "bob", "pw2", "/pub", "990", "12", "active", "2"})
+                             : QStringList({"ftp.example.org", "bob", "secret", "/pub", "2121", "45", "passive", "1"}));
 }
 
 QTEST_MAIN(QuickConnectTest)

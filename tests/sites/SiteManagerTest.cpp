@@ -201,7 +201,8 @@ void SiteManagerTest::loads()
 // must not set the anonymous box (which would then empty the user).
 void SiteManagerTest::loadingLeavesAnonymousBoxAlone()
 {
-    Tree solo{site(u"Solo"_qs, {"solo.example.org", "Anonymous", mmEncrypt::Encrypt(u"x"_qs), "", "0", "1", "0", "21", "30"})};
+    Tree solo{site(u"Solo"_qs,
+                   {"solo.example.org", "Anonymous", mmEncrypt::Encrypt(u"x"_qs), "", "0", "1", "0", "21", "30"})};
     QVERIFY(mRwTreeView::save(storeFile_, solo, solo.front()));
     QCOMPARE(form(open()).mid(2, 2), QStringList({"Anonymous", "x"}));
     QVERIFY(!control<QCheckBox>(*dialog_, "chkAnonymous")->isChecked());
@@ -216,8 +217,8 @@ void SiteManagerTest::showsNode_data()
                                 << QStringList{"Named", "named.example.org", "bob", "pw", "/home/bob", "2121", "45",
                                                "0111", "masked", "connect"};
     QTest::newRow("anonymous, no stored password")
-        << "Anon"
-        << QStringList{"Anon", "anon.example.org", "anonymous", sAnonPassword, "", "21", "30", "1000", "plain", "connect"};
+        << "Anon" << QStringList{"Anon",  "anon.example.org", "anonymous", sAnonPassword, "", "21", "30", "1000",
+                                 "plain", "connect"};
     QTest::newRow("folder") << "Sites" << QStringList{"Sites", "", "", "", "", "", "", "0000", "masked", "-"};
 }
 
@@ -375,8 +376,9 @@ void SiteManagerTest::closing()
     QTEST(dialog.Canceled(), "canceled");
     QFETCH(bool, settingsWritten);
     QCOMPARE(summary(settings_),
-             settingsWritten ? QStringList({"named.example.org", "bob", "typed", "/home/bob", "2121", "45", "passive", "1"})
-                             : QStringList({"old.example.org", "", "", "", "21", "30", "active", "0"}));
+             settingsWritten
+                 ? QStringList({"named.example.org", "bob", "typed", "/home/bob", "2121", "45", "passive", "1"})
+                 : QStringList({"old.example.org", "", "", "", "21", "30", "active", "0"}));
     QCOMPARE(fileBytes(storeFile_), before);
 }
 
