@@ -151,8 +151,12 @@ void ExplorerOperationsTest::renameAndMakeFolderThroughInputBox()
     QVERIFY(writeTree(bench.server.rootDir(), {{u"old.txt"_qs, 10}, {u"other.txt"_qs, 20}}));
     QVERIFY(bench.connect());
     SelectOnly(bench, u"old.txt"_qs);
+    answerInput(u"typed.txt"_qs, false); // Cancel: nothing is sent
+    Trigger(bench.window, ExplorerActions::Rename);
+    bench.window.logPane()->flushPending();
+    QVERIFY(!bench.window.logPane()->toPlainText().contains(u"RNFR"_qs));
     QString defaultSeen;
-    answerInput(u"new.txt"_qs, &defaultSeen);
+    answerInput(u"new.txt"_qs, true, &defaultSeen);
     Trigger(bench.window, ExplorerActions::Rename);
     QTRY_COMPARE(bench.rowNames(), (QStringList{u"new.txt"_qs, u"other.txt"_qs}));
     QCOMPARE(defaultSeen, u"old.txt"_qs);

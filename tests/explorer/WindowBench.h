@@ -114,16 +114,16 @@ inline void clickChild(QWidget *box, const QString &objectName)
         button->click();
 }
 
-// The input box answered with text (empty: Cancel).
-inline void answerInput(const QString &text, QString *defaultSeen = nullptr)
+// The input box answered: `text` typed, then OK or Cancel.
+inline void answerInput(const QString &text, bool ok = true, QString *defaultSeen = nullptr)
 {
-    whenModal([text, defaultSeen](QWidget *box) {
+    whenModal([text, ok, defaultSeen](QWidget *box) {
         auto *edit = box->findChild<QLineEdit *>(u"InputText"_qs);
         if (defaultSeen)
             *defaultSeen = edit ? edit->text() : QString();
         if (edit)
             edit->setText(text);
-        QMetaObject::invokeMethod(box, text.isEmpty() ? "reject" : "accept", Qt::QueuedConnection);
+        QMetaObject::invokeMethod(box, ok ? "accept" : "reject", Qt::QueuedConnection);
     });
 }
 
