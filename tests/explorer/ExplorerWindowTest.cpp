@@ -37,10 +37,8 @@ private slots:
     void fourViews();
     void sortTwice_data();
     void sortTwice();
-    void selectAllAndInvert_data();
-    void selectAllAndInvert();
-    void rightClickRule_data();
-    void rightClickRule();
+    void selecting_data();
+    void selecting();
     void splitterClamps_data();
     void splitterClamps();
     void connectThroughTheDialog_data();
@@ -246,72 +244,53 @@ void ExplorerWindowTest::sortTwice()
     QCOMPARE(shared->rowNames(), ascending);
 }
 
-void ExplorerWindowTest::selectAllAndInvert_data()
-{
-    QTest::addColumn<int>("selectedFirst"); // -1: none
-    QTest::addColumn<bool>("invert");
-    QTest::addColumn<QString>("status");
-    QTest::addColumn<bool>("thirdSelected");
-    QTest::newRow("select all") << -1 << false << "6 FILES AND FOLDERS ARE SELECTED." << true;
-    QTest::newRow("invert nothing selected") << -1 << true << "6 FILES AND FOLDERS ARE SELECTED." << true;
-    QTest::newRow("invert the third selected") << 2 << true << "5 FILES AND FOLDERS ARE SELECTED." << false;
-    QTest::newRow("invert all selected") << 99 << true << "0 FILES AND FOLDERS ARE SELECTED." << false;
-}
-
-void ExplorerWindowTest::selectAllAndInvert()
-{
-    QFETCH(int, selectedFirst);
-    QFETCH(bool, invert);
-    QFETCH(QString, status);
-    QFETCH(bool, thirdSelected);
-    fFTPMain &window = shared->window;
-    openRoot();
-    FileListView *list = window.listView();
-    if (selectedFirst == 99)
-        list->selectAll();
-    else if (selectedFirst >= 0)
-        list->selectOnly(selectedFirst);
-    window.activateWindow();
-    QVERIFY(QTest::qWaitForWindowActive(&window));
-    list->currentView()->setFocus();
-    QTest::keyClick(list->currentView(), invert ? Qt::Key_I : Qt::Key_A, Qt::ControlModifier);
-    QCOMPARE(window.statusText(), status);
-    QCOMPARE(list->selectedCount(), status.section(u' ', 0, 0).toInt());
-    QCOMPARE(list->isRowSelected(2), thirdSelected);
-}
-
-void ExplorerWindowTest::rightClickRule_data()
+void ExplorerWindowTest::selecting_data()
 {
     QTest::addColumn<QList<int>>("selectedBefore");
-    QTest::addColumn<int>("clicked"); // -1: empty space below the rows
+    // Qt::Key_A or Qt::Key_I with Control; else the row right-clicked, -1 below the rows.
+    QTest::addColumn<int>("action");
     QTest::addColumn<QList<int>>("selectedAfter");
-    QTest::newRow("unselected entry: selected alone") << QList<int>{0, 1} << 4 << QList<int>{4};
-    QTest::newRow("selected entry: selection kept") << QList<int>{0, 1} << 1 << QList<int>{0, 1};
-    QTest::newRow("empty space: selection kept") << QList<int>{2} << -1 << QList<int>{2};
+    QTest::addColumn<QString>("status"); // after a key; a right click opens the menu at the mouse
+    const QList<int> all{0, 1, 2, 3, 4, 5};
+    QTest::newRow("select all") << QList<int>{} << int(Qt::Key_A) << all << "6 FILES AND FOLDERS ARE SELECTED.";
+    QTest::newRow("invert nothing selected") << QList<int>{} << int(Qt::Key_I) << all
+                                             << "6 FILES AND FOLDERS ARE SELECTED.";
+    QTest::newRow("invert the third selected") << QList<int>{2} << int(Qt::Key_I) << QList<int>{0, 1, 3, 4, 5}
+                                               << "5 FILES AND FOLDERS ARE SELECTED.";
+    QTest::newRow("invert all selected") << all << int(Qt::Key_I) << QList<int>{}
+                                         << "0 FILES AND FOLDERS ARE SELECTED.";
+    QTest::newRow("right click, unselected entry: selected alone") << QList<int>{0, 1} << 4 << QList<int>{4} << "";
+    QTest::newRow("right click, selected entry: selection kept") << QList<int>{0, 1} << 1 << QList<int>{0, 1} << "";
+    QTest::newRow("right click, empty space: selection kept") << QList<int>{2} << -1 << QList<int>{2} << "";
 }
 
-// The right button picks what the menu acts on, and the menu opens at the mouse.
-void ExplorerWindowTest::rightClickRule()
+void ExplorerWindowTest::selecting()
 {
     QFETCH(QList<int>, selectedBefore);
-    QFETCH(int, clicked);
-    QFETCH(QList<int>, selectedAfter);
+    QFETCH(int, action);
     fFTPMain &window = shared->window;
     window.actions()->viewStyle(3)->trigger();
     openRoot();
     FileListView *list = window.listView();
-    list->selectOnly(selectedBefore.first());
-    for (int row : selectedBefore.mid(1))
-        list->currentView()->selectionModel()->select(window.listModel()->index(row, 0),
-                                                      QItemSelectionModel::Select | QItemSelectionModel::Rows);
-    QWidget *viewport = list->currentView()->viewport();
-    const QPoint at = clicked >= 0 ? CenterInViewport(list, clicked) : QPoint(20, viewport->height() - 5);
-    QTest::mousePress(viewport, Qt::RightButton, {}, at);
-    QMenu *menu = window.actions()->mnuFTP;
-    QTRY_VERIFY(menu->isVisible());
-    menu->hide();
-    QCOMPARE(list->selectedRows(), selectedAfter);
-    QCOMPARE(window.actions()->command(ExplorerActions::Delete)->isEnabled(), true);
+    QAbstractItemView *view = list->currentView();
+    view->clearSelection();
+    for (int row : selectedBefore)
+        view->selectionModel()->select(window.listModel()->index(row, 0),
+                                       QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    window.activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(&window));
+    view->setFocus();
+    if (action == Qt::Key_A || action == Qt::Key_I) {
+        QTest::keyClick(view, Qt::Key(action), Qt::ControlModifier);
+        QTEST(window.statusText(), "status");
+    } else {
+        const QPoint at = action >= 0 ? CenterInViewport(list, action) : QPoint(20, view->viewport()->height() - 5);
+        QTest::mousePress(view->viewport(), Qt::RightButton, {}, at);
+        QTRY_VERIFY(window.actions()->mnuFTP->isVisible());
+        window.actions()->mnuFTP->hide();
+        QVERIFY(window.actions()->command(ExplorerActions::Delete)->isEnabled());
+    }
+    QTEST(list->selectedRows(), "selectedAfter");
 }
 
 void ExplorerWindowTest::splitterClamps_data()
