@@ -1,5 +1,6 @@
 // The shared question box: buttons in the caller's order, the first the default,
-// and an answer that names the caption chosen wherever it stood; the input box.
+// and an answer that names the caption chosen wherever it stood (the input box
+// is answered and cancelled through the window's Rename).
 
 #include "WindowBench.h"
 #include "shell/dialogs/MessageBoxes.h"
@@ -12,8 +13,6 @@ class MessageBoxesTest : public QObject {
 private slots:
     void question_data();
     void question();
-    void input_data();
-    void input();
 };
 
 void MessageBoxesTest::question_data()
@@ -58,26 +57,6 @@ void MessageBoxesTest::question()
     });
     QCOMPARE(int(askQuestion(nullptr, u"Vantrel"_qs, u"Go on ?"_qs, first, second)), answer);
     QCOMPARE(captionsLeftToRight, (QStringList{first, second}));
-}
-
-void MessageBoxesTest::input_data()
-{
-    QTest::addColumn<QString>("typed"); // empty: Cancel
-    QTest::addColumn<QString>("result");
-
-    QTest::newRow("typed and OK") << u"new name.txt"_qs << u"new name.txt"_qs;
-    QTest::newRow("Cancel") << QString() << QString();
-}
-
-void MessageBoxesTest::input()
-{
-    QFETCH(QString, typed);
-    QFETCH(QString, result);
-
-    QString defaultSeen;
-    answerInput(typed, &defaultSeen);
-    QCOMPARE(askInput(nullptr, u"Type new name:"_qs, u"Rename"_qs, u"old.txt"_qs), result);
-    QCOMPARE(defaultSeen, u"old.txt"_qs);
 }
 
 QTEST_MAIN(MessageBoxesTest)

@@ -35,6 +35,19 @@ inline QStringList rowNamesOf(const fFTPMain &window)
     return names;
 }
 
+// The sub-folder names of a tree node, as shown.
+inline QStringList treeChildrenOf(const fFTPMain &window, const QString &folder)
+{
+    QStringList names;
+    const QTreeWidgetItem *node = window.tree()->findNode(folder);
+    for (int i = 0; node && i < node->childCount(); ++i) {
+        if (!node->child(i)->isHidden())
+            names << node->child(i)->text(0);
+    }
+    names.sort();
+    return names;
+}
+
 struct WindowBench {
     explicit WindowBench(ServerKind kind) : server(kind) {}
     ~WindowBench()
@@ -65,18 +78,7 @@ struct WindowBench {
 
     int rowOf(const QString &name) const { return window.listModel()->rowOfName(name); }
 
-    // The sub-folder names of a tree node, as shown.
-    QStringList treeChildren(const QString &folder) const
-    {
-        QStringList names;
-        const QTreeWidgetItem *node = window.tree()->findNode(folder);
-        for (int i = 0; node && i < node->childCount(); ++i) {
-            if (!node->child(i)->isHidden())
-                names << node->child(i)->text(0);
-        }
-        names.sort();
-        return names;
-    }
+    QStringList treeChildren(const QString &folder) const { return treeChildrenOf(window, folder); }
 
     FtpServer server;
     fFTPMain window;
@@ -112,16 +114,16 @@ inline void clickChild(QWidget *box, const QString &objectName)
         button->click();
 }
 
-// The input box answered with text (empty: Cancel).
-inline void answerInput(const QString &text, QString *defaultSeen = nullptr)
+// The input box answered: `text` typed, then OK or Cancel.
+inline void answerInput(const QString &text, bool ok = true, QString *defaultSeen = nullptr)
 {
-    whenModal([text, defaultSeen](QWidget *box) {
+    whenModal([text, ok, defaultSeen](QWidget *box) {
         auto *edit = box->findChild<QLineEdit *>(u"InputText"_qs);
         if (defaultSeen)
             *defaultSeen = edit ? edit->text() : QString();
         if (edit)
             edit->setText(text);
-        QMetaObject::invokeMethod(box, text.isEmpty() ? "reject" : "accept", Qt::QueuedConnection);
+        QMetaObject::invokeMethod(box, ok ? "accept" : "reject", Qt::QueuedConnection);
     });
 }
 

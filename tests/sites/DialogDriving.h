@@ -1,6 +1,6 @@
 #pragma once
 // Driving the connect dialogs as a user does: controls found by name, text
-// typed, the dialog closed in each of its ways, Tab walked, screenshots kept.
+// typed, the dialog closed in each of its ways, screenshots kept.
 
 #include "korvan/FtpSettings.h"
 
@@ -34,11 +34,12 @@ inline void saveScreenshot(QWidget &widget, const QString &name)
     widget.grab().save(dir + u'/' + name + u".png"_qs);
 }
 
-// server, user, password, folder, port, waiting time, "passive" or "active"
+// server, user, password, folder, port, waiting time, "passive" or "active", encryption
 inline QStringList summary(const korvan::FtpSettings &s)
 {
     return {s.sFTPServer, s.sFTPUser, s.sFTPPassword, s.sFTPDir, QString::number(s.nFTPPort),
-            QString::number(s.nFTPWaitTime), s.bPassive ? u"passive"_qs : u"active"_qs};
+            QString::number(s.nFTPWaitTime), s.bPassive ? u"passive"_qs : u"active"_qs,
+            QString::number(int(s.nEncryption))};
 }
 
 // Rows: how the dialog is closed, whether Canceled() is then true, whether
@@ -64,18 +65,15 @@ inline void closeBy(QWidget &dialog, const QString &how)
         QTest::mouseClick(control<QPushButton>(dialog, how), Qt::LeftButton);
 }
 
-// The object names focus visits: the focused control, then `tabs` presses of
-// Tab. A control without an accessible name shows up marked.
-inline QStringList tabWalk(int tabs)
+// The controls a keyboard reaches that a screen reader could not name.
+inline QStringList unnamedControls(QWidget &dialog)
 {
-    QStringList visited;
-    for (int i = 0; i <= tabs; ++i) {
-        if (i > 0)
-            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
-        const QWidget *focus = QApplication::focusWidget();
-        visited << focus->objectName() + (focus->accessibleName().isEmpty() ? u" (no accessible name)"_qs : QString());
+    QStringList unnamed;
+    for (const QWidget *child : dialog.findChildren<QWidget *>()) {
+        if (child->focusPolicy() & Qt::TabFocus && child->accessibleName().isEmpty())
+            unnamed << child->objectName();
     }
-    return visited;
+    return unnamed;
 }
 
 } // namespace dialogDriving

@@ -5,15 +5,10 @@
 #include "DialogDriving.h"
 #include "sites/mmEncrypt.h"
 
-#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
-#include <QLabel>
-#include <QLineEdit>
 #include <QMessageBox>
-#include <QPushButton>
 #include <QTemporaryDir>
-#include <QTest>
 #include <QTimer>
 #include <QTreeWidget>
 
@@ -57,6 +52,24 @@ QString currentCaption(QWidget &dialog)
     return current ? current->text(0) : QString();
 }
 
+// The form as shown: the text boxes, then the check boxes (anonymous, save
+// password, passive) and the encryption index, then whether the password is
+// masked and Connect enabled.
+QStringList form(QWidget &dialog)
+{
+    QStringList shown;
+    for (const char *box : {"txtFTPName", "txtFTPServer", "txtFTPUser", "txtFTPPassword", "txtFTPDir", "txtFTPPort",
+                            "txtFTPWaitTime"})
+        shown << control(dialog, box)->text();
+    QString flags;
+    for (const char *box : {"chkAnonymous", "chkSavePassword", "chkFTPPassive"})
+        flags += control<QCheckBox>(dialog, box)->isChecked() ? u'1' : u'0';
+    flags += QString::number(control<QComboBox>(dialog, "cmbEncryption")->currentIndex());
+    const bool masked = control(dialog, "txtFTPPassword")->echoMode() == QLineEdit::Password;
+    return shown << flags << (masked ? u"masked"_qs : u"plain"_qs)
+                 << (control<QPushButton>(dialog, "cmdConnect")->isEnabled() ? u"connect"_qs : u"-"_qs);
+}
+
 TreeNode site(const QString &name, SiteRecord record)
 {
     TreeNode node;
@@ -78,7 +91,8 @@ Tree smallTree()
     root.sorted = true;
     const QString pw = mmEncrypt::Encrypt(u"pw"_qs);
     root.children.push_back(site(u"Anon"_qs, {"anon.example.org", "anonymous", "", "", "1", "0", "0", "21", "30"}));
-    root.children.push_back(site(u"Named"_qs, {"named.example.org", "bob", pw, "/home/bob", "0", "1", "1", "2121", "45", "1"}));
+    root.children.push_back(
+        site(u"Named"_qs, {"named.example.org", "bob", pw, "/home/bob", "0", "1", "1", "2121", "45", "1"}));
     root.children.push_back(site(u"Unkept"_qs, {"unkept.example.org", "eve", pw, "", "0", "0", "0", "21", "30"}));
     return tree;
 }
@@ -95,27 +109,31 @@ class SiteManagerTest : public QObject {
     Q_OBJECT
 private slots:
     void init();
+    void cleanup();
     void loads_data();
     void loads();
     void loadingLeavesAnonymousBoxAlone();
     void showsNode_data();
     void showsNode();
-    void validateFields_data();
-    void validateFields();
+    void connectEnabled_data();
+    void connectEnabled();
     void session_data();
     void session();
-    void editsKeptWhenMovingAndRenameKeepsKeyOnSave();
-    void unkeptPasswordDroppedOnSave();
-    void collapsingHidesNoSelection();
+    void saveKeepsEditsAndKeysDropsUnkeptPasswords();
+    void collapsingSelectsTheFolder();
     void closing_data();
     void closing();
     void help();
-    void tabOrder();
 
 private:
+    // The dialog on the store file, shown; the file holds the small tree
+    // unless the test changed it.
+    fFTPSites &open();
+
     std::unique_ptr<QTemporaryDir> dir_;
     QString storeFile_;
     FtpSettings settings_;
+    std::unique_ptr<fFTPSites> dialog_;
 };
 
 void SiteManagerTest::init()
@@ -123,150 +141,129 @@ void SiteManagerTest::init()
     dir_ = std::make_unique<QTemporaryDir>();
     storeFile_ = dir_->filePath(u"FTPSite.dat"_qs);
     settings_ = FtpSettings();
+    const Tree small = smallTree();
+    QVERIFY(mRwTreeView::save(storeFile_, small, small.front()));
+}
+
+void SiteManagerTest::cleanup()
+{
+    dialog_.reset();
+}
+
+fFTPSites &SiteManagerTest::open()
+{
+    dialog_ = std::make_unique<fFTPSites>(nullptr, settings_, storeFile_);
+    dialog_->show();
+    if (!QTest::qWaitForWindowActive(dialog_.get()))
+        qWarning("site manager not active");
+    return *dialog_;
 }
 
 void SiteManagerTest::loads_data()
 {
-    QTest::addColumn<QString>("file"); // "none", "small", "cut", "empty"
+    QTest::addColumn<qint64>("keptBytes"); // of the small tree's file; -1: no file
     QTest::addColumn<int>("nodes");
     QTest::addColumn<bool>("rootExpanded");
     QTest::addColumn<int>("nodesAfterNewSite"); // New Site in the root, if there is one
 
-    QTest::newRow("no file: the default tree") << "none" << 33 << false << 34;
-    QTest::newRow("saved tree") << "small" << 4 << true << 5;
-    QTest::newRow("file cut short") << "cut" << 2 << false << 3;
-    QTest::newRow("empty file") << "empty" << 0 << false << 0;
+    const Tree small = smallTree();
+    const QByteArray file = mRwTreeView::write(small, small.front()).contents();
+    QTest::newRow("no file: the default tree") << qint64(-1) << 33 << false << 34;
+    QTest::newRow("saved tree") << file.size() << 4 << true << 5;
+    QTest::newRow("file cut short") << file.indexOf("Text2") << 2 << false << 3;
+    QTest::newRow("empty file") << qint64(0) << 0 << false << 0;
 }
 
 void SiteManagerTest::loads()
 {
-    QFETCH(QString, file);
-    const Tree small = smallTree();
-    QVERIFY(mRwTreeView::save(storeFile_, small, small.front()));
-    const QByteArray bytes = fileBytes(storeFile_);
-    if (file == u"none")
+    QFETCH(qint64, keptBytes);
+    if (keptBytes < 0)
         QFile::remove(storeFile_);
-    else if (file != u"small")
-        QFile(storeFile_).resize(file == u"cut" ? bytes.indexOf("Text2") : 0);
+    else
+        QFile(storeFile_).resize(keptBytes);
 
-    fFTPSites dialog(nullptr, settings_, storeFile_);
+    fFTPSites &dialog = open();
+    QCOMPARE(QApplication::focusWidget(), tree(dialog));
+    QCOMPARE(unnamedControls(dialog), QStringList());
     QTEST(nodeCount(dialog), "nodes");
     QTreeWidgetItem *root = tree(dialog)->topLevelItem(0);
     QTEST(root && root->isExpanded(), "rootExpanded");
-    QCOMPARE(currentCaption(dialog), root ? root->text(0) : QString());
     // The root is shown: its name cannot change and there is nothing to connect to.
-    QCOMPARE(control(dialog, "txtFTPName")->text(), currentCaption(dialog));
+    QCOMPARE(form(dialog).constFirst(), root ? root->text(0) : QString());
+    QCOMPARE(form(dialog).constLast(), u"-"_qs);
     QVERIFY(!control(dialog, "txtFTPName")->isEnabled());
     QVERIFY(!control(dialog, "txtFTPServer")->isEnabled());
-    QVERIFY(!control<QPushButton>(dialog, "cmdConnect")->isEnabled());
     QTest::mouseClick(control<QPushButton>(dialog, "cmdSession(1)"), Qt::LeftButton);
     QTEST(nodeCount(dialog), "nodesAfterNewSite");
 }
 
+// A hand-made file whose first node is a site: while loading, its user name
+// must not set the anonymous box (which would then empty the user).
 void SiteManagerTest::loadingLeavesAnonymousBoxAlone()
 {
-    // A hand-made file whose first node is a site: while loading, its user
-    // name must not set the anonymous box (which would then empty the user).
-    Tree solo;
-    solo.push_back(site(u"Solo"_qs, {"solo.example.org", "Anonymous", mmEncrypt::Encrypt(u"x"_qs), "", "0", "1", "0", "21", "30"}));
+    Tree solo{site(u"Solo"_qs,
+                   {"solo.example.org", "Anonymous", mmEncrypt::Encrypt(u"x"_qs), "", "0", "1", "0", "21", "30"})};
     QVERIFY(mRwTreeView::save(storeFile_, solo, solo.front()));
-    fFTPSites dialog(nullptr, settings_, storeFile_);
-    QCOMPARE(control(dialog, "txtFTPUser")->text(), u"Anonymous"_qs);
-    QCOMPARE(control(dialog, "txtFTPPassword")->text(), u"x"_qs);
-    QVERIFY(!control<QCheckBox>(dialog, "chkAnonymous")->isChecked());
+    QCOMPARE(form(open()).mid(2, 2), QStringList({"Anonymous", "x"}));
+    QVERIFY(!control<QCheckBox>(*dialog_, "chkAnonymous")->isChecked());
 }
 
 void SiteManagerTest::showsNode_data()
 {
     QTest::addColumn<QString>("caption");
-    QTest::addColumn<QStringList>("shown"); // server, user, password, folder, port, waiting time
-    QTest::addColumn<QString>("checks");    // anonymous, save password, passive; the encryption's index
-    QTest::addColumn<bool>("masked");
-    QTest::addColumn<bool>("connect");
+    QTest::addColumn<QStringList>("shown"); // as form() reads it
 
-    QTest::newRow("named site") << "Named" << QStringList{"named.example.org", "bob", "pw", "/home/bob", "2121", "45"}
-                                << "0111" << true << true;
-    QTest::newRow("anonymous, no stored password") << "Anon"
-                                                   << QStringList{"anon.example.org", "anonymous", sAnonPassword, "", "21", "30"}
-                                                   << "1000" << false << true;
-    QTest::newRow("folder") << "Sites" << QStringList{"", "", "", "", "", ""} << "0000" << true << false;
+    QTest::newRow("named site") << "Named"
+                                << QStringList{"Named", "named.example.org", "bob", "pw", "/home/bob", "2121", "45",
+                                               "0111", "masked", "connect"};
+    QTest::newRow("anonymous, no stored password")
+        << "Anon" << QStringList{"Anon",  "anon.example.org", "anonymous", sAnonPassword, "", "21", "30", "1000",
+                                 "plain", "connect"};
+    QTest::newRow("folder") << "Sites" << QStringList{"Sites", "", "", "", "", "", "", "0000", "masked", "-"};
 }
 
 void SiteManagerTest::showsNode()
 {
-    const Tree small = smallTree();
-    QVERIFY(mRwTreeView::save(storeFile_, small, small.front()));
-    fFTPSites dialog(nullptr, settings_, storeFile_);
-    dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    fFTPSites &dialog = open();
     click(dialog, u"Anon"_qs); // from an anonymous site, so a named one must clear the check box
     QFETCH(QString, caption);
     click(dialog, caption);
 
     QCOMPARE(currentCaption(dialog), caption);
-    QCOMPARE(control(dialog, "txtFTPName")->text(), caption);
-    const QStringList shown{control(dialog, "txtFTPServer")->text(), control(dialog, "txtFTPUser")->text(),
-                            control(dialog, "txtFTPPassword")->text(), control(dialog, "txtFTPDir")->text(),
-                            control(dialog, "txtFTPPort")->text(), control(dialog, "txtFTPWaitTime")->text()};
-    QTEST(shown, "shown");
-    QString checks;
-    for (const char *box : {"chkAnonymous", "chkSavePassword", "chkFTPPassive"})
-        checks += control<QCheckBox>(dialog, box)->isChecked() ? u'1' : u'0';
-    checks += QString::number(control<QComboBox>(dialog, "cmbEncryption")->currentIndex());
-    QTEST(checks, "checks");
-    QTEST(control(dialog, "txtFTPPassword")->echoMode() == QLineEdit::Password, "masked");
-    QTEST(control<QPushButton>(dialog, "cmdConnect")->isEnabled(), "connect");
+    QFETCH(QStringList, shown);
+    QCOMPARE(form(dialog), shown);
     // Shown, then stored in its normal form: an anonymous site's empty password enciphered.
     const SiteRecord record = SiteRecord::fromTag(siteItems::tag(node(dialog, caption)));
-    QCOMPARE(mmEncrypt::Decrypt(record.password), shown.at(2));
+    QCOMPARE(mmEncrypt::Decrypt(record.password), shown.at(3));
     saveScreenshot(dialog, u"fFTPSites-"_qs + caption);
 }
 
-void SiteManagerTest::validateFields_data()
+// The rules the quick-connect dialog shares are checked there; these differ.
+void SiteManagerTest::connectEnabled_data()
 {
-    QTest::addColumn<bool>("enabledBefore");
-    QTest::addColumn<QString>("port"); // set in this order: port, waiting time, name, server, password
-    QTest::addColumn<QString>("waitTime");
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("server");
-    QTest::addColumn<QString>("password");
+    QTest::addColumn<QString>("box");
+    QTest::addColumn<QString>("text");
     QTest::addColumn<bool>("enabled");
 
-    QTest::newRow("two-word server") << true << "21" << "30" << "n" << "beta.gamma" << "pw" << false;
-    QTest::newRow("four-number address") << false << "21" << "30" << "n" << "10.0.0.1" << "pw" << true;
-    QTest::newRow("empty name") << true << "21" << "30" << "" << "alpha.beta.gamma" << "pw" << false;
-    QTest::newRow("empty password") << true << "21" << "30" << "n" << "alpha.beta.gamma" << "" << false;
-    QTest::newRow("port 0 stays and disables") << true << "0" << "30" << "n" << "alpha.beta.gamma" << "pw" << false;
-    QTest::newRow("waiting time below 1") << true << "21" << "0.5" << "n" << "alpha.beta.gamma" << "pw" << false;
-    QTest::newRow("port abc keeps Connect enabled") << true << "abc" << "30" << "n" << "beta.gamma" << "" << true;
-    QTest::newRow("port abc keeps Connect disabled") << false << "abc" << "30" << "n" << "alpha.beta.gamma" << "pw" << false;
+    QTest::newRow("two-word server") << "txtFTPServer" << "beta.gamma" << false;
+    QTest::newRow("empty name") << "txtFTPName" << "" << false;
+    QTest::newRow("empty password") << "txtFTPPassword" << "" << false;
+    QTest::newRow("port 0 stays and disables") << "txtFTPPort" << "0" << false;
+    QTest::newRow("waiting time below 1") << "txtFTPWaitTime" << "0.5" << false;
+    QTest::newRow("port abc keeps Connect enabled") << "txtFTPPort" << "abc" << true;
 }
 
-void SiteManagerTest::validateFields()
+void SiteManagerTest::connectEnabled()
 {
-    const Tree small = smallTree();
-    QVERIFY(mRwTreeView::save(storeFile_, small, small.front()));
-    fFTPSites dialog(nullptr, settings_, storeFile_);
-    dialog.show();
+    fFTPSites &dialog = open();
     click(dialog, u"Named"_qs);
-    QFETCH(bool, enabledBefore);
-    if (!enabledBefore)
-        control(dialog, "txtFTPServer")->setText(u"gamma"_qs);
-    auto *connectButton = control<QPushButton>(dialog, "cmdConnect");
-    QCOMPARE(connectButton->isEnabled(), enabledBefore);
-
-    QFETCH(QString, port);
-    QFETCH(QString, waitTime);
-    QFETCH(QString, name);
-    QFETCH(QString, server);
-    QFETCH(QString, password);
-    control(dialog, "txtFTPPort")->setText(port);
-    control(dialog, "txtFTPWaitTime")->setText(waitTime);
-    control(dialog, "txtFTPName")->setText(name);
-    control(dialog, "txtFTPServer")->setText(server);
-    control(dialog, "txtFTPPassword")->setText(password);
-    QTEST(connectButton->isEnabled(), "enabled");
-    QCOMPARE(control(dialog, "txtFTPPort")->text(), port);
+    QCOMPARE(form(dialog).constLast(), u"connect"_qs);
+    QFETCH(QString, box);
+    QFETCH(QString, text);
+    control(dialog, box)->setText(text);
+    QFETCH(bool, enabled);
+    QCOMPARE(form(dialog).constLast(), enabled ? u"connect"_qs : u"-"_qs);
+    QCOMPARE(control(dialog, box)->text(), text);
 }
 
 void SiteManagerTest::session_data()
@@ -292,104 +289,69 @@ void SiteManagerTest::session_data()
 
 void SiteManagerTest::session()
 {
-    fFTPSites dialog(nullptr, settings_, storeFile_);
-    dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    QFile::remove(storeFile_); // the default tree
+    fFTPSites &dialog = open();
     QFETCH(QString, select);
     QFETCH(QList<int>, buttons);
     click(dialog, select);
     for (const int index : buttons)
-        QTest::mouseClick(control<QPushButton>(dialog, QStringLiteral("cmdSession(%1)").arg(index)),
-                          Qt::LeftButton);
+        QTest::mouseClick(control<QPushButton>(dialog, QStringLiteral("cmdSession(%1)").arg(index)), Qt::LeftButton);
 
     QTEST(currentCaption(dialog), "current");
     QTreeWidgetItem *current = tree(dialog)->currentItem();
     QTEST(current->parent() ? current->parent()->text(0) : QString(), "currentParent");
     QTEST(nodeCount(dialog), "nodes");
-    // The selected node is shown; a new site is anonymous with the site password.
-    QCOMPARE(control(dialog, "txtFTPName")->text(), current->text(0));
     QCOMPARE(siteItems::key(current), current->text(0));
+    // The selected node is shown; a new site is anonymous with the site password.
+    const QStringList shown = form(dialog);
+    QCOMPARE(shown.constFirst(), current->text(0));
     if (current->text(0).startsWith(u"_New Site")) {
-        QCOMPARE(control(dialog, "txtFTPUser")->text(), u"anonymous"_qs);
-        QCOMPARE(control(dialog, "txtFTPPassword")->text(), sSiteAnonPassword);
-        QCOMPARE(control(dialog, "txtFTPPort")->text() + u'/' + control(dialog, "txtFTPWaitTime")->text(), u"21/30"_qs);
-        QVERIFY(control<QCheckBox>(dialog, "chkAnonymous")->isChecked());
-        QVERIFY(!control<QPushButton>(dialog, "cmdConnect")->isEnabled()); // no server yet
-    }
-    if (QTest::currentDataTag() == QByteArray("two new sites"))
+        QCOMPARE(shown.mid(1), QStringList({"", "anonymous", sSiteAnonPassword, "", "21", "30", "1000", "plain", "-"}));
         saveScreenshot(dialog, u"fFTPSites-new-site"_qs);
+    }
 }
 
-void SiteManagerTest::editsKeptWhenMovingAndRenameKeepsKeyOnSave()
+// Edits stay with their site when another is selected; Save writes them, keeps
+// a renamed site's key and drops the password of a site that is not to keep it.
+void SiteManagerTest::saveKeepsEditsAndKeysDropsUnkeptPasswords()
 {
-    const Tree small = smallTree();
-    QVERIFY(mRwTreeView::save(storeFile_, small, small.front()));
-    fFTPSites dialog(nullptr, settings_, storeFile_);
-    dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    fFTPSites &dialog = open();
     click(dialog, u"Named"_qs);
     type(control(dialog, "txtFTPServer"), u"moved.example.org"_qs);
     type(control(dialog, "txtFTPName"), u"Zed"_qs);
-    click(dialog, u"Anon"_qs);
-
+    click(dialog, u"Unkept"_qs);
+    QCOMPARE(control(dialog, "txtFTPPassword")->text(), u"pw"_qs);
     QTreeWidgetItem *root = tree(dialog)->topLevelItem(0);
     QCOMPARE(root->child(root->childCount() - 1)->text(0), u"Zed"_qs); // kept in caption order
-    QCOMPARE(SiteRecord::fromTag(siteItems::tag(node(dialog, u"Zed"_qs))).server, u"moved.example.org"_qs);
 
     QTest::mouseClick(control<QPushButton>(dialog, "cmdSave"), Qt::LeftButton);
     QVERIFY(dialog.isVisible());
     Tree saved;
     QVERIFY(mRwTreeView::read(storeFile_, saved));
-    const TreeNode &renamed = saved.front().children.back();
-    QCOMPARE(renamed.text + u'/' + renamed.key, u"Zed/Named"_qs);
-    QCOMPARE(SiteRecord::fromTag(renamed.tag).server, u"moved.example.org"_qs);
-}
-
-void SiteManagerTest::unkeptPasswordDroppedOnSave()
-{
-    const Tree small = smallTree();
-    QVERIFY(mRwTreeView::save(storeFile_, small, small.front()));
-    fFTPSites dialog(nullptr, settings_, storeFile_);
-    dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
-    click(dialog, u"Unkept"_qs);
-    QCOMPARE(control(dialog, "txtFTPPassword")->text(), u"pw"_qs);
-    QTest::mouseClick(control<QPushButton>(dialog, "cmdSave"), Qt::LeftButton);
-
-    Tree saved;
-    QVERIFY(mRwTreeView::read(storeFile_, saved));
-    QStringList passwords; // Anon, Named, Unkept
-    for (const TreeNode &node : saved.front().children)
-        passwords << mmEncrypt::Decrypt(SiteRecord::fromTag(node.tag).password);
-    QCOMPARE(passwords, QStringList({"", "pw", ""}));
+    QStringList sites; // caption/key server password
+    for (const TreeNode &node : saved.front().children) {
+        const SiteRecord record = SiteRecord::fromTag(node.tag);
+        sites << node.text + u'/' + node.key + u' ' + record.server + u' ' + mmEncrypt::Decrypt(record.password);
+    }
+    QCOMPARE(sites, QStringList({"Anon/Anon anon.example.org ", "Unkept/Unkept unkept.example.org ",
+                                 "Zed/Named moved.example.org pw"}));
     QCOMPARE(SiteRecord::fromTag(siteItems::tag(node(dialog, u"Unkept"_qs))).password, QString()); // the tree too
-
-    // Opened again, the site asks for its password before it can connect.
-    fFTPSites reopened(nullptr, settings_, storeFile_);
-    reopened.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&reopened));
-    click(reopened, u"Unkept"_qs);
-    QCOMPARE(control(reopened, "txtFTPPassword")->text(), QString());
-    QVERIFY(!control<QPushButton>(reopened, "cmdConnect")->isEnabled());
-    type(control(reopened, "txtFTPPassword"), u"again"_qs);
-    QVERIFY(control<QPushButton>(reopened, "cmdConnect")->isEnabled());
 }
 
-void SiteManagerTest::collapsingHidesNoSelection()
+// Collapsing the selected site's folder selects the folder, the site's edits kept;
+// collapsing another folder moves nothing.
+void SiteManagerTest::collapsingSelectsTheFolder()
 {
-    fFTPSites dialog(nullptr, settings_, storeFile_);
-    dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    QFile::remove(storeFile_);
+    fFTPSites &dialog = open();
     click(dialog, u"Debian"_qs);
     type(control(dialog, "txtFTPServer"), u"ftp.debian.net"_qs);
     node(dialog, u"MIS"_qs)->setExpanded(true);
-    node(dialog, u"MIS"_qs)->setExpanded(false); // another folder: nothing moves
-    QCOMPARE(currentCaption(dialog), u"Debian"_qs);
-    QCOMPARE(control(dialog, "txtFTPServer")->text(), u"ftp.debian.net"_qs);
+    node(dialog, u"MIS"_qs)->setExpanded(false);
+    QCOMPARE(form(dialog).mid(0, 2), QStringList({"Debian", "ftp.debian.net"}));
 
     node(dialog, u"Web Server"_qs)->setExpanded(false);
-    QCOMPARE(currentCaption(dialog), u"Web Server"_qs);
-    QCOMPARE(control(dialog, "txtFTPName")->text(), u"Web Server"_qs);
+    QCOMPARE(form(dialog).constFirst(), u"Web Server"_qs);
     QCOMPARE(SiteRecord::fromTag(siteItems::tag(node(dialog, u"Debian"_qs))).server, u"ftp.debian.net"_qs);
 }
 
@@ -398,16 +360,13 @@ void SiteManagerTest::closing_data()
     closingRows();
 }
 
+// Only Connect writes the settings; only Save writes the file.
 void SiteManagerTest::closing()
 {
     QFETCH(QString, how);
-    const Tree small = smallTree();
-    QVERIFY(mRwTreeView::save(storeFile_, small, small.front()));
     const QByteArray before = fileBytes(storeFile_);
     settings_.sFTPServer = u"old.example.org"_qs;
-    fFTPSites dialog(nullptr, settings_, storeFile_);
-    dialog.show();
-    QVERIFY(QTest::qWaitForWindowActive(&dialog));
+    fFTPSites &dialog = open();
     click(dialog, u"Named"_qs);
     type(control(dialog, "txtFTPPassword"), u"typed"_qs);
 
@@ -416,16 +375,16 @@ void SiteManagerTest::closing()
     QVERIFY(!dialog.isVisible());
     QTEST(dialog.Canceled(), "canceled");
     QFETCH(bool, settingsWritten);
-    QCOMPARE(summary(settings_), settingsWritten
-                                     ? QStringList({"named.example.org", "bob", "typed", "/home/bob", "2121", "45", "passive"})
-                                     : QStringList({"old.example.org", "", "", "", "21", "30", "active"}));
-    QCOMPARE(fileBytes(storeFile_), before); // only Save writes the file
+    QCOMPARE(summary(settings_),
+             settingsWritten
+                 ? QStringList({"named.example.org", "bob", "typed", "/home/bob", "2121", "45", "passive", "1"})
+                 : QStringList({"old.example.org", "", "", "", "21", "30", "active", "0"}));
+    QCOMPARE(fileBytes(storeFile_), before);
 }
 
 void SiteManagerTest::help()
 {
-    fFTPSites dialog(nullptr, settings_, storeFile_);
-    dialog.show();
+    fFTPSites &dialog = open();
     QString text;
     QTimer::singleShot(0, this, [&text] {
         auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
@@ -438,22 +397,6 @@ void SiteManagerTest::help()
     QTest::mouseClick(control<QPushButton>(dialog, "cmdHelp"), Qt::LeftButton);
     QCOMPARE(text, u"1. Passwords are stored as encrypted text for the password protection.\r\n"
                    "2. All FTP site details are stored in FTPSite.dat of the system folder.\r\n"_qs);
-}
-
-void SiteManagerTest::tabOrder()
-{
-    const Tree small = smallTree();
-    QVERIFY(mRwTreeView::save(storeFile_, small, small.front()));
-    fFTPSites dialog(nullptr, settings_, storeFile_);
-    dialog.show();
-    QVERIFY(QTest::qWaitForWindowActive(&dialog));
-    QCOMPARE(QApplication::focusWidget(), tree(dialog));
-    QTest::keyClick(tree(dialog), Qt::Key_Down); // to the first site, by keyboard
-    QCOMPARE(control(dialog, "txtFTPServer")->text(), u"anon.example.org"_qs);
-    QCOMPARE(tabWalk(19), QStringList({"TV1", "cmdSession(0)", "cmdSession(1)", "cmdSession(2)", "txtFTPName",
-                                   "txtFTPServer", "txtFTPUser", "txtFTPPassword", "txtFTPDir", "txtFTPPort",
-                                   "txtFTPWaitTime", "chkAnonymous", "chkSavePassword", "chkFTPPassive", "cmbEncryption", "cmdSave",
-                                   "cmdConnect", "cmdCancel", "cmdHelp", "TV1"}));
 }
 
 QTEST_MAIN(SiteManagerTest)

@@ -1,6 +1,6 @@
-// The site store: a tree saved and read back whole, entries and their defaults,
-// damaged files, an interrupted save, the tree offered before the first save,
-// and where the file lives.
+// The site store: a tree saved and read back whole, the file's entry names,
+// damaged and hostile files, an interrupted save, the tree offered before the
+// first save, and where the file lives.
 #include "korvan/FtpSettings.h"
 #include "sites/ConnectRules.h"
 #include "sites/SiteStore.h"
@@ -8,7 +8,6 @@
 
 #include <QDir>
 #include <QFile>
-#include <QSet>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -28,83 +27,56 @@ QString shape(const Tree &tree)
     return parts.join(u',');
 }
 
-void preOrder(const Tree &tree, QList<const TreeNode *> &out)
+// What a read makes of every node: it keeps its children sorted.
+void markSorted(Tree &tree)
 {
-    for (const TreeNode &node : tree) {
-        out << &node;
-        preOrder(node.children, out);
+    for (TreeNode &node : tree) {
+        node.sorted = true;
+        markSorted(node.children);
     }
 }
 
-TreeNode &childNamed(TreeNode &parent, const QString &text)
+TreeNode &addChild(TreeNode &parent, const QString &key, const QString &text, qint32 image, const QString &tag = {})
 {
-    for (TreeNode &child : parent.children) {
-        if (child.text == text)
-            return child;
-    }
-    qFatal("no child %s", qPrintable(text));
+    TreeNode &child = parent.children.emplace_back();
+    child.key = key;
+    child.text = text;
+    child.image = image;
+    child.tag = tag;
+    return child;
 }
 
-// The default tree with a nested folder in "Personal", a site renamed after it
-// was made (caption no longer its key), a site whose password enciphers to a
-// control character and a node with no image; every node keeps its children
-// sorted, as a read makes them.
+// The default tree with, in "Personal" (node 20), a nested folder holding
+// a site renamed after it was made (caption no longer its key) whose password
+// enciphers to a control character, and a node with no image.
 Tree sampleTree()
 {
     Tree tree = defaultSiteTree();
-    TreeNode &root = tree.front();
-    TreeNode &nested = childNamed(root, u"Personal"_qs).children.emplace_back();
-    nested.text = nested.key = u"Nested"_qs;
-    nested.image = folderImage;
+    TreeNode &personal = *std::next(tree.front().children.begin());
+    TreeNode &nested = addChild(personal, u"Nested"_qs, u"Nested"_qs, folderImage);
     nested.selectedImage = openFolderImage;
-    SiteRecord record;
-    record.server = u"deep.example.org"_qs;
-    record.user = u"bob"_qs;
-    record.password = mmEncrypt::Encrypt(u"4"_qs); // ends in \x05
-    record.savePassword = u"1"_qs;
-    TreeNode &deep = nested.children.emplace_back();
-    deep.key = u"Deep"_qs;
-    deep.text = u"Renamed deep"_qs;
-    deep.image = siteImage;
-    deep.tag = record.toTag();
-    TreeNode &plain = nested.children.emplace_back();
-    plain.text = plain.key = u"Without image"_qs;
-    QList<const TreeNode *> all;
-    preOrder(tree, all);
-    for (const TreeNode *node : all)
-        const_cast<TreeNode *>(node)->sorted = true;
+    const QString enciphered = mmEncrypt::Encrypt(u"4"_qs); // ends in \x05
+    const SiteRecord deep{"deep.example.org", "bob", enciphered, "/", "0", "1", "0", "21", "30", "1"};
+    addChild(nested, u"Deep"_qs, u"Renamed deep"_qs, siteImage, deep.toTag());
+    addChild(nested, u"Without image"_qs, u"Without image"_qs, 0);
+    markSorted(tree);
     return tree;
 }
 
-PropertyBag bagOf(std::initializer_list<std::pair<const char *, PropertyBag::Value>> entries)
+using Entries = QList<std::pair<QString, PropertyBag::Value>>;
+
+QByteArray storeBytes(const Entries &entries)
 {
     PropertyBag bag;
     for (const auto &[name, value] : entries) {
-        const QString n = QString::fromLatin1(name);
-        std::visit(
-            [&](const auto &v) {
-                using T = std::decay_t<decltype(v)>;
-                if constexpr (std::is_same_v<T, QString>)
-                    bag.writeText(n, v);
-                else if constexpr (std::is_same_v<T, qint16>)
-                    bag.writeInt16(n, v);
-                else
-                    bag.writeInt32(n, v);
-            },
-            value);
+        if (const auto *text = std::get_if<QString>(&value))
+            bag.writeText(name, *text);
+        else if (const auto *small = std::get_if<qint16>(&value))
+            bag.writeInt16(name, *small);
+        else
+            bag.writeInt32(name, std::get<qint32>(value));
     }
-    return bag;
-}
-
-QByteArray sampleFile()
-{
-    const Tree tree = defaultSiteTree();
-    return mRwTreeView::write(tree, tree.front()).contents();
-}
-
-QByteArray cutBefore(const QByteArray &file, const char *entryName)
-{
-    return file.left(file.indexOf(entryName));
+    return bag.contents();
 }
 
 QByteArray readFile(const QString &path)
@@ -119,13 +91,13 @@ class SiteStoreTest : public QObject {
     Q_OBJECT
 private slots:
     void roundTrip();
+    void entryNames();
     void encryptionLine_data();
     void encryptionLine();
-    void entryNamesAndDefaults();
     void read_data();
     void read();
     void interruptedSaveKeepsOldFile();
-    void defaultTree();
+    void defaultSites();
     void location_data();
     void location();
 };
@@ -142,6 +114,21 @@ void SiteStoreTest::roundTrip()
     written.front().expanded = true;
     QCOMPARE(shape(read), shape(written));
     QVERIFY(read == written); // keys, images, tags (control characters kept) too
+}
+
+// Entries are named by the pre-order index; values equal to their default are left out.
+void SiteStoreTest::entryNames()
+{
+    const Tree tree = sampleTree();
+    const PropertyBag bag = mRwTreeView::write(tree, tree.front());
+    QCOMPARE(bag.readInteger(u"NumberOfNodes"_qs, -1).value_or(-1), 36);
+    QCOMPARE(bag.readText(u"KeyParent10"_qs, {}), u"MIS"_qs);
+    QCOMPARE(bag.readText(u"Key22"_qs, {}) + u'/' + bag.readText(u"Text22"_qs, {}), u"Deep/Renamed deep"_qs);
+    QCOMPARE(bag.readText(u"KeyParent22"_qs, {}), u"Nested"_qs);
+    QCOMPARE(bag.readText(u"Image23"_qs, u"none"_qs), u"none"_qs);
+    QCOMPARE(bag.readText(u"Text23"_qs, {}), u"Without image"_qs);
+    for (const char *absent : {"KeyParent0", "Tag0", "Text010", "Text36"})
+        QVERIFY2(!bag.contains(QLatin1String(absent)), absent);
 }
 
 // The encryption is a tenth line, written only when it is not plain.
@@ -169,63 +156,45 @@ void SiteStoreTest::encryptionLine()
     QTEST(int(record.toTag().count(u"\r\n"_qs)) + 1, "linesWritten");
 }
 
-void SiteStoreTest::entryNamesAndDefaults()
-{
-    const Tree tree = sampleTree();
-    const PropertyBag bag = mRwTreeView::write(tree, tree.front());
-    QList<const TreeNode *> nodes;
-    preOrder(tree, nodes);
-
-    QCOMPARE(bag.readInteger(u"NumberOfNodes"_qs, -1).value_or(-1), nodes.size());
-    QCOMPARE(bag.readText(u"Text10"_qs, {}), nodes.at(10)->text);
-    QCOMPARE(bag.readText(u"KeyParent10"_qs, {}), u"MIS"_qs);
-    QVERIFY(!bag.contains(u"KeyParent0"_qs)); // top level
-    QVERIFY(!bag.contains(u"Tag0"_qs));       // a folder
-    QVERIFY(!bag.contains(u"Text010"_qs));
-    const auto withoutImage = std::find_if(nodes.cbegin(), nodes.cend(), [](const TreeNode *node) { return node->image == 0; });
-    QVERIFY(withoutImage != nodes.cend());
-    const qsizetype noImage = withoutImage - nodes.cbegin();
-    QVERIFY(!bag.contains(u"Image"_qs + QString::number(noImage)));
-    QVERIFY(bag.contains(u"Text"_qs + QString::number(noImage)));
-}
-
 void SiteStoreTest::read_data()
 {
     QTest::addColumn<QByteArray>("file");
-    QTest::addColumn<QString>("expectedShape");
-    QTest::addColumn<bool>("whole"); // read went through and expanded the first node
+    QTest::addColumn<QString>("expectedShape"); // null: the default tree
+    QTest::addColumn<bool>("whole");            // read went through and expanded the first node
 
-    const QByteArray file = sampleFile();
-    const auto bytes = [](const PropertyBag &bag) { return bag.contents(); };
-    const PropertyBag::Value a = u"a"_qs;
+    const Tree defaults = defaultSiteTree();
+    const QByteArray file = mRwTreeView::write(defaults, defaults.front()).contents();
+    const QString a = u"a"_qs;
+    const QString b = u"b"_qs;
 
     QTest::newRow("bytes after the store ignored") << file + "left over from a longer file" << QString() << true;
     QTest::newRow("empty file") << QByteArray() << "" << false;
     QTest::newRow("not a store") << QByteArray("NumberOfNodes=3\r\n") << "" << false;
-    QTest::newRow("cut before the fourth node") << cutBefore(file, "Text3") << "FTP sites[MIS[CTAN]]" << false;
+    QTest::newRow("cut before the fourth node") << file.left(file.indexOf("Text3")) << "FTP sites[MIS[CTAN]]" << false;
     QTest::newRow("cut inside the count") << file.left(10) << "" << false;
-    QTest::newRow("no NumberOfNodes") << bytes(bagOf({{"Text0", a}})) << "" << true;
-    QTest::newRow("NumberOfNodes 0") << bytes(bagOf({{"NumberOfNodes", qint32(0)}, {"Text0", a}})) << "" << true;
-    QTest::newRow("NumberOfNodes not a number") << bytes(bagOf({{"NumberOfNodes", u"many"_qs}, {"Text0", a}})) << "" << false;
+    QTest::newRow("no NumberOfNodes") << storeBytes({{"Text0", a}}) << "" << true;
+    QTest::newRow("NumberOfNodes 0") << storeBytes({{"NumberOfNodes", qint32(0)}, {"Text0", a}}) << "" << true;
+    QTest::newRow("NumberOfNodes not a number")
+        << storeBytes({{"NumberOfNodes", u"many"_qs}, {"Text0", a}}) << "" << false;
     QTest::newRow("16-bit count, missing entries as defaults")
-        << bytes(bagOf({{"NumberOfNodes", qint16(2)}, {"Text0", a}, {"Key0", a}, {"Text1", u"b"_qs}, {"KeyParent1", a}}))
+        << storeBytes({{"NumberOfNodes", qint16(2)}, {"Text0", a}, {"Key0", a}, {"Text1", b}, {"KeyParent1", a}})
         << "a[b]" << true;
     QTest::newRow("parent key naming no node stops the read")
-        << bytes(bagOf({{"NumberOfNodes", qint32(3)}, {"Text0", a}, {"Key0", a}, {"Text1", u"b"_qs}, {"KeyParent1", u"x"_qs},
-                        {"Text2", u"c"_qs}}))
+        << storeBytes({{"NumberOfNodes", qint32(3)}, {"Text0", a}, {"Key0", a}, {"Text1", b}, {"KeyParent1", u"x"_qs},
+                       {"Text2", u"c"_qs}})
         << "a" << false;
     QTest::newRow("duplicate key stops the read")
-        << bytes(bagOf({{"NumberOfNodes", qint32(2)}, {"Text0", a}, {"Key0", a}, {"Text1", u"b"_qs}, {"Key1", a}})) << "a"
+        << storeBytes({{"NumberOfNodes", qint32(2)}, {"Text0", a}, {"Key0", a}, {"Text1", b}, {"Key1", a}}) << "a"
         << false;
     QTest::newRow("keyless nodes may repeat")
-        << bytes(bagOf({{"NumberOfNodes", qint32(2)}, {"Text0", a}, {"Text1", a}})) << "a,a" << true;
+        << storeBytes({{"NumberOfNodes", qint32(2)}, {"Text0", a}, {"Text1", a}}) << "a,a" << true;
     QTest::newRow("image that is no number stops the read")
-        << bytes(bagOf({{"NumberOfNodes", qint32(2)}, {"Text0", a}, {"Text1", u"b"_qs}, {"Image1", u"x"_qs}})) << "a" << false;
+        << storeBytes({{"NumberOfNodes", qint32(2)}, {"Text0", a}, {"Text1", b}, {"Image1", u"x"_qs}}) << "a" << false;
     QTest::newRow("huge count bounded by the entries")
-        << bytes(bagOf({{"NumberOfNodes", qint32(2000000000)}, {"Text0", a}})) << "a," << true;
+        << storeBytes({{"NumberOfNodes", qint32(2000000000)}, {"Text0", a}}) << "a," << true;
     QTest::newRow("children sorted by caption on reading")
-        << bytes(bagOf({{"NumberOfNodes", qint32(3)}, {"Text0", a}, {"Key0", a}, {"Text1", u"b"_qs}, {"KeyParent1", a},
-                        {"Text2", u"A"_qs}, {"KeyParent2", a}}))
+        << storeBytes({{"NumberOfNodes", qint32(3)}, {"Text0", a}, {"Key0", a}, {"Text1", b}, {"KeyParent1", a},
+                       {"Text2", u"A"_qs}, {"KeyParent2", a}})
         << "a[A,b]" << true;
 }
 
@@ -262,72 +231,50 @@ void SiteStoreTest::interruptedSaveKeepsOldFile()
     small.rlim_cur = 1024;
     QCOMPARE(setrlimit(RLIMIT_FSIZE, &small), 0);
     const Tree tree = defaultSiteTree();
-    const bool saved1 = mRwTreeView::save(path, tree, tree.front());
+    const bool written = mRwTreeView::save(path, tree, tree.front());
     setrlimit(RLIMIT_FSIZE, &saved);
     std::signal(SIGXFSZ, previousHandler);
 
-    QVERIFY(!saved1);
+    QVERIFY(!written);
     QCOMPARE(readFile(path), oldBytes);
     QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{u"FTPSite.dat"_qs});
 }
 
-void SiteStoreTest::defaultTree()
+// Every offered site logs on anonymously with the site password to a server the
+// connect dialogs accept, on port 21 with 30 s of waiting.
+void SiteStoreTest::defaultSites()
 {
     const Tree tree = defaultSiteTree();
-    QCOMPARE(mRwTreeView::countNodes(tree), 33);
-    QCOMPARE(tree.size(), size_t(1));
-    const TreeNode &root = tree.front();
-    QCOMPARE(root.text, u"FTP sites"_qs);
-    QStringList folders;
-    QList<int> sitesPerFolder;
-    QSet<QString> keys{root.key};
-    QStringList folderSites;
-    for (const TreeNode &folder : root.children) {
-        folders << folder.text;
-        sitesPerFolder << int(folder.children.size());
-        QCOMPARE(folder.image, folderImage);
-        QCOMPARE(folder.selectedImage, openFolderImage);
-        keys << folder.key;
+    QCOMPARE(shape(tree).count(u'['), 3); // the root and two folders hold nodes
+    for (const TreeNode &folder : tree.front().children) {
         for (const TreeNode &site : folder.children) {
-            QCOMPARE(site.image, siteImage);
-            QCOMPARE(site.key, site.text);
-            keys << site.key;
             const SiteRecord record = SiteRecord::fromTag(site.tag);
             QVERIFY2(connectRules::serverNameAccepted(record.server), qPrintable(record.server));
-            QCOMPARE(record.user, u"anonymous"_qs);
             QCOMPARE(mmEncrypt::Decrypt(record.password), sSiteAnonPassword);
-            QCOMPARE(QStringList({record.anonymous, record.savePassword, record.passive, record.port, record.waitTime}),
-                     QStringList({"1", "0", "0", "21", "30"}));
-            if (!record.folder.isEmpty())
-                folderSites << folder.text + u':' + record.folder;
+            QCOMPARE(QStringList({site.key, record.user, record.anonymous, record.savePassword, record.passive,
+                                  record.port, record.waitTime}),
+                     QStringList({site.text, "anonymous", "1", "0", "0", "21", "30"}));
         }
     }
-    QCOMPARE(folders, QStringList({"MIS", "Personal", "Web Server"}));
-    QCOMPARE(sitesPerFolder, QList<int>({18, 0, 11}));
-    QCOMPARE(folderSites, QStringList{u"MIS:/pub/gnu"_qs});
-    QCOMPARE(keys.size(), 33);
-    QVERIFY(!root.expanded); // not read from a file
 }
 
 void SiteStoreTest::location_data()
 {
     QTest::addColumn<bool>("componentFolderExists");
-    QTest::addColumn<bool>("expectBesideComponent");
-    QTest::newRow("writable component folder") << true << true;
-    QTest::newRow("component folder not there") << false << false;
+    QTest::newRow("writable component folder: beside it") << true;
+    QTest::newRow("component folder not there: the user's config") << false;
 }
 
 void SiteStoreTest::location()
 {
     QFETCH(bool, componentFolderExists);
-    QFETCH(bool, expectBesideComponent);
     QTemporaryDir dir;
     const QString component = dir.filePath(u"lib"_qs);
     if (componentFolderExists)
         QVERIFY(QDir().mkpath(component));
     const QString config = dir.filePath(u"config/korvan"_qs);
     QCOMPARE(siteStoreFile(component, config),
-             QDir(expectBesideComponent ? component : config).filePath(u"FTPSite.dat"_qs));
+             QDir(componentFolderExists ? component : config).filePath(u"FTPSite.dat"_qs));
 }
 
 QTEST_GUILESS_MAIN(SiteStoreTest)
