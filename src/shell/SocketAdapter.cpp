@@ -11,8 +11,6 @@
 #include <QTimer>
 
 #include <cerrno>
-#include <functional>
-#include <type_traits>
 #include <utility>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -187,20 +185,6 @@ int socketErrorNumber(QAbstractSocket::SocketError error)
 
 SocketAdapter::SocketAdapter(QObject *parent) : QObject(parent) {}
 
-// A handler of one of our sockets' signals, counted while it runs (see discard());
-// a handler taking none of the signal's arguments is called without them.
-template <typename Sender, typename Signal, typename Handler>
-void SocketAdapter::connectCounted(Sender *sender, Signal signal, Handler handler)
-{
-    connect(sender, signal, this, [this, handler](auto... arguments) {
-        SignalScope scope(socketSignals);
-        if constexpr (std::is_invocable_v<Handler, SocketAdapter *, decltype(arguments)...>)
-            std::invoke(handler, this, arguments...);
-        else
-            std::invoke(handler, this);
-    });
-}
-
 SocketAdapter::~SocketAdapter()
 {
     close();
@@ -280,10 +264,22 @@ void SocketAdapter::startTls()
 void SocketAdapter::beginTls(QSslSocket *tls)
 {
     tls->setPeerVerifyName(tlsPeerName);
-    connectCounted(tls, &QSslSocket::encrypted, &SocketAdapter::onEncrypted);
-    connectCounted(tls, &QSslSocket::sslErrors, &SocketAdapter::tlsErrors);
-    connectCounted(tls, &QSslSocket::newSessionTicketReceived, &SocketAdapter::newSessionTicket);
-    connectCounted(tls, &QSslSocket::encryptedBytesWritten, &SocketAdapter::reportSendComplete);
+    connect(tls, &QSslSocket::encrypted, this, [this] {
+        SignalScope scope(socketSignals);
+        onEncrypted();
+    });
+    connect(tls, &QSslSocket::sslErrors, this, [this](const QList<QSslError> &errors) {
+        SignalScope scope(socketSignals);
+        emit tlsErrors(errors);
+    });
+    connect(tls, &QSslSocket::newSessionTicketReceived, this, [this] {
+        SignalScope scope(socketSignals);
+        emit newSessionTicket();
+    });
+    connect(tls, &QSslSocket::encryptedBytesWritten, this, [this] {
+        SignalScope scope(socketSignals);
+        reportSendComplete();
+    });
     handshaking = true;
 }
 
@@ -334,7 +330,10 @@ bool SocketAdapter::listen(const QHostAddress &address)
 {
     close();
     listener = new Listener(tlsConfiguration.has_value(), this);
-    connectCounted(listener, &QTcpServer::newConnection, &SocketAdapter::onNewConnection);
+    connect(listener, &QTcpServer::newConnection, this, [this] {
+        SignalScope scope(socketSignals);
+        onNewConnection();
+    });
     if (listener->listen(address, 0))
         return true;
     failed = true;
@@ -419,11 +418,26 @@ void SocketAdapter::adoptSocket(QTcpSocket *fresh)
     // Qt would otherwise pull everything the system holds (megabytes on loopback)
     // into memory before we see any of it.
     socket->setReadBufferSize(kReadBufferBytes);
-    connectCounted(socket, &QTcpSocket::connected, &SocketAdapter::connected);
-    connectCounted(socket, &QTcpSocket::readyRead, &SocketAdapter::onReadyRead);
-    connectCounted(socket, &QTcpSocket::bytesWritten, &SocketAdapter::onBytesWritten);
-    connectCounted(socket, &QTcpSocket::disconnected, &SocketAdapter::onPeerClosed);
-    connectCounted(socket, &QTcpSocket::errorOccurred, &SocketAdapter::onSocketError);
+    connect(socket, &QTcpSocket::connected, this, [this] {
+        SignalScope scope(socketSignals);
+        emit connected();
+    });
+    connect(socket, &QTcpSocket::readyRead, this, [this] {
+        SignalScope scope(socketSignals);
+        onReadyRead();
+    });
+    connect(socket, &QTcpSocket::bytesWritten, this, [this](qint64 bytes) {
+        SignalScope scope(socketSignals);
+        onBytesWritten(bytes);
+    });
+    connect(socket, &QTcpSocket::disconnected, this, [this] {
+        SignalScope scope(socketSignals);
+        onPeerClosed();
+    });
+    connect(socket, &QTcpSocket::errorOccurred, this, [this](QAbstractSocket::SocketError socketError) {
+        SignalScope scope(socketSignals);
+        onSocketError(socketError);
+    });
 }
 
 QString SocketAdapter::localIP() const

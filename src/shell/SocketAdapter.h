@@ -140,8 +140,6 @@ private:
     void dropSocket();
     void closeListener();
     void discard(QObject *object);
-    template <typename Sender, typename Signal, typename Handler>
-    void connectCounted(Sender *sender, Signal signal, Handler handler);
     void onReadyRead();
     void onBytesWritten(qint64 bytes);
     qint64 unsentBytes() const;
