@@ -19,6 +19,7 @@
 #include <QPainter>
 #include <QPushButton>
 #include <QTest>
+#include <QPointer>
 #include <QTimer>
 
 #include <functional>
@@ -85,7 +86,8 @@ struct WindowBench {
 };
 
 // Runs `answer` on the next modal box once it is up (the box runs its own loop).
-inline void whenModal(std::function<void(QWidget *)> answer)
+// Answers the next modal dialog; the returned pointer turns null once it has.
+inline QPointer<QTimer> whenModal(std::function<void(QWidget *)> answer)
 {
     auto *poll = new QTimer;
     QObject::connect(poll, &QTimer::timeout, poll, [poll, answer] {
@@ -96,6 +98,7 @@ inline void whenModal(std::function<void(QWidget *)> answer)
         }
     });
     poll->start(5);
+    return poll;
 }
 
 // "<title>: <text>" of a question box.
@@ -115,9 +118,9 @@ inline void clickChild(QWidget *box, const QString &objectName)
 }
 
 // The input box answered: `text` typed, then OK or Cancel.
-inline void answerInput(const QString &text, bool ok = true, QString *defaultSeen = nullptr)
+inline QPointer<QTimer> answerInput(const QString &text, bool ok = true, QString *defaultSeen = nullptr)
 {
-    whenModal([text, ok, defaultSeen](QWidget *box) {
+    return whenModal([text, ok, defaultSeen](QWidget *box) {
         auto *edit = box->findChild<QLineEdit *>(u"InputText"_qs);
         if (defaultSeen)
             *defaultSeen = edit ? edit->text() : QString();
