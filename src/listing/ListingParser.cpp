@@ -5,6 +5,7 @@
 #include "listing/TextScan.h"
 
 #include "ftp/ReplyRules.h"
+#include "shell/FreshPages.h"
 
 #include <cstring>
 #include <span>
@@ -244,6 +245,7 @@ public:
         table.clear();
         // Every CR LF is also an LF: enough room for the table without a reallocation.
         table.reserve(lineFeeds + 1);
+        PopulateFreshPages(table.data(), table.capacity() * qsizetype(sizeof(TFILE)));
     }
 
     template <typename Char>

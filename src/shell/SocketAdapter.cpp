@@ -1,5 +1,6 @@
 #include "shell/SocketAdapter.h"
 
+#include "shell/FreshPages.h"
 #include "shell/KernelCopy.h"
 
 #include <QFile>
@@ -539,6 +540,21 @@ qint64 SocketAdapter::receiveInto(QFile *file, qint64 maxBytes)
     return moved;
 }
 
+// The new block is mapped before the bytes are copied over (a plain realloc
+// would fault in its pages one at a time while copying).
+namespace {
+
+void grow(QByteArray &bytes, qsizetype capacity)
+{
+    QByteArray grown;
+    grown.reserve(capacity);
+    PopulateFreshPages(grown.data(), grown.capacity());
+    grown.append(bytes);
+    bytes.swap(grown);
+}
+
+} // namespace
+
 qint64 SocketAdapter::appendTo(QByteArray &bytes, qint64 maxBytes)
 {
     qint64 moved = 0;
@@ -546,7 +562,7 @@ qint64 SocketAdapter::appendTo(QByteArray &bytes, qint64 maxBytes)
         const qint64 wanted = qMin(kTransferBlockBytes, maxBytes - moved);
         const qsizetype used = bytes.size();
         if (bytes.capacity() - used < wanted)
-            bytes.reserve(qMax(2 * bytes.capacity(), used + wanted));
+            grow(bytes, qMax(2 * bytes.capacity(), used + wanted));
         bytes.resize(used + wanted);
         const qint64 got = readBlock(bytes.data() + used, wanted);
         bytes.truncate(used + qMax<qint64>(0, got));
