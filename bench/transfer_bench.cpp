@@ -29,6 +29,7 @@
 #include "servers/FtpServer.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -371,11 +372,18 @@ bool MakeTree(const QString &root)
     return true;
 }
 
+// Sizes and times differ from one entry to the next, as in a real folder (a
+// parser that reuses its neighbour's fields would be flattered by a folder of
+// empty files made in the same minute). The files are sparse: they take no memory.
 bool MakeListing(const QString &folder)
 {
     QDir().mkpath(folder);
+    const QDateTime now = QDateTime::currentDateTime();
     for (int i = 0; i < kListingEntries; ++i) {
-        if (!QFile(folder + u"/entry number "_qs + QString::number(i) + u".txt"_qs).open(QIODevice::WriteOnly))
+        QFile file(folder + u"/entry number "_qs + QString::number(i) + u".txt"_qs);
+        const qint64 size = qint64((quint64(i) * 2654435761u) % 5000000);
+        if (!file.open(QIODevice::WriteOnly) || !file.resize(size)
+            || !file.setFileTime(now.addSecs(-qint64(i) * 37 * 60), QFileDevice::FileModificationTime))
             return false;
     }
     return true;
