@@ -175,7 +175,9 @@ void FtpSession::ReplyLine(const QString &line)
 
 // A listing or download whose wait ended on the data close, a transfer whose
 // data connection failed, or one cut by ABOR still owes its 1xx and final reply;
-// they belong to that transfer, never to the command now running.
+// they belong to that transfer, never to the command now running. An upload's
+// own 226 comes after its 150: one before it is an earlier command's (an ABOR
+// answered after its wait had ended), and would end the upload unsent.
 bool FtpSession::consumeLateTransferReply(const QString &code)
 {
     if ((code == u"125" || code == u"150") && lateStartReplies > 0) {
@@ -187,7 +189,7 @@ bool FtpSession::consumeLateTransferReply(const QString &code)
         lateStartReplies = 0;
         return true;
     }
-    return false;
+    return code == u"226" && lastCommandIs(u"STOR"_qs) && !transferState.startSeen;
 }
 
 void FtpSession::noteTransferEndedEarly()
