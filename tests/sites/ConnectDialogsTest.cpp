@@ -47,22 +47,49 @@ void click(QWidget &dialog, const QString &caption)
     QTest::mouseClick(tree(dialog)->viewport(), Qt::LeftButton, {}, tree(dialog)->visualItemRect(item).center());
 }
 
-// The site manager's form as shown: the text boxes, then the check boxes (anonymous,
-// save password, passive) and the encryption index, whether the password is masked,
-// whether Connect is enabled.
-QStringList form(QWidget &dialog)
+// The selected node as "parent/caption", with its key when that differs and
+// "(open)" when it is expanded, and the number of nodes in the tree.
+QString selectedNode(QWidget &dialog)
 {
-    QStringList shown;
-    for (const char *box :
-         {"txtFTPName", "txtFTPServer", "txtFTPUser", "txtFTPPassword", "txtFTPDir", "txtFTPPort", "txtFTPWaitTime"})
-        shown << control(dialog, box)->text();
+    const QTreeWidgetItem *current = tree(dialog)->currentItem();
+    QString text = u"no node"_qs;
+    if (current) {
+        text = (current->parent() ? current->parent()->text(0) : QString()) + u'/' + current->text(0);
+        if (siteItems::key(current) != current->text(0))
+            text += u" key "_qs + siteItems::key(current);
+        if (current->isExpanded())
+            text += u" (open)"_qs;
+    }
+    return text + u" of "_qs + QString::number(nodeCount(dialog));
+}
+
+QLineEdit *password(QWidget &dialog)
+{
+    auto *box = dialog.findChild<QLineEdit *>(u"txtFTPPassword"_qs);
+    return box ? box : control(dialog, "txtFTPAccount(2)");
+}
+
+// What a dialog shows, in one line: the site manager's selected node; every box (in brackets
+// when it cannot be edited, left out when that one is empty); the check boxes and the encryption index; whether
+// the password is masked and whether Connect is enabled.
+QString shown(QWidget &dialog)
+{
+    QStringList parts;
+    if (dialog.findChild<QTreeWidget *>(u"TV1"_qs))
+        parts << selectedNode(dialog);
     QString flags;
-    for (const char *box : {"chkAnonymous", "chkSavePassword", "chkFTPPassive"})
-        flags += control<QCheckBox>(dialog, box)->isChecked() ? u'1' : u'0';
-    flags += QString::number(control<QComboBox>(dialog, "cmbEncryption")->currentIndex());
-    const bool masked = control(dialog, "txtFTPPassword")->echoMode() == QLineEdit::Password;
-    return shown << flags << (masked ? u"masked"_qs : u"plain"_qs)
-                 << (control<QPushButton>(dialog, "cmdConnect")->isEnabled() ? u"connect"_qs : u"-"_qs);
+    for (QLineEdit *box : dialog.findChildren<QLineEdit *>()) {
+        if (box->objectName().startsWith(u"txt") && (box->isEnabled() || !box->text().isEmpty()))
+            parts << (box->isEnabled() ? box->text() : u'[' + box->text() + u']');
+    }
+    for (const char *box : {"chkAnonymous", "chkSavePassword", "chkFTPPassive"}) {
+        if (auto *check = dialog.findChild<QCheckBox *>(box))
+            flags += check->isChecked() ? u'1' : u'0';
+    }
+    parts << flags + QString::number(control<QComboBox>(dialog, "cmbEncryption")->currentIndex());
+    const bool masked = password(dialog)->echoMode() == QLineEdit::Password;
+    return parts.join(u'|') + (masked ? u"|masked|"_qs : u"|plain|"_qs)
+           + (control<QPushButton>(dialog, "cmdConnect")->isEnabled() ? u"connect"_qs : u"-"_qs);
 }
 
 // server, user, password, folder, port, waiting time, "passive" or "active", encryption
@@ -100,7 +127,7 @@ Tree smallTree()
     const QString pw = mmEncrypt::Encrypt(u"pw"_qs);
     root.children.push_back(site(u"Anon"_qs, {"anon.example.org", "anonymous", "", "", "1", "0", "0", "21", "30"}));
     root.children.push_back(
-        site(u"Named"_qs, {"named.example.org", "bob", pw, "/home/bob", "0", "1", "1", "2121", "45", "1"}));
+        site(u"Named"_qs, {"named.example.org", "bob", pw, "/home/bob", "0", "1", "1", "2121", "45", "2"}));
     root.children.push_back(site(u"Unkept"_qs, {"unkept.example.org", "eve", pw, "", "0", "0", "0", "21", "30"}));
     return tree;
 }
@@ -112,19 +139,9 @@ class ConnectDialogsTest : public QObject {
 private slots:
     void init();
     void cleanup();
-    void loads_data();
-    void loads();
-    void loadingLeavesAnonymousBoxAlone();
-    void showsNode_data();
-    void showsNode();
-    void quickShows_data();
-    void quickShows();
-    void connectEnabled_data();
-    void connectEnabled();
-    void session_data();
-    void session();
+    void drive_data();
+    void drive();
     void saveKeepsEditsAndKeysDropsUnkeptPasswords();
-    void collapsingSelectsTheFolder();
     void closing_data();
     void closing();
     void help();
@@ -174,238 +191,185 @@ QDialog &ConnectDialogsTest::open(bool quick)
     return *dialog_;
 }
 
-void ConnectDialogsTest::loads_data()
+void ConnectDialogsTest::drive_data()
 {
-    QTest::addColumn<qint64>("keptBytes"); // of the small tree's file; -1: no file
-    QTest::addColumn<int>("nodes");
-    QTest::addColumn<bool>("rootExpanded");
-    QTest::addColumn<int>("nodesAfterNewSite"); // New Site in the root, if there is one
-
-    const Tree small = smallTree();
-    const QByteArray file = mRwTreeView::write(small, small.front()).contents();
-    QTest::newRow("no file: the default tree") << qint64(-1) << 33 << false << 34;
-    QTest::newRow("saved tree") << file.size() << 4 << true << 5;
-    QTest::newRow("file cut short") << file.indexOf("Text2") << 2 << false << 3;
-    QTest::newRow("empty file") << qint64(0) << 0 << false << 0;
-}
-
-void ConnectDialogsTest::loads()
-{
-    QFETCH(qint64, keptBytes);
-    if (keptBytes < 0)
-        QFile::remove(storeFile_);
-    else
-        QFile(storeFile_).resize(keptBytes);
-
-    QDialog &dialog = open();
-    QCOMPARE(QApplication::focusWidget(), tree(dialog));
-    QCOMPARE(unnamedControls(dialog), QStringList());
-    QTEST(nodeCount(dialog), "nodes");
-    QTreeWidgetItem *root = tree(dialog)->topLevelItem(0);
-    QTEST(root && root->isExpanded(), "rootExpanded");
-    // The root is shown: its name cannot change and there is nothing to connect to.
-    QCOMPARE(form(dialog).constFirst(), root ? root->text(0) : QString());
-    QCOMPARE(form(dialog).constLast(), u"-"_qs);
-    QVERIFY(!control(dialog, "txtFTPName")->isEnabled());
-    QVERIFY(!control(dialog, "txtFTPServer")->isEnabled());
-    QTest::mouseClick(control<QPushButton>(dialog, "cmdSession(1)"), Qt::LeftButton);
-    QTEST(nodeCount(dialog), "nodesAfterNewSite");
-}
-
-// A hand-made file whose first node is a site: while loading, its user name
-// must not set the anonymous box (which would then empty the user).
-void ConnectDialogsTest::loadingLeavesAnonymousBoxAlone()
-{
-    Tree solo{site(u"Solo"_qs,
-                   {"solo.example.org", "Anonymous", mmEncrypt::Encrypt(u"x"_qs), "", "0", "1", "0", "21", "30"})};
-    QVERIFY(mRwTreeView::save(storeFile_, solo, solo.front()));
-    QCOMPARE(form(open()).mid(2, 3), QStringList({"Anonymous", "x", ""}));
-    QVERIFY(!control<QCheckBox>(*dialog_, "chkAnonymous")->isChecked());
-}
-
-void ConnectDialogsTest::showsNode_data()
-{
-    QTest::addColumn<QString>("caption");
-    QTest::addColumn<QStringList>("shown"); // as form() reads it
-
-    QTest::newRow("named site") << u"Named"_qs << QStringList{"Named",     "named.example.org",
-                                                              "bob",       "pw",
-                                                              "/home/bob", "2121",
-                                                              "45",        "0111",
-                                                              "masked",    "connect"};
-    QTest::newRow("anonymous, no stored password")
-        << u"Anon"_qs << QStringList{"Anon",  "anon.example.org", "anonymous", sAnonPassword, "", "21", "30", "1000",
-                                     "plain", "connect"};
-    QTest::newRow("folder") << u"Sites"_qs << QStringList{"Sites", "", "", "", "", "", "", "0000", "masked", "-"};
-}
-
-void ConnectDialogsTest::showsNode()
-{
-    QFETCH(QString, caption);
-    QFETCH(QStringList, shown);
-    QDialog &dialog = open();
-    click(dialog, u"Anon"_qs); // from an anonymous site, so a named one must clear the check box
-    click(dialog, caption);
-    QCOMPARE(tree(dialog)->currentItem()->text(0), caption);
-    QCOMPARE(form(dialog), shown);
-    // Shown, then stored in its normal form: an anonymous site's empty password enciphered.
-    const SiteRecord record = SiteRecord::fromTag(siteItems::tag(node(dialog, caption)));
-    QCOMPARE(mmEncrypt::Decrypt(record.password), shown.at(3));
-    if (caption == u"Named")
-        saveScreenshot(&dialog, u"fFTPSites"_qs);
-}
-
-void ConnectDialogsTest::quickShows_data()
-{
-    QTest::addColumn<QString>("user");
-    QTest::addColumn<QString>("action"); // "": as opened; text typed as the user; "click" on the check box
-    QTest::addColumn<QString>("shownUser");
-    QTest::addColumn<QString>("shownPassword");
-    QTest::addColumn<bool>("anonymous");
-
-    QTest::newRow("opened: no user is anonymous") << QString() << QString() << u"anonymous"_qs << sAnonPassword << true;
-    QTest::newRow("opened: named user") << u"bob"_qs << QString() << u"bob"_qs << u"secret"_qs << false;
-    QTest::newRow("opened: anonymous user keeps its password")
-        << u"Anonymous"_qs << QString() << u"Anonymous"_qs << u"secret"_qs << true;
-    QTest::newRow("typing Anonymous sets the box")
-        << u"bob"_qs << u"Anonymous"_qs << u"anonymous"_qs << sAnonPassword << true;
-    QTest::newRow("typing another name clears it") << QString() << u"bobby"_qs << u"bobby"_qs << QString() << false;
-    QTest::newRow("clearing the box empties an anonymous user")
-        << QString() << u"click"_qs << QString() << QString() << false;
-    QTest::newRow("setting the box fills in anonymous")
-        << u"bob"_qs << u"click"_qs << u"anonymous"_qs << sAnonPassword << true;
-}
-
-// The password is masked unless the log-on is anonymous.
-void ConnectDialogsTest::quickShows()
-{
-    QFETCH(QString, user);
-    QFETCH(QString, action);
-    QFETCH(bool, anonymous);
-    settings_.sFTPUser = user;
-    settings_.sFTPPassword = user.isEmpty() ? QString() : u"secret"_qs;
-    QDialog &dialog = open(true);
-    QCOMPARE(QApplication::focusWidget(), control(dialog, "txtFTPAccount(0)"));
-    QCOMPARE(unnamedControls(dialog), QStringList());
-    if (action == u"click")
-        QTest::mouseClick(control<QCheckBox>(dialog, "chkAnonymous"), Qt::LeftButton, {}, QPoint(5, 5));
-    else if (!action.isEmpty())
-        type(control(dialog, "txtFTPAccount(1)"), action);
-
-    QTEST(control(dialog, "txtFTPAccount(1)")->text(), "shownUser");
-    QTEST(control(dialog, "txtFTPAccount(2)")->text(), "shownPassword");
-    QCOMPARE(control<QCheckBox>(dialog, "chkAnonymous")->isChecked(), anonymous);
-    QCOMPARE(control(dialog, "txtFTPAccount(2)")->echoMode() == QLineEdit::Password, !anonymous);
-    if (action.isEmpty() && user == u"bob")
-        saveScreenshot(&dialog, u"fFTPQuick"_qs);
-}
-
-void ConnectDialogsTest::connectEnabled_data()
-{
-    QTest::addColumn<bool>("quick");        // else the site manager on its named site
-    QTest::addColumn<QStringList>("edits"); // "box=text", pasted whole in turn into a dialog whose Connect is enabled
-    QTest::addColumn<bool>("enabled");
-    QTest::addColumn<QString>("shown"); // the last box edited, afterwards
+    // The site manager's store: "small" (the small tree), "cut" (its file cut short), "empty", "solo" (a
+    // file whose first node is a site), "none" (the default tree); or "quick": quick connect for a
+    // named user, "quick:" for no user, "quick:Anonymous" for that user.
+    QTest::addColumn<QString>("file");
+    // A node clicked, "box=text" pasted, a check box or button clicked, "-folder" collapsed, "+folder" expanded.
+    QTest::addColumn<QStringList>("actions");
+    QTest::addColumn<QString>("expected"); // as shown() reads the dialog afterwards
 
     using L = QStringList;
-    const QString server = u"txtFTPAccount(0)=alpha.beta.gamma"_qs;
-    // Quick connect: a port or waiting time of 0 goes back to its default.
-    QTest::newRow("three-word server") << true << L{"txtFTPAccount(0)=ftp", server} << true << u"alpha.beta.gamma"_qs;
-    QTest::newRow("two-word server") << true << L{"txtFTPAccount(0)=beta.gamma"} << false << u"beta.gamma"_qs;
-    QTest::newRow("four-number address") << true << L{"txtFTPAccount(0)=ftp", "txtFTPAccount(0)=10.0.0.1"} << true
-                                         << u"10.0.0.1"_qs;
-    QTest::newRow("three-number address") << true << L{"txtFTPAccount(0)=10.0.1"} << false << u"10.0.1"_qs;
-    QTest::newRow("empty password") << true << L{"txtFTPAccount(2)="} << false << QString();
-    QTest::newRow("port 0 becomes 21") << true << L{"txtFTPAccount(0)=ftp", server, "txtFTPPort=0"} << true << u"21"_qs;
-    QTest::newRow("waiting time 0 becomes 30") << true << L{"txtFTPWaitTime=0"} << true << u"30"_qs;
-    QTest::newRow("negative port") << true << L{"txtFTPPort=-1"} << false << u"-1"_qs;
-    QTest::newRow("half a second is above 0") << true << L{"txtFTPWaitTime=0.5"} << true << u"0.5"_qs;
-    QTest::newRow("port abc keeps Connect enabled")
-        << true << L{"txtFTPPort=abc", "txtFTPAccount(0)=beta.gamma"} << true << u"beta.gamma"_qs;
-    QTest::newRow("port abc keeps Connect disabled")
-        << true << L{"txtFTPAccount(0)=ftp", "txtFTPPort=abc", server} << false << u"alpha.beta.gamma"_qs;
-    // The site manager: 0 stays, and the waiting time is at least 1.
-    QTest::newRow("site: two-word server") << false << L{"txtFTPServer=beta.gamma"} << false << u"beta.gamma"_qs;
-    QTest::newRow("site: empty name") << false << L{"txtFTPName="} << false << QString();
-    QTest::newRow("site: empty password") << false << L{"txtFTPPassword="} << false << QString();
-    QTest::newRow("site: port 0 stays and disables") << false << L{"txtFTPPort=0"} << false << u"0"_qs;
-    QTest::newRow("site: waiting time below 1") << false << L{"txtFTPWaitTime=0.5"} << false << u"0.5"_qs;
+    // Loading: the first node shown (the root cannot be renamed, has nothing to connect to) and
+    // expanded after a whole read; New Site in the root.
+    QTest::newRow("loaded: saved tree") << u"small"_qs << L{} << u"/Sites (open) of 4|[Sites]|0000|masked|-"_qs;
+    QTest::newRow("loaded: no file, the default tree")
+        << u"none"_qs << L{} << u"/FTP sites of 33|[FTP sites]|0000|masked|-"_qs;
+    QTest::newRow("loaded: file cut short") << u"cut"_qs << L{} << u"/Sites of 2|[Sites]|0000|masked|-"_qs;
+    QTest::newRow("loaded: empty file") << u"empty"_qs << L{} << u"no node of 0|[2121]|[45]|0000|masked|-"_qs;
+    QTest::newRow("new site in the root")
+        << u"small"_qs << L{"cmdSession(1)"}
+        << u"Sites/_New Site5 of 5|_New Site5||anonymous|@vantrel||21|30|1000|plain|-"_qs;
+    QTest::newRow("new site in a cut file's root")
+        << u"cut"_qs << L{"cmdSession(1)"}
+        << u"Sites/_New Site3 of 3|_New Site3||anonymous|@vantrel||21|30|1000|plain|-"_qs;
+    QTest::newRow("new site with no root")
+        << u"empty"_qs << L{"cmdSession(1)"} << u"no node of 0|[2121]|[45]|0000|masked|-"_qs;
+    // The site manager: what a node shows, after a site of the other kind.
+    QTest::newRow("named site")
+        << u"small"_qs << L{"Anon", "Named"}
+        << u"Sites/Named of 4|Named|named.example.org|bob|pw|/home/bob|2121|45|0112|masked|connect"_qs;
+    QTest::newRow("anonymous site, no stored password")
+        << u"small"_qs << L{"Named", "Anon"}
+        << u"Sites/Anon of 4|Anon|anon.example.org|anonymous|vantrel@||21|30|1000|plain|connect"_qs;
+    QTest::newRow("folder") << u"small"_qs << L{"Anon", "Sites"} << u"/Sites (open) of 4|[Sites]|0000|masked|-"_qs;
+    // While loading, a first site's user name leaves the anonymous box alone.
+    QTest::newRow("loaded: first node a site")
+        << u"solo"_qs << L{} << u"/Solo (open) of 1|[Solo]|solo.example.org|Anonymous|x||21|30|0100|masked|connect"_qs;
+    // When Connect is enabled (the rules quick connect shares are checked there).
+    QTest::newRow("site: two-word server")
+        << u"small"_qs << L{"Named", "txtFTPServer=beta.gamma"}
+        << u"Sites/Named of 4|Named|beta.gamma|bob|pw|/home/bob|2121|45|0112|masked|-"_qs;
+    QTest::newRow("site: empty name")
+        << u"small"_qs << L{"Named", "txtFTPName="}
+        << u"Sites/Named of 4||named.example.org|bob|pw|/home/bob|2121|45|0112|masked|-"_qs;
+    QTest::newRow("site: empty password")
+        << u"small"_qs << L{"Named", "txtFTPPassword="}
+        << u"Sites/Named of 4|Named|named.example.org|bob||/home/bob|2121|45|0112|masked|-"_qs;
+    QTest::newRow("site: port 0 stays and disables")
+        << u"small"_qs << L{"Named", "txtFTPPort=0"}
+        << u"Sites/Named of 4|Named|named.example.org|bob|pw|/home/bob|0|45|0112|masked|-"_qs;
+    QTest::newRow("site: waiting time below 1")
+        << u"small"_qs << L{"Named", "txtFTPWaitTime=0.5"}
+        << u"Sites/Named of 4|Named|named.example.org|bob|pw|/home/bob|2121|0.5|0112|masked|-"_qs;
     QTest::newRow("site: port abc keeps Connect enabled")
-        << false << L{"txtFTPPort=abc", "txtFTPServer=beta.gamma"} << true << u"beta.gamma"_qs;
+        << u"small"_qs << L{"Named", "txtFTPPort=abc", "txtFTPServer=beta.gamma"}
+        << u"Sites/Named of 4|Named|beta.gamma|bob|pw|/home/bob|abc|45|0112|masked|connect"_qs;
+    // New Folder, New Site and Delete on the default tree; a new site is anonymous with the site password.
+    const QString folder = u"cmdSession(0)"_qs, site = u"cmdSession(1)"_qs, del = u"cmdSession(2)"_qs;
+    QTest::newRow("new site beside a site")
+        << u"none"_qs << L{"Debian", site}
+        << u"Web Server/_New Site34 of 34|_New Site34||anonymous|@vantrel||21|30|1000|plain|-"_qs;
+    QTest::newRow("new folder in a folder")
+        << u"none"_qs << L{"Personal", folder} << u"Personal/_New Folder34 of 34|_New Folder34|0000|masked|-"_qs;
+    QTest::newRow("new folder beside a site")
+        << u"none"_qs << L{"FUNET", folder} << u"MIS/_New Folder34 of 34|_New Folder34|0000|masked|-"_qs;
+    QTest::newRow("new site in a new folder")
+        << u"none"_qs << L{"Personal", folder, site}
+        << u"_New Folder34/_New Site35 of 35|_New Site35||anonymous|@vantrel||21|30|1000|plain|-"_qs;
+    QTest::newRow("delete the root: nothing")
+        << u"none"_qs << L{"FTP sites", del} << u"/FTP sites of 33|[FTP sites]|0000|masked|-"_qs;
+    QTest::newRow("delete selects the next sibling")
+        << u"none"_qs << L{"Debian", del}
+        << u"Web Server/FreeBSD of 32|FreeBSD|ftp.freebsd.org|anonymous|@vantrel||21|30|1000|plain|connect"_qs;
+    QTest::newRow("delete the last child selects its parent")
+        << u"none"_qs << L{"Python", del} << u"FTP sites/Web Server (open) of 32|Web Server|0000|masked|-"_qs;
+    QTest::newRow("delete a folder with its sites")
+        << u"none"_qs << L{"Web Server", del} << u"/FTP sites (open) of 21|[FTP sites]|0000|masked|-"_qs;
+    // Collapsing another folder moves nothing; collapsing the selected site's folder
+    // selects the folder, the site's edits kept.
+    const QString edit = u"txtFTPServer=ftp.debian.net"_qs;
+    QTest::newRow("collapsing another folder")
+        << u"none"_qs << L{"Debian", edit, "+MIS", "-MIS"}
+        << u"Web Server/Debian of 33|Debian|ftp.debian.net|anonymous|@vantrel||21|30|1000|plain|connect"_qs;
+    QTest::newRow("collapsing the site's folder")
+        << u"none"_qs << L{"Debian", edit, "-Web Server"} << u"FTP sites/Web Server of 33|Web Server|0000|masked|-"_qs;
+    QTest::newRow("... the site's edits kept")
+        << u"none"_qs << L{"Debian", edit, "-Web Server", "Debian"}
+        << u"Web Server/Debian of 33|Debian|ftp.debian.net|anonymous|@vantrel||21|30|1000|plain|connect"_qs;
+    // Quick connect: the anonymous box and the user name.
+    QTest::newRow("quick: opened") << u"quick"_qs << L{}
+                                   << u"ftp.example.org|bob|secret|/pub|2121|45|011|masked|connect"_qs;
+    QTest::newRow("quick: opened with no user: anonymous")
+        << u"quick:"_qs << L{} << u"ftp.example.org|anonymous|vantrel@|/pub|2121|45|111|plain|connect"_qs;
+    QTest::newRow("quick: opened anonymous, password kept")
+        << u"quick:Anonymous"_qs << L{} << u"ftp.example.org|Anonymous|secret|/pub|2121|45|111|plain|connect"_qs;
+    QTest::newRow("quick: typing Anonymous sets the box")
+        << u"quick"_qs << L{"txtFTPAccount(1)=Anonymous"}
+        << u"ftp.example.org|anonymous|vantrel@|/pub|2121|45|111|plain|connect"_qs;
+    QTest::newRow("quick: typing another name clears it")
+        << u"quick:"_qs << L{"txtFTPAccount(1)=bobby"} << u"ftp.example.org|bobby||/pub|2121|45|011|masked|-"_qs;
+    QTest::newRow("quick: setting the box fills in anonymous")
+        << u"quick"_qs << L{"chkAnonymous"} << u"ftp.example.org|anonymous|vantrel@|/pub|2121|45|111|plain|connect"_qs;
+    QTest::newRow("quick: clearing the box empties an anonymous user")
+        << u"quick:"_qs << L{"chkAnonymous"} << u"ftp.example.org|||/pub|2121|45|011|masked|-"_qs;
+    // Quick connect: when Connect (and so Enter) works; a port or waiting time of 0 goes back to its default.
+    const QString server = u"txtFTPAccount(0)=alpha.beta.gamma"_qs;
+    QTest::newRow("quick: two-word server")
+        << u"quick"_qs << L{"txtFTPAccount(0)=beta.gamma"} << u"beta.gamma|bob|secret|/pub|2121|45|011|masked|-"_qs;
+    QTest::newRow("quick: three-word server") << u"quick"_qs << L{"txtFTPAccount(0)=ftp", server}
+                                              << u"alpha.beta.gamma|bob|secret|/pub|2121|45|011|masked|connect"_qs;
+    QTest::newRow("quick: three-number address")
+        << u"quick"_qs << L{"txtFTPAccount(0)=10.0.1"} << u"10.0.1|bob|secret|/pub|2121|45|011|masked|-"_qs;
+    QTest::newRow("quick: four-number address") << u"quick"_qs << L{"txtFTPAccount(0)=ftp", "txtFTPAccount(0)=10.0.0.1"}
+                                                << u"10.0.0.1|bob|secret|/pub|2121|45|011|masked|connect"_qs;
+    QTest::newRow("quick: empty password")
+        << u"quick"_qs << L{"txtFTPAccount(2)="} << u"ftp.example.org|bob||/pub|2121|45|011|masked|-"_qs;
+    QTest::newRow("quick: port 0 becomes 21") << u"quick"_qs << L{"txtFTPAccount(0)=ftp", server, "txtFTPPort=0"}
+                                              << u"alpha.beta.gamma|bob|secret|/pub|21|45|011|masked|connect"_qs;
+    QTest::newRow("quick: waiting time 0 becomes 30")
+        << u"quick"_qs << L{"txtFTPWaitTime=0"} << u"ftp.example.org|bob|secret|/pub|2121|30|011|masked|connect"_qs;
+    QTest::newRow("quick: negative port")
+        << u"quick"_qs << L{"txtFTPPort=-1"} << u"ftp.example.org|bob|secret|/pub|-1|45|011|masked|-"_qs;
+    QTest::newRow("quick: half a second is above 0")
+        << u"quick"_qs << L{"txtFTPWaitTime=0.5"} << u"ftp.example.org|bob|secret|/pub|2121|0.5|011|masked|connect"_qs;
+    QTest::newRow("quick: port abc keeps Connect enabled")
+        << u"quick"_qs << L{"txtFTPPort=abc", "txtFTPAccount(0)=beta.gamma"}
+        << u"beta.gamma|bob|secret|/pub|abc|45|011|masked|connect"_qs;
+    QTest::newRow("quick: port abc keeps Connect disabled")
+        << u"quick"_qs << L{"txtFTPAccount(0)=ftp", "txtFTPPort=abc", server}
+        << u"alpha.beta.gamma|bob|secret|/pub|abc|45|011|masked|-"_qs;
 }
 
-// Enter in a box of quick connect connects only while Connect is enabled.
-void ConnectDialogsTest::connectEnabled()
+// Enter in a box of quick connect connects only while Connect is enabled; a site
+// just shown is stored in its normal form (an anonymous site's password enciphered).
+void ConnectDialogsTest::drive()
 {
-    QFETCH(bool, quick);
-    QFETCH(QStringList, edits);
-    QFETCH(bool, enabled);
-    QDialog &dialog = open(quick);
-    if (!quick)
-        click(dialog, u"Named"_qs);
-    auto *connectButton = control<QPushButton>(dialog, "cmdConnect");
-    QVERIFY(connectButton->isEnabled());
-    QLineEdit *box = nullptr;
-    for (const QString &edit : edits) {
-        box = control(dialog, edit.section(u'=', 0, 0));
-        box->setText(edit.section(u'=', 1));
+    QFETCH(QString, file);
+    QFETCH(QStringList, actions);
+    if (file == u"none")
+        QFile::remove(storeFile_);
+    else if (file == u"cut" || file == u"empty")
+        QFile(storeFile_).resize(file == u"cut" ? readFile(storeFile_).indexOf("Text2") : 0);
+    else if (file == u"solo") {
+        const QString pw = mmEncrypt::Encrypt(u"x"_qs);
+        Tree solo{site(u"Solo"_qs, {"solo.example.org", "Anonymous", pw, "", "0", "1", "0", "21", "30"})};
+        QVERIFY(mRwTreeView::save(storeFile_, solo, solo.front()));
     }
-    QCOMPARE(connectButton->isEnabled(), enabled);
-    QTEST(box->text(), "shown");
+    const bool quick = file.startsWith(u"quick");
+    if (file.startsWith(u"quick:")) {
+        settings_.sFTPUser = file.mid(6);
+        settings_.sFTPPassword = settings_.sFTPUser.isEmpty() ? QString() : u"secret"_qs;
+    }
+    QDialog &dialog = open(quick);
+    QCOMPARE(QApplication::focusWidget()->objectName(), quick ? u"txtFTPAccount(0)"_qs : u"TV1"_qs);
+    QCOMPARE(unnamedControls(dialog), QStringList());
+    for (const QString &action : actions) {
+        if (action.contains(u'='))
+            control(dialog, action.section(u'=', 0, 0))->setText(action.section(u'=', 1));
+        else if (action.startsWith(u"chk"))
+            QTest::mouseClick(control<QCheckBox>(dialog, action), Qt::LeftButton, {}, QPoint(5, 5));
+        else if (action.startsWith(u"cmd"))
+            QTest::mouseClick(control<QPushButton>(dialog, action), Qt::LeftButton);
+        else if (action.startsWith(u'-') || action.startsWith(u'+'))
+            node(dialog, action.mid(1))->setExpanded(action.startsWith(u'+'));
+        else
+            click(dialog, action);
+    }
+    const QString line = shown(dialog);
+    QTEST(line, "expected");
+    const QTreeWidgetItem *current = quick ? nullptr : tree(dialog)->currentItem();
     if (quick) {
         QTest::keyClick(control(dialog, "txtFTPAccount(3)"), Qt::Key_Return);
-        QCOMPARE(dialog.isVisible(), !enabled);
+        QCOMPARE(dialog.isVisible(), !line.endsWith(u"connect"));
+    } else if (current && siteItems::image(current) == siteImage
+               && actions.value(actions.size() - 1) == current->text(0)) {
+        QCOMPARE(mmEncrypt::Decrypt(SiteRecord::fromTag(siteItems::tag(current)).password), password(dialog)->text());
     }
 }
 
-void ConnectDialogsTest::session_data()
-{
-    QTest::addColumn<QString>("select");
-    QTest::addColumn<QList<int>>("buttons"); // cmdSession indices, clicked in turn
-    QTest::addColumn<QString>("current");
-    QTest::addColumn<QString>("currentParent");
-    QTest::addColumn<int>("nodes");
-
-    using L = QList<int>;
-    const int folder = fFTPSites::NewFolder, site = fFTPSites::NewSite, del = fFTPSites::Delete;
-    QTest::newRow("new site beside a site") << u"Debian"_qs << L{site} << u"_New Site34"_qs << u"Web Server"_qs << 34;
-    QTest::newRow("new folder in a folder")
-        << u"Personal"_qs << L{folder} << u"_New Folder34"_qs << u"Personal"_qs << 34;
-    QTest::newRow("new folder beside a site") << u"FUNET"_qs << L{folder} << u"_New Folder34"_qs << u"MIS"_qs << 34;
-    QTest::newRow("new site in a new folder")
-        << u"Personal"_qs << L{folder, site} << u"_New Site35"_qs << u"_New Folder34"_qs << 35;
-    QTest::newRow("delete the root: nothing") << u"FTP sites"_qs << L{del} << u"FTP sites"_qs << QString() << 33;
-    QTest::newRow("delete selects the next sibling")
-        << u"Debian"_qs << L{del} << u"FreeBSD"_qs << u"Web Server"_qs << 32;
-    QTest::newRow("delete the last child selects its parent")
-        << u"Python"_qs << L{del} << u"Web Server"_qs << u"FTP sites"_qs << 32;
-    QTest::newRow("delete a folder with its sites") << u"Web Server"_qs << L{del} << u"FTP sites"_qs << QString() << 21;
-}
-
-// The selected node is shown; a new site is anonymous with the site password.
-void ConnectDialogsTest::session()
-{
-    QFETCH(QString, select);
-    QFETCH(QList<int>, buttons);
-    QFile::remove(storeFile_); // the default tree
-    QDialog &dialog = open();
-    click(dialog, select);
-    for (const int index : buttons)
-        QTest::mouseClick(control<QPushButton>(dialog, QStringLiteral("cmdSession(%1)").arg(index)), Qt::LeftButton);
-
-    QTreeWidgetItem *current = tree(dialog)->currentItem();
-    QTEST(current->text(0), "current");
-    QTEST(current->parent() ? current->parent()->text(0) : QString(), "currentParent");
-    QTEST(nodeCount(dialog), "nodes");
-    QCOMPARE(siteItems::key(current), current->text(0));
-    const QStringList shown = form(dialog);
-    QCOMPARE(shown.constFirst(), current->text(0));
-    if (current->text(0).startsWith(u"_New Site"))
-        QCOMPARE(shown.mid(1), QStringList({"", "anonymous", sSiteAnonPassword, "", "21", "30", "1000", "plain", "-"}));
-}
-
-// Edits stay with their site when another is selected; Save writes them, keeps
-// a renamed site's key and drops the password of a site that is not to keep it.
 void ConnectDialogsTest::saveKeepsEditsAndKeysDropsUnkeptPasswords()
 {
     QDialog &dialog = open();
@@ -431,23 +395,6 @@ void ConnectDialogsTest::saveKeepsEditsAndKeysDropsUnkeptPasswords()
     QCOMPARE(SiteRecord::fromTag(siteItems::tag(node(dialog, u"Unkept"_qs))).password, QString()); // the tree too
 }
 
-// Collapsing the selected site's folder selects the folder, the site's edits kept;
-// collapsing another folder moves nothing.
-void ConnectDialogsTest::collapsingSelectsTheFolder()
-{
-    QFile::remove(storeFile_);
-    QDialog &dialog = open();
-    click(dialog, u"Debian"_qs);
-    type(control(dialog, "txtFTPServer"), u"ftp.debian.net"_qs);
-    node(dialog, u"MIS"_qs)->setExpanded(true);
-    node(dialog, u"MIS"_qs)->setExpanded(false);
-    QCOMPARE(form(dialog).mid(0, 2), QStringList({"Debian", "ftp.debian.net"}));
-
-    node(dialog, u"Web Server"_qs)->setExpanded(false);
-    QCOMPARE(form(dialog).constFirst(), u"Web Server"_qs);
-    QCOMPARE(SiteRecord::fromTag(siteItems::tag(node(dialog, u"Debian"_qs))).server, u"ftp.debian.net"_qs);
-}
-
 void ConnectDialogsTest::closing_data()
 {
     QTest::addColumn<bool>("quick");
@@ -455,7 +402,7 @@ void ConnectDialogsTest::closing_data()
     QTest::addColumn<bool>("canceled");
     QTest::addColumn<QStringList>("settings"); // as summary() reads them afterwards
     const QStringList untouched{"", "", "", "", "21", "30", "active", "0"};
-    const QStringList site{"named.example.org", "bob", "typed", "/home/bob", "2121", "45", "passive", "1"};
+    const QStringList site{"named.example.org", "bob", "typed", "/home/bob", "2121", "45", "passive", "2"};
     const QStringList quick{"ftp.example.org", "bob", "typed", "/pub", "2121", "45", "passive", "1"};
     QTest::newRow("site manager: Connect") << false << u"cmdConnect"_qs << false << site;
     QTest::newRow("site manager: Cancel") << false << u"cmdCancel"_qs << true << untouched;
