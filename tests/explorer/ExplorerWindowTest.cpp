@@ -47,13 +47,10 @@ private slots:
     void equalNamesKeepTheListingOrder();
     void selecting_data();
     void selecting();
-    void splitterClamps_data();
     void splitterClamps();
     void question_data();
     void question();
     void progressDialog();
-    void cancelQuestion_data();
-    void cancelQuestion();
     void connectThroughTheDialog_data();
     void connectThroughTheDialog();
     void secondServerShowsOnlyItsFolders(); // last: leaves the window on another server
@@ -360,29 +357,22 @@ void ExplorerWindowTest::selecting()
     QTEST(list->selectedRows(), "selectedAfter");
 }
 
-void ExplorerWindowTest::splitterClamps_data()
-{
-    QTest::addColumn<int>("targetY"); // in the window's client area; -1 its very bottom
-    QTest::addColumn<double>("percent");
-    QTest::newRow("very top") << 0 << 10.0;
-    QTest::newRow("very bottom") << -1 << 90.0;
-}
-
+// Dragged to the very top or bottom, the grip stops at 10 % or 90 %; the log pane
+// starts where the grip ends.
 void ExplorerWindowTest::splitterClamps()
 {
-    QFETCH(int, targetY);
-    QFETCH(double, percent);
     MainLayout *layout = shared->window.mainLayout();
     QWidget *grip = layout->grip();
-    const QPoint start = grip->rect().center();
-    const QPoint end(start.x(), grip->mapFrom(layout, QPoint(0, targetY < 0 ? layout->height() : targetY)).y());
-    QTest::mousePress(grip, Qt::LeftButton, {}, start);
-    QMouseEvent move(QEvent::MouseMove, end, grip->mapToGlobal(end), Qt::NoButton, Qt::LeftButton, {});
-    QApplication::sendEvent(grip, &move);
-    QTest::mouseRelease(grip, Qt::LeftButton, {}, end);
-    QCOMPARE(layout->SplitterPercent(), percent);
-    // The log pane starts where the grip ends.
-    QCOMPARE(shared->window.logPane()->geometry().top(), grip->geometry().bottom() + 1);
+    for (const auto &[targetY, percent] : {std::pair{0, 10.0}, std::pair{layout->height(), 90.0}}) {
+        const QPoint start = grip->rect().center();
+        const QPoint end(start.x(), grip->mapFrom(layout, QPoint(0, targetY)).y());
+        QTest::mousePress(grip, Qt::LeftButton, {}, start);
+        QMouseEvent move(QEvent::MouseMove, end, grip->mapToGlobal(end), Qt::NoButton, Qt::LeftButton, {});
+        QApplication::sendEvent(grip, &move);
+        QTest::mouseRelease(grip, Qt::LeftButton, {}, end);
+        QCOMPARE(layout->SplitterPercent(), percent);
+        QCOMPARE(shared->window.logPane()->geometry().top(), grip->geometry().bottom() + 1);
+    }
     layout->setSplitterPercent(50);
 }
 
@@ -483,36 +473,24 @@ void ExplorerWindowTest::progressDialog()
     QCOMPARE(LabelText(dialog, u"lblFrom"_qs), u"Please wait a second. Estimating time."_qs);
     QCOMPARE(LabelText(dialog, u"lblFile"_qs), QString());
     QCOMPARE(BarFraction(dialog, u"pBar1"_qs), 0.0);
-    dialog.Unload();
-}
 
-// Yes (cancelling a real transfer) is ExplorerOperationsTest's.
-void ExplorerWindowTest::cancelQuestion_data()
-{
-    QTest::addColumn<bool>("transferEndsWhileAsking"); // else No is chosen
-    QTest::newRow("No goes on") << false;
-    QTest::newRow("transfer ends while asking") << true;
-}
-
-void ExplorerWindowTest::cancelQuestion()
-{
-    QFETCH(bool, transferEndsWhileAsking);
-    fFTPProgress &dialog = *shared->window.progressDialog();
-    dialog.SetCaption(u"Uploading..."_qs);
-    QString asked;
-    whenModal([&](QWidget *box) {
-        asked = questionOf(box);
-        if (transferEndsWhileAsking)
-            dialog.Unload();
-        else
-            clickChild(box, u"SecondButton"_qs);
-    });
-    QTest::mouseClick(dialog.findChild<QPushButton *>(u"cmdCancel"_qs), Qt::LeftButton);
-    QCOMPARE(asked, u"Vantrel: Stop FTP uploading/downloading commands ?"_qs);
-    QVERIFY(!dialog.Canceled());
-    QCOMPARE(dialog.Busy(), !transferEndsWhileAsking);
-    QVERIFY(!QApplication::activeModalWidget());
-    dialog.Unload();
+    // Cancel asks first (Yes, cancelling a real transfer, is ExplorerOperationsTest's):
+    // No goes on; the transfer ending while the question is up takes it away.
+    for (const bool transferEnds : {false, true}) {
+        QString asked;
+        whenModal([&](QWidget *box) {
+            asked = questionOf(box);
+            if (transferEnds)
+                dialog.Unload();
+            else
+                clickChild(box, u"SecondButton"_qs);
+        });
+        QTest::mouseClick(dialog.findChild<QPushButton *>(u"cmdCancel"_qs), Qt::LeftButton);
+        QCOMPARE(asked, u"Vantrel: Stop FTP uploading/downloading commands ?"_qs);
+        QVERIFY(!dialog.Canceled());
+        QCOMPARE(dialog.Busy(), !transferEnds);
+        QVERIFY(!QApplication::activeModalWidget());
+    }
 }
 
 void ExplorerWindowTest::connectThroughTheDialog_data()
