@@ -9,6 +9,7 @@
 
 #include "explorer/CommandStates.h"
 #include "explorer/ExplorerActions.h"
+#include "explorer/RemoteOperations.h"
 #include "fixtures/TestFiles.h"
 #include "ftp/FtpSession.h"
 #include "transfer/TransferText.h"
@@ -22,7 +23,7 @@ using namespace korvan::test;
 class ExplorerOperationsTest : public QObject {
     Q_OBJECT
 private slots:
-    void briefCommandStates();
+    void briefRules();
     void downloadTreeCancelled();
     void uploadTreeThenRefresh();
     void renameAndMakeFolderThroughInputBox();
@@ -63,13 +64,14 @@ static QString EnabledCommands(fFTPMain &window)
                     a.goUp->isEnabled()});
 }
 
-// Two states a window holds too briefly to read: a reply awaited (no going up), and
-// the transfer dialog up on a window that is not connected. The others are read off
-// the window below.
-void ExplorerOperationsTest::briefCommandStates()
+// What the window's operations seldom show: two command states it holds too
+// briefly to read (a reply awaited: no going up; the transfer dialog up on a window
+// that is not connected), and RMD's name for a folder outside the current one.
+void ExplorerOperationsTest::briefRules()
 {
     QCOMPARE(EnabledCommands(ComputeCommandStates({true, true, true, 3, true, true})), u"MRDAFXPSI"_qs);
     QCOMPARE(EnabledCommands(ComputeCommandStates({false, false, false, 0, true, false})), QString());
+    QCOMPARE(RemoveDirName(u"/other/a/"_qs, u"/pub/"_qs), u"/other/a/"_qs);
 }
 
 // A file of `size` zero bytes, made without writing them.

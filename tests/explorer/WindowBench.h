@@ -1,6 +1,5 @@
 // One explorer window on one real server for the window tests, and what a user
-// reads off it: the rows and tree folders as shown. KORVAN_TEST_LOG=1 prints the
-// window's log.
+// reads off it: the rows, the tree's folders and the log as shown.
 #pragma once
 
 #include "explorer/AddressCombo.h"
@@ -47,11 +46,6 @@ inline QString logOf(fFTPMain &window)
 
 struct WindowBench {
     explicit WindowBench(ServerKind kind) : server(kind) {}
-    ~WindowBench()
-    {
-        if (qEnvironmentVariableIsSet("KORVAN_TEST_LOG"))
-            qInfo().noquote() << window.logPane()->toPlainText();
-    }
 
     bool connect(bool passive = true)
     {
