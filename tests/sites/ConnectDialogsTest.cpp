@@ -197,15 +197,12 @@ void ConnectDialogsTest::drive_data()
 
     using L = QStringList;
     // Loading: the first node shown (the root cannot be renamed, has nothing to connect to) and
-    // expanded after a whole read; New Site in the root.
+    // expanded after a whole read; New Site with no root does nothing.
     QTest::newRow("loaded: saved tree") << u"small"_qs << L{} << u"/Sites (open) of 4|[Sites]|0000|masked|-"_qs;
     QTest::newRow("loaded: no file, the default tree")
         << u"none"_qs << L{} << u"/FTP sites of 33|[FTP sites]|0000|masked|-"_qs;
     QTest::newRow("loaded: file cut short") << u"cut"_qs << L{} << u"/Sites of 2|[Sites]|0000|masked|-"_qs;
     QTest::newRow("loaded: empty file") << u"empty"_qs << L{} << u"no node of 0|[2121]|[45]|0000|masked|-"_qs;
-    QTest::newRow("new site in the root")
-        << u"small"_qs << L{"cmdSession(1)"}
-        << u"Sites/_New Site5 of 5|_New Site5||anonymous|@vantrel||21|30|1000|plain|-"_qs;
     QTest::newRow("new site with no root")
         << u"empty"_qs << L{"cmdSession(1)"} << u"no node of 0|[2121]|[45]|0000|masked|-"_qs;
     // The site manager: what a node shows, after a site of the other kind.
