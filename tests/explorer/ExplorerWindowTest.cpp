@@ -1,19 +1,24 @@
-// The explorer window against real servers, as a user drives it: browsing by the
+// The explorer window against a real server, as a user drives it: browsing by the
 // tree, by double clicks, upwards and by typed addresses, with the log in its
 // colours; the four views; sorting by each column twice; selecting; the splitter;
-// connecting through the dialogs; a second server after the first.
+// connecting through the dialogs; a second server after the first; the shared
+// question box and the transfer dialog over the window.
 
 #include "WindowBench.h"
 
-#include "explorer/AddressCombo.h"
 #include "explorer/ExplorerActions.h"
 #include "explorer/MainLayout.h"
 #include "fixtures/TestFiles.h"
+#include "korvan/cFTPList.h"
+#include "shell/dialogs/MessageBoxes.h"
+#include "transfer/dialog/fFTPProgress.h"
 
+#include <QAbstractItemModelTester>
 #include <QHeaderView>
-#include <QListView>
 #include <QMenu>
 #include <QMouseEvent>
+#include <QProgressBar>
+#include <QRegularExpression>
 #include <QScrollBar>
 #include <QTextBlock>
 #include <QToolBar>
@@ -21,6 +26,7 @@
 
 #include <memory>
 
+#include <sys/stat.h>
 #include <utime.h>
 
 using namespace korvan;
@@ -32,32 +38,30 @@ private slots:
     void initTestCase();
     void cleanupTestCase();
     void browse();
+    void typedAddress_data();
+    void typedAddress();
     void followsTheLogEndUnlessScrolledUp();
     void fourViews_data();
     void fourViews();
     void sortTwice_data();
     void sortTwice();
+    void equalNamesKeepTheListingOrder();
     void selecting_data();
     void selecting();
-    void splitterClamps_data();
     void splitterClamps();
+    void question_data();
+    void question();
+    void progressDialog();
     void connectThroughTheDialog_data();
     void connectThroughTheDialog();
     void secondServerShowsOnlyItsFolders(); // last: leaves the window on another server
 
 private:
     void openRoot();
-    // One window on pyftpdlib, which the cases share.
+    // One window on pyftpdlib, which the cases share; its model checked by Qt's tester throughout.
     std::unique_ptr<WindowBench> shared;
+    std::unique_ptr<QAbstractItemModelTester> modelTester;
 };
-
-// Folders too, which QFile cannot open.
-static void SetModified(const QString &path, int year)
-{
-    const time_t when = QDateTime(QDate(year, 3, 4), QTime(5, 6)).toSecsSinceEpoch();
-    const utimbuf times{when, when};
-    QCOMPARE(utime(QFile::encodeName(path).constData(), &times), 0);
-}
 
 static QPoint CenterInViewport(FileListView *list, int row)
 {
@@ -71,43 +75,10 @@ static void DoubleClick(QWidget *widget, QPoint pos)
 {
     QTest::mouseClick(widget, Qt::LeftButton, {}, pos);
     QTest::mousePress(widget, Qt::LeftButton, {}, pos);
-    QMouseEvent doubleClick(QEvent::MouseButtonDblClick, pos, widget->mapToGlobal(pos), Qt::LeftButton,
-                            Qt::LeftButton, {});
+    QMouseEvent doubleClick(QEvent::MouseButtonDblClick, pos, widget->mapToGlobal(pos), Qt::LeftButton, Qt::LeftButton,
+                            {});
     QApplication::sendEvent(widget, &doubleClick);
     QTest::mouseRelease(widget, Qt::LeftButton, {}, pos);
-}
-
-void ExplorerWindowTest::initTestCase()
-{
-    shared = std::make_unique<WindowBench>(ServerKind::Pyftpdlib);
-    START_OR_FAIL(shared->server);
-    const QString root = shared->server.rootDir();
-    // Sizes out of name order ("9" before "10", "1,234" before "12,345"); types,
-    // dates and names each give another order.
-    QVERIFY(writeTree(root, {{u"apple.txt"_qs, 12345}, {u"kiwi.c"_qs, 9}, {u"melon.html"_qs, 1234},
-                             {u"zebra.txt"_qs, 10}, {u"f1/inner/deep.txt"_qs, 40}, {u"f2/readme.md"_qs, 20}}));
-    const std::pair<const char *, int> years[] = {{"apple.txt", 2001}, {"kiwi.c", 2015}, {"melon.html", 2005},
-                                                  {"zebra.txt", 2010}, {"f1", 2020},     {"f2", 2019}};
-    for (const auto &[name, year] : years)
-        SetModified(root + u'/' + QLatin1String(name), year);
-    shared->server.handOver();
-    shared->window.resize(900, 620);
-    saveScreenshot(&shared->window, u"window-empty"_qs);
-    QVERIFY(shared->connect());
-    QVERIFY(QTest::qWaitForWindowExposed(&shared->window));
-}
-
-void ExplorerWindowTest::cleanupTestCase()
-{
-    shared.reset();
-}
-
-void ExplorerWindowTest::openRoot()
-{
-    shared->window.SetStatusText({});
-    FolderTree *tree = shared->window.tree();
-    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, tree->visualItemRect(tree->root()).center());
-    QTRY_COMPARE(shared->window.statusText(), u"6 FILES OR FOLDERS"_qs);
 }
 
 // The colour of the first log line that starts with `text`.
@@ -121,13 +92,64 @@ static QColor LogColourOf(LogPane *pane, const QString &text)
     return {};
 }
 
+void ExplorerWindowTest::initTestCase()
+{
+    shared = std::make_unique<WindowBench>(ServerKind::Pyftpdlib);
+    START_OR_FAIL(shared->server);
+    modelTester = std::make_unique<QAbstractItemModelTester>(shared->window.listModel(),
+                                                             QAbstractItemModelTester::FailureReportingMode::QtTest);
+    const QString root = shared->server.rootDir();
+    // Sizes out of name order ("9" before "10", "1,234" before "12,345"), dates
+    // whose short text sorts otherwise; types, permissions and names (a capital
+    // among them) each give another order.
+    QVERIFY(writeTree(root, {{u"apple.txt"_qs, 12345},
+                             {u"Kiwi.c"_qs, 9},
+                             {u"melon.html"_qs, 1234},
+                             {u"zebra.txt"_qs, 10},
+                             {u"f1/inner/deep.txt"_qs, 40},
+                             {u"f2/readme.md"_qs, 20}}));
+    const struct {
+        const char *name;
+        QDate modified;
+        mode_t mode; // 0: as made
+    } files[] = {
+        {"apple.txt", {2001, 12, 4}, 0604}, {"Kiwi.c", {2015, 1, 4}, 0704}, {"melon.html", {2005, 11, 4}, 0600},
+        {"zebra.txt", {2010, 2, 4}, 0404},  {"f1", {2020, 3, 4}, 0},        {"f2", {2019, 3, 4}, 0}};
+    for (const auto &file : files) {
+        const QByteArray path = QFile::encodeName(root + u'/' + QLatin1String(file.name));
+        const time_t when = file.modified.startOfDay().toSecsSinceEpoch();
+        const utimbuf times{when, when};
+        QCOMPARE(utime(path.constData(), &times), 0); // folders too, which QFile cannot open
+        QVERIFY(!file.mode || chmod(path.constData(), file.mode) == 0);
+    }
+    shared->server.handOver();
+    shared->window.resize(900, 620);
+    saveScreenshot(&shared->window, u"window-empty"_qs);
+    QVERIFY(shared->connect());
+    QVERIFY(QTest::qWaitForWindowExposed(&shared->window));
+}
+
+void ExplorerWindowTest::cleanupTestCase()
+{
+    modelTester.reset();
+    shared.reset();
+}
+
+void ExplorerWindowTest::openRoot()
+{
+    shared->window.SetStatusText({});
+    FolderTree *tree = shared->window.tree();
+    QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, tree->visualItemRect(tree->root()).center());
+    QTRY_COMPARE(shared->window.statusText(), u"6 FILES OR FOLDERS"_qs);
+}
+
 void ExplorerWindowTest::browse()
 {
     WindowBench &bench = *shared;
     fFTPMain &window = bench.window;
     QCOMPARE(window.windowTitle(), bench.server.host());
-    QCOMPARE(bench.rowNames(), (QStringList{"f1", "f2", "apple.txt", "kiwi.c", "melon.html", "zebra.txt"}));
-    QCOMPARE(bench.treeChildren(u"/"_qs), (QStringList{u"f1"_qs, u"f2"_qs}));
+    QCOMPARE(bench.rowNames(), (QStringList{"f1", "f2", "apple.txt", "Kiwi.c", "melon.html", "zebra.txt"}));
+    QCOMPARE(treeChildrenOf(window, u"/"_qs), (QStringList{u"f1"_qs, u"f2"_qs}));
     QCOMPARE(window.statusText(), u"CONNECTED TO 127.0.0.1"_qs);
     // Commands blue, replies black (errors red), the client's own notes magenta.
     QCOMPARE(LogColourOf(window.logPane(), u"USER "_qs), QColor(Qt::blue));
@@ -163,6 +185,24 @@ void ExplorerWindowTest::browse()
     QCOMPARE(window.addressCombo()->count(), 4);
 }
 
+// What a typed address asks for; browse() types one into the window.
+void ExplorerWindowTest::typedAddress_data()
+{
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QString>("folder");
+    QTest::newRow("upper-case scheme") << u"FTP://h/a"_qs << u"/a"_qs;
+    QTest::newRow("explicit TLS scheme") << u"ftpes://h/a b"_qs << u"/a b"_qs;
+    QTest::newRow("implicit TLS scheme") << u"FTPS://h:990/a"_qs << u"/a"_qs;
+    QTest::newRow("mixed-case scheme is not removed") << u"Ftp://h/a"_qs << u"//h/a"_qs;
+    QTest::newRow("no slash passes unchanged") << u"pub"_qs << u"pub"_qs;
+}
+
+void ExplorerWindowTest::typedAddress()
+{
+    QFETCH(QString, typed);
+    QTEST(FolderFromTypedAddress(typed), "folder");
+}
+
 void ExplorerWindowTest::followsTheLogEndUnlessScrolledUp()
 {
     LogPane *pane = shared->window.logPane();
@@ -185,10 +225,10 @@ void ExplorerWindowTest::fourViews_data()
 {
     QTest::addColumn<int>("style");
     QTest::addColumn<QString>("name");
-    QTest::newRow("Large Icons") << 0 << "large-icons";
-    QTest::newRow("Small Icons") << 1 << "small-icons";
-    QTest::newRow("List") << 2 << "list";
-    QTest::newRow("Details") << 3 << "details";
+    QTest::newRow("Large Icons") << 0 << u"large-icons"_qs;
+    QTest::newRow("Small Icons") << 1 << u"small-icons"_qs;
+    QTest::newRow("List") << 2 << u"list"_qs;
+    QTest::newRow("Details") << 3 << u"details"_qs;
 }
 
 void ExplorerWindowTest::fourViews()
@@ -216,14 +256,16 @@ void ExplorerWindowTest::sortTwice_data()
 {
     QTest::addColumn<int>("column");
     QTest::addColumn<QStringList>("ascending");
-    QTest::newRow("name") << 1 << QStringList{"f1", "f2", "apple.txt", "kiwi.c", "melon.html", "zebra.txt"};
-    QTest::newRow("size") << 2 << QStringList{"f1", "f2", "kiwi.c", "zebra.txt", "melon.html", "apple.txt"};
-    QTest::newRow("type") << 3 << QStringList{"f1", "f2", "kiwi.c", "melon.html", "apple.txt", "zebra.txt"};
-    QTest::newRow("date") << 4 << QStringList{"f2", "f1", "apple.txt", "melon.html", "zebra.txt", "kiwi.c"};
+    QTest::newRow("name") << 1 << QStringList{"f1", "f2", "apple.txt", "Kiwi.c", "melon.html", "zebra.txt"};
+    QTest::newRow("size") << 2 << QStringList{"f1", "f2", "Kiwi.c", "zebra.txt", "melon.html", "apple.txt"};
+    QTest::newRow("type") << 3 << QStringList{"f1", "f2", "Kiwi.c", "melon.html", "apple.txt", "zebra.txt"};
+    QTest::newRow("date") << 4 << QStringList{"f2", "f1", "apple.txt", "melon.html", "zebra.txt", "Kiwi.c"};
+    QTest::newRow("permissions") << 5 << QStringList{"f1", "f2", "zebra.txt", "melon.html", "apple.txt", "Kiwi.c"};
 }
 
 // A folder just opened is sorted by name, ascending; every header click turns the
 // order over, so the first click on a column shows it descending (files first).
+// The selection stays with its entry, and every row is found by its name.
 void ExplorerWindowTest::sortTwice()
 {
     QFETCH(int, column);
@@ -233,6 +275,7 @@ void ExplorerWindowTest::sortTwice()
     openRoot();
     auto *details = qobject_cast<QTreeView *>(window.listView()->currentView());
     QVERIFY(details);
+    window.listView()->selectOnly(shared->rowOf(u"melon.html"_qs));
     QHeaderView *header = details->header();
     const QPoint section(header->sectionViewportPosition(column - 1) + header->sectionSize(column - 1) / 2,
                          header->height() / 2);
@@ -242,6 +285,26 @@ void ExplorerWindowTest::sortTwice()
     QCOMPARE(shared->rowNames(), descending);
     QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, section);
     QCOMPARE(shared->rowNames(), ascending);
+    QCOMPARE(window.listView()->selectedRows(), QList<int>{int(ascending.indexOf(u"melon.html"_qs))});
+    for (int row = 0; row < ascending.size(); ++row)
+        QCOMPARE(shared->rowOf(ascending[row]), row);
+}
+
+// Names equal but for case are no tie: they keep the listing's order, turned over
+// on the second click.
+void ExplorerWindowTest::equalNamesKeepTheListingOrder()
+{
+    auto list = std::make_shared<cFTPList>();
+    list->setFolder(u"/pub/"_qs);
+    QString listing = u"-rw-r--r-- 1 ftp ftp 5 Jan 15 2003 same\r\n-rw-r--r-- 1 ftp ftp 5 Jan 15 2003 SAME\r\n"
+                      "-rw-r--r-- 1 ftp ftp 5 Jan 15 2003 Same\r\n"_qs;
+    list->setFTPFileList(listing);
+    FileListModel model;
+    model.setListing(list);
+    model.sortByColumn(1);
+    QCOMPARE(model.index(0, 0).data().toString() + model.index(2, 0).data().toString(), u"sameSame"_qs);
+    model.sortByColumn(1);
+    QCOMPARE(model.index(0, 0).data().toString() + model.index(2, 0).data().toString(), u"Samesame"_qs);
 }
 
 void ExplorerWindowTest::selecting_data()
@@ -252,16 +315,14 @@ void ExplorerWindowTest::selecting_data()
     QTest::addColumn<QList<int>>("selectedAfter");
     QTest::addColumn<QString>("status"); // after a key; a right click opens the menu at the mouse
     const QList<int> all{0, 1, 2, 3, 4, 5};
-    QTest::newRow("select all") << QList<int>{} << int(Qt::Key_A) << all << "6 FILES AND FOLDERS ARE SELECTED.";
-    QTest::newRow("invert nothing selected") << QList<int>{} << int(Qt::Key_I) << all
-                                             << "6 FILES AND FOLDERS ARE SELECTED.";
-    QTest::newRow("invert the third selected") << QList<int>{2} << int(Qt::Key_I) << QList<int>{0, 1, 3, 4, 5}
-                                               << "5 FILES AND FOLDERS ARE SELECTED.";
-    QTest::newRow("invert all selected") << all << int(Qt::Key_I) << QList<int>{}
-                                         << "0 FILES AND FOLDERS ARE SELECTED.";
-    QTest::newRow("right click, unselected entry: selected alone") << QList<int>{0, 1} << 4 << QList<int>{4} << "";
-    QTest::newRow("right click, selected entry: selection kept") << QList<int>{0, 1} << 1 << QList<int>{0, 1} << "";
-    QTest::newRow("right click, empty space: selection kept") << QList<int>{2} << -1 << QList<int>{2} << "";
+    QTest::newRow("select all") << QList<int>{} << int(Qt::Key_A) << all << u"6 FILES AND FOLDERS ARE SELECTED."_qs;
+    QTest::newRow("invert the third selected")
+        << QList<int>{2} << int(Qt::Key_I) << QList<int>{0, 1, 3, 4, 5} << u"5 FILES AND FOLDERS ARE SELECTED."_qs;
+    QTest::newRow("right click, unselected entry: selected alone")
+        << QList<int>{0, 1} << 4 << QList<int>{4} << QString();
+    QTest::newRow("right click, selected entry: selection kept")
+        << QList<int>{0, 1} << 1 << QList<int>{0, 1} << QString();
+    QTest::newRow("right click, empty space: selection kept") << QList<int>{2} << -1 << QList<int>{2} << QString();
 }
 
 void ExplorerWindowTest::selecting()
@@ -293,32 +354,141 @@ void ExplorerWindowTest::selecting()
     QTEST(list->selectedRows(), "selectedAfter");
 }
 
-void ExplorerWindowTest::splitterClamps_data()
-{
-    QTest::addColumn<int>("targetY"); // in the window's client area; -1 its very bottom
-    QTest::addColumn<double>("percent");
-    QTest::newRow("very top") << 0 << 10.0;
-    QTest::newRow("very bottom") << -1 << 90.0;
-}
-
+// Dragged to the very top or bottom, the grip stops at 10 % or 90 %; the log pane
+// starts where the grip ends.
 void ExplorerWindowTest::splitterClamps()
 {
-    QFETCH(int, targetY);
-    QFETCH(double, percent);
     MainLayout *layout = shared->window.mainLayout();
     QWidget *grip = layout->grip();
-    const QPoint start = grip->rect().center();
-    const int y = targetY < 0 ? layout->height() : targetY;
-    const QPoint end(start.x(), grip->mapFrom(layout, QPoint(0, y)).y());
-    QTest::mousePress(grip, Qt::LeftButton, {}, start);
-    QMouseEvent move(QEvent::MouseMove, end, grip->mapToGlobal(end), Qt::NoButton, Qt::LeftButton, {});
-    QApplication::sendEvent(grip, &move);
-    QTest::mouseRelease(grip, Qt::LeftButton, {}, end);
-    QCOMPARE(layout->SplitterPercent(), percent);
-    // The log pane starts where the grip ends.
-    const QWidget *log = shared->window.logPane();
-    QCOMPARE(log->geometry().top(), grip->geometry().bottom() + 1);
+    for (const auto &[targetY, percent] : {std::pair{0, 10.0}, std::pair{layout->height(), 90.0}}) {
+        const QPoint start = grip->rect().center();
+        const QPoint end(start.x(), grip->mapFrom(layout, QPoint(0, targetY)).y());
+        QTest::mousePress(grip, Qt::LeftButton, {}, start);
+        QMouseEvent move(QEvent::MouseMove, end, grip->mapToGlobal(end), Qt::NoButton, Qt::LeftButton, {});
+        QApplication::sendEvent(grip, &move);
+        QTest::mouseRelease(grip, Qt::LeftButton, {}, end);
+        QCOMPARE(layout->SplitterPercent(), percent);
+        QCOMPARE(shared->window.logPane()->geometry().top(), grip->geometry().bottom() + 1);
+    }
     layout->setSplitterPercent(50);
+}
+
+// The shared question box (the delete and cancel questions are answered through
+// the window elsewhere): captions in the caller's order, the first the default,
+// the answer named by the caption chosen wherever it stood.
+void ExplorerWindowTest::question_data()
+{
+    QTest::addColumn<QString>("first");
+    QTest::addColumn<QString>("second");
+    QTest::addColumn<QString>("action"); // a button's object name, or a key
+    QTest::addColumn<int>("answer");
+    const int yes = int(QuestionAnswer::Yes);
+    const int no = int(QuestionAnswer::No);
+    // The wait-too-long and log-on questions put "&No" first.
+    QTest::newRow("No first, chosen") << u"&No"_qs << u"&Yes"_qs << u"FirstButton"_qs << no;
+    QTest::newRow("Enter takes the first") << u"&No"_qs << u"&Yes"_qs << u"Return"_qs << no;
+    QTest::newRow("Escape counts as the second") << u"&No"_qs << u"&Yes"_qs << u"Escape"_qs << yes;
+    QTest::newRow("other captions by position") << u"&Retry"_qs << u"&Cancel"_qs << u"SecondButton"_qs << no;
+}
+
+void ExplorerWindowTest::question()
+{
+    QFETCH(QString, first);
+    QFETCH(QString, second);
+    QFETCH(QString, action);
+    QStringList captionsLeftToRight;
+    whenModal([&](QWidget *box) {
+        auto *firstButton = box->findChild<QPushButton *>(u"FirstButton"_qs);
+        auto *secondButton = box->findChild<QPushButton *>(u"SecondButton"_qs);
+        if (firstButton && secondButton && firstButton->isDefault()) {
+            captionsLeftToRight << firstButton->text() << secondButton->text();
+            if (secondButton->x() < firstButton->x())
+                captionsLeftToRight.swapItemsAt(0, 1);
+        }
+        if (action == u"Return" || action == u"Escape")
+            QTest::keyClick(box, action == u"Return" ? Qt::Key_Return : Qt::Key_Escape);
+        else
+            clickChild(box, action);
+    });
+    QTEST(int(askQuestion(&shared->window, u"Vantrel"_qs, u"Go on ?"_qs, first, second)), "answer");
+    QCOMPARE(captionsLeftToRight, (QStringList{first, second}));
+}
+
+static QString LabelText(const fFTPProgress &dialog, const QString &name)
+{
+    const auto *label = dialog.findChild<QLabel *>(name);
+    return label ? label->text() : u"<no "_qs + name + u'>';
+}
+
+static double BarFraction(const fFTPProgress &dialog, const QString &name)
+{
+    const auto *bar = dialog.findChild<QProgressBar *>(name);
+    return bar ? double(bar->value() - bar->minimum()) / (bar->maximum() - bar->minimum()) : -1;
+}
+
+// The transfer dialog over the window: its first texts, the navigation locked
+// while it is up, what the one-second tick shows from the two bars past 4 GiB
+// (bar 1 the file, bar 2 the batch: the size text follows bar 1, the rest bar 2),
+// and a fresh start after it was unloaded.
+void ExplorerWindowTest::progressDialog()
+{
+    fFTPMain &window = shared->window;
+    fFTPProgress &dialog = *window.progressDialog();
+    const double GiB = 1024.0 * 1024 * 1024;
+    dialog.SetCaption(u"Downloading..."_qs);
+    QVERIFY(dialog.isVisible() && dialog.Busy());
+    QVERIFY(window.geometry().contains(dialog.geometry().center()));
+    QCOMPARE(LabelText(dialog, u"lblFrom"_qs), u"Please wait a second. Estimating time."_qs);
+    QCOMPARE(LabelText(dialog, u"lblSpeed"_qs), u"Estimating..."_qs);
+    QVERIFY(!window.tree()->isEnabled());
+    QVERIFY(!window.addressCombo()->isEnabled());
+
+    dialog.setLabels(u"/pub/images/"_qs, u"/home/me/Downloads/"_qs, u"debian-12.iso"_qs);
+    dialog.SetPrg1(1 * GiB, 4 * GiB);
+    dialog.SetPrg2(2.5 * GiB, 5 * GiB);
+    dialog.SetPrg1(-1, -1); // a negative value or maximum leaves that part alone
+    dialog.SetPrg2(-1, -1);
+    QCOMPARE(BarFraction(dialog, u"pBar1"_qs), 0.25);
+    QCOMPARE(BarFraction(dialog, u"pBar2"_qs), 0.5);
+    QTRY_COMPARE(dialog.windowTitle(), u"50 % Downloading..."_qs);
+    QCOMPARE(LabelText(dialog, u"lblSize"_qs), u"1,048,576/4,194,304 KBytes"_qs);
+    const QString speed = LabelText(dialog, u"lblSpeed"_qs);
+    const QRegularExpression pattern(
+        u"^[\\d,]+\\.\\d KBytes/second  (\\d\\d:\\d\\d:\\d\\d) elasped  (?1) remaining$"_qs);
+    QVERIFY2(pattern.match(speed).hasMatch(), qPrintable(speed));
+    saveScreenshot(&window, u"progress-5-GiB-batch"_qs);
+
+    dialog.setCanceled(true);
+    dialog.Unload();
+    QVERIFY(!dialog.isVisible() && !dialog.Busy());
+    QVERIFY(window.tree()->isEnabled());
+    QVERIFY(window.addressCombo()->isEnabled());
+    // The next transfer starts from the first texts, not from the last one's.
+    dialog.SetCaption(u"Uploading..."_qs);
+    QVERIFY(!dialog.Canceled());
+    QCOMPARE(LabelText(dialog, u"lblFrom"_qs), u"Please wait a second. Estimating time."_qs);
+    QCOMPARE(LabelText(dialog, u"lblFile"_qs), QString());
+    QCOMPARE(BarFraction(dialog, u"pBar1"_qs), 0.0);
+
+    // Cancel asks first (Yes, cancelling a real transfer, is ExplorerOperationsTest's):
+    // No goes on; the transfer ending while the question is up takes it away.
+    for (const bool transferEnds : {false, true}) {
+        QString asked;
+        whenModal([&](QWidget *box) {
+            asked = questionOf(box);
+            if (transferEnds) {
+                dialog.Unload();
+                return;
+            }
+            saveScreenshot(&shared->window, u"progress-cancel-question"_qs);
+            clickChild(box, u"SecondButton"_qs);
+        });
+        QTest::mouseClick(dialog.findChild<QPushButton *>(u"cmdCancel"_qs), Qt::LeftButton);
+        QCOMPARE(asked, u"Vantrel: Stop FTP uploading/downloading commands ?"_qs);
+        QVERIFY(!dialog.Canceled());
+        QCOMPARE(dialog.Busy(), !transferEnds);
+        QVERIFY(!QApplication::activeModalWidget());
+    }
 }
 
 void ExplorerWindowTest::connectThroughTheDialog_data()
@@ -328,10 +498,11 @@ void ExplorerWindowTest::connectThroughTheDialog_data()
     QTest::addColumn<QString>("folder");
     QTest::addColumn<QStringList>("rows");
     const int connect = ExplorerActions::Connect;
-    QTest::newRow("Connect, cancelled") << connect << true << "/" << QStringList();
-    QTest::newRow("Connect") << connect << false << "/f2" << QStringList{"readme.md"};
-    QTest::newRow("Quick Connect") << int(ExplorerActions::QuickConnect) << false << "/f2" << QStringList{"readme.md"};
-    QTest::newRow("start folder below the root") << connect << false << "/f1/inner" << QStringList{"deep.txt"};
+    QTest::newRow("Connect, cancelled") << connect << true << u"/"_qs << QStringList();
+    QTest::newRow("Connect") << connect << false << u"/f2"_qs << QStringList{"readme.md"};
+    QTest::newRow("Quick Connect") << int(ExplorerActions::QuickConnect) << false << u"/f2"_qs
+                                   << QStringList{"readme.md"};
+    QTest::newRow("start folder below the root") << connect << false << u"/f1/inner"_qs << QStringList{"deep.txt"};
 }
 
 // The menu entry opens the connect dialog (site manager or quick connect), which
@@ -370,12 +541,12 @@ void ExplorerWindowTest::secondServerShowsOnlyItsFolders()
     START_OR_FAIL(second);
     QVERIFY(writeTree(second.rootDir(), {{u"beta/two.txt"_qs, 5}}));
     second.handOver();
-    QCOMPARE(shared->treeChildren(u"/"_qs), (QStringList{u"f1"_qs, u"f2"_qs}));
+    QCOMPARE(treeChildrenOf(shared->window, u"/"_qs), (QStringList{u"f1"_qs, u"f2"_qs}));
 
     ftpSettings() = settingsFor(second, false);
     QVERIFY(shared->window.ConnectWith(ftpSettings()));
     QCOMPARE(shared->window.statusText(), u"CONNECTED TO 127.0.0.1"_qs);
-    QCOMPARE(shared->treeChildren(u"/"_qs), QStringList{u"beta"_qs});
+    QCOMPARE(treeChildrenOf(shared->window, u"/"_qs), QStringList{u"beta"_qs});
     QCOMPARE(shared->rowNames(), QStringList{u"beta"_qs});
 }
 

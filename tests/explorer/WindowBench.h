@@ -1,6 +1,5 @@
-// One explorer window on one real server for the window tests, and the few moves a
-// user makes that QtTest has no words for: answering a modal box, reading the rows
-// as shown, saving a screenshot. KORVAN_TEST_LOG=1 prints the window's log.
+// One explorer window on one real server for the window tests, and what a user
+// reads off it: the rows, the tree's folders and the log as shown.
 #pragma once
 
 #include "explorer/AddressCombo.h"
@@ -11,18 +10,7 @@
 #include "explorer/fFTPMain.h"
 #include "fixtures/ServerRows.h"
 #include "servers/FtpServer.h"
-
-#include <QApplication>
-#include <QDir>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPainter>
-#include <QPushButton>
-#include <QTest>
-#include <QPointer>
-#include <QTimer>
-
-#include <functional>
+#include "sites/DialogDriving.h"
 
 namespace korvan::test {
 
@@ -49,13 +37,15 @@ inline QStringList treeChildrenOf(const fFTPMain &window, const QString &folder)
     return names;
 }
 
+// The log as shown a moment later (its lines follow paced).
+inline QString logOf(fFTPMain &window)
+{
+    window.logPane()->flushPending();
+    return window.logPane()->toPlainText();
+}
+
 struct WindowBench {
     explicit WindowBench(ServerKind kind) : server(kind) {}
-    ~WindowBench()
-    {
-        if (qEnvironmentVariableIsSet("KORVAN_TEST_LOG"))
-            qInfo().noquote() << window.logPane()->toPlainText();
-    }
 
     bool connect(bool passive = true)
     {
@@ -63,8 +53,6 @@ struct WindowBench {
         window.show();
         return window.ConnectWith(ftpSettings());
     }
-
-    QStringList rowNames() const { return rowNamesOf(window); }
 
     // Enter pressed after typing text into the address combo; back when the list
     // has been filled.
@@ -78,44 +66,11 @@ struct WindowBench {
     }
 
     int rowOf(const QString &name) const { return window.listModel()->rowOfName(name); }
-
-    QStringList treeChildren(const QString &folder) const { return treeChildrenOf(window, folder); }
+    QStringList rowNames() const { return rowNamesOf(window); }
 
     FtpServer server;
     fFTPMain window;
 };
-
-// Runs `answer` on the next modal box once it is up (the box runs its own loop).
-// Answers the next modal dialog; the returned pointer turns null once it has.
-inline QPointer<QTimer> whenModal(std::function<void(QWidget *)> answer)
-{
-    auto *poll = new QTimer;
-    QObject::connect(poll, &QTimer::timeout, poll, [poll, answer] {
-        if (QWidget *box = QApplication::activeModalWidget()) {
-            poll->deleteLater();
-            poll->stop();
-            answer(box);
-        }
-    });
-    poll->start(5);
-    return poll;
-}
-
-// "<title>: <text>" of a question box.
-inline QString questionOf(QWidget *box)
-{
-    for (const QLabel *label : box->findChildren<QLabel *>()) {
-        if (label->accessibleName() == u"Question")
-            return box->windowTitle() + u": "_qs + label->text();
-    }
-    return {};
-}
-
-inline void clickChild(QWidget *box, const QString &objectName)
-{
-    if (auto *button = box->findChild<QPushButton *>(objectName))
-        button->click();
-}
 
 // The input box answered: `text` typed, then OK or Cancel.
 inline QPointer<QTimer> answerInput(const QString &text, bool ok = true, QString *defaultSeen = nullptr)
@@ -130,32 +85,11 @@ inline QPointer<QTimer> answerInput(const QString &text, bool ok = true, QString
     });
 }
 
-inline QString screenshotPath(const QString &name)
+// The window as the user sees it a moment later: its texts follow paced.
+inline void saveScreenshot(fFTPMain *window, const QString &name)
 {
-    const QString dir = qEnvironmentVariable("KORVAN_BUILD_DIR", QDir::tempPath()) + u"/screenshots"_qs;
-    QDir().mkpath(dir);
-    return dir + u'/' + name + u".png"_qs;
-}
-
-// The widget with the dialogs that float over it (the progress dialog, a question)
-// drawn where they stand, as the user sees them.
-inline void saveScreenshot(QWidget *widget, const QString &name)
-{
-    // What the window shows a moment later: its texts follow paced.
-    QList<fFTPMain *> windows = widget->window()->findChildren<fFTPMain *>();
-    if (auto *own = qobject_cast<fFTPMain *>(widget->window()))
-        windows << own;
-    for (fFTPMain *window : windows)
-        window->showPendingTexts();
-    QPixmap shot = widget->grab();
-    QPainter painter(&shot);
-    for (QWidget *top : QApplication::topLevelWidgets()) {
-        const QWidget *owner = top->parentWidget();
-        if (top != widget && top->isVisible() && owner && owner->window() == widget->window())
-            painter.drawPixmap(widget->mapFromGlobal(top->mapToGlobal(QPoint(0, 0))), top->grab());
-    }
-    painter.end();
-    QVERIFY(shot.save(screenshotPath(name)));
+    window->showPendingTexts();
+    saveScreenshot(static_cast<QWidget *>(window), name);
 }
 
 } // namespace korvan::test

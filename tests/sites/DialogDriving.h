@@ -1,16 +1,20 @@
 #pragma once
-// Driving the connect dialogs as a user does: controls found by name, text
-// typed, the dialog closed in each of its ways, screenshots kept.
-
-#include "korvan/FtpSettings.h"
+// Driving widgets as a user does: controls found by name, text typed, a modal
+// box answered once it is up, and screenshots of what the user sees.
 
 #include <QApplication>
 #include <QDir>
+#include <QLabel>
 #include <QLineEdit>
+#include <QPainter>
+#include <QPointer>
 #include <QPushButton>
 #include <QTest>
+#include <QTimer>
 
-namespace dialogDriving {
+#include <functional>
+
+namespace korvan::test {
 
 template <typename T = QLineEdit> T *control(QWidget &dialog, const QString &name)
 {
@@ -27,42 +31,33 @@ inline void type(QLineEdit *box, const QString &text)
     QTest::keyClicks(box, text);
 }
 
-inline void saveScreenshot(QWidget &widget, const QString &name)
+inline void clickChild(QWidget *box, const QString &objectName)
 {
-    const QString dir = qEnvironmentVariable("KORVAN_BUILD_DIR") + u"/screenshots"_qs;
-    QDir().mkpath(dir);
-    widget.grab().save(dir + u'/' + name + u".png"_qs);
+    if (auto *button = box->findChild<QPushButton *>(objectName))
+        button->click();
 }
 
-// server, user, password, folder, port, waiting time, "passive" or "active", encryption
-inline QStringList summary(const korvan::FtpSettings &s)
+// Answers the next modal dialog (it runs its own loop); the returned pointer
+// turns null once it has.
+inline QPointer<QTimer> whenModal(std::function<void(QWidget *)> answer)
 {
-    return {s.sFTPServer, s.sFTPUser, s.sFTPPassword, s.sFTPDir, QString::number(s.nFTPPort),
-            QString::number(s.nFTPWaitTime), s.bPassive ? u"passive"_qs : u"active"_qs,
-            QString::number(int(s.nEncryption))};
+    auto *poll = new QTimer;
+    QObject::connect(poll, &QTimer::timeout, poll, [poll, answer] {
+        if (QWidget *box = QApplication::activeModalWidget()) {
+            poll->deleteLater();
+            poll->stop();
+            answer(box);
+        }
+    });
+    poll->start(5);
+    return poll;
 }
 
-// Rows: how the dialog is closed, whether Canceled() is then true, whether
-// the settings were written.
-inline void closingRows()
+// "<title>: <text>" of a question or message box.
+inline QString questionOf(QWidget *box)
 {
-    QTest::addColumn<QString>("how");
-    QTest::addColumn<bool>("canceled");
-    QTest::addColumn<bool>("settingsWritten");
-    QTest::newRow("Connect") << "cmdConnect" << false << true;
-    QTest::newRow("Cancel") << "cmdCancel" << true << false;
-    QTest::newRow("Escape") << "escape" << true << false;
-    QTest::newRow("close box") << "close" << false << false;
-}
-
-inline void closeBy(QWidget &dialog, const QString &how)
-{
-    if (how == u"escape")
-        QTest::keyClick(&dialog, Qt::Key_Escape);
-    else if (how == u"close")
-        dialog.close();
-    else
-        QTest::mouseClick(control<QPushButton>(dialog, how), Qt::LeftButton);
+    const auto *label = box->findChild<QLabel *>(u"Question"_qs);
+    return box->windowTitle() + u": "_qs + (label ? label->text() : u"<no text>"_qs);
 }
 
 // The controls a keyboard reaches that a screen reader could not name.
@@ -76,4 +71,25 @@ inline QStringList unnamedControls(QWidget &dialog)
     return unnamed;
 }
 
-} // namespace dialogDriving
+inline QString screenshotPath(const QString &name)
+{
+    const QString dir = qEnvironmentVariable("KORVAN_BUILD_DIR", QDir::tempPath()) + u"/screenshots"_qs;
+    QDir().mkpath(dir);
+    return dir + u'/' + name + u".png"_qs;
+}
+
+// The widget with the dialogs that float over it drawn where they stand.
+inline void saveScreenshot(QWidget *widget, const QString &name)
+{
+    QPixmap shot = widget->grab();
+    QPainter painter(&shot);
+    for (QWidget *top : QApplication::topLevelWidgets()) {
+        const QWidget *owner = top->parentWidget();
+        if (top != widget && top->isVisible() && owner && owner->window() == widget->window())
+            painter.drawPixmap(widget->mapFromGlobal(top->mapToGlobal(QPoint(0, 0))), top->grab());
+    }
+    painter.end();
+    QVERIFY(shot.save(screenshotPath(name)));
+}
+
+} // namespace korvan::test

@@ -1,13 +1,14 @@
 // The site store: a tree saved and read back whole, the file's entry names,
 // damaged and hostile files, an interrupted save, the tree offered before the
-// first save, and where the file lives.
+// first save, where the file lives, and the cipher of the stored passwords.
+#include "sites/SiteStore.h"
+#include "encoding/Windows1252.h"
+#include "fixtures/TestFiles.h"
 #include "korvan/FtpSettings.h"
 #include "sites/ConnectRules.h"
-#include "sites/SiteStore.h"
 #include "sites/mmEncrypt.h"
 
 #include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -15,6 +16,7 @@
 #include <sys/resource.h>
 
 using namespace korvan;
+using korvan::test::readFile;
 
 namespace {
 
@@ -27,7 +29,18 @@ QString shape(const Tree &tree)
     return parts.join(u',');
 }
 
-// What a read makes of every node: it keeps its children sorted.
+TreeNode &addChild(TreeNode &parent, const QString &key, const QString &text, qint32 image, const QString &tag = {})
+{
+    TreeNode &child = parent.children.emplace_back();
+    child.key = key;
+    child.text = text;
+    child.image = image;
+    child.selectedImage = image == folderImage ? openFolderImage : 0;
+    child.tag = tag;
+    child.sorted = true;
+    return child;
+}
+
 void markSorted(Tree &tree)
 {
     for (TreeNode &node : tree) {
@@ -36,36 +49,23 @@ void markSorted(Tree &tree)
     }
 }
 
-TreeNode &addChild(TreeNode &parent, const QString &key, const QString &text, qint32 image, const QString &tag = {})
-{
-    TreeNode &child = parent.children.emplace_back();
-    child.key = key;
-    child.text = text;
-    child.image = image;
-    child.tag = tag;
-    return child;
-}
-
-// The default tree with, in "Personal" (node 20), a nested folder holding
-// a site renamed after it was made (caption no longer its key) whose password
-// enciphers to a control character, and a node with no image.
+// The default tree (every node sorted, as a read leaves it) with, in "Personal"
+// (node 20), a folder holding a site renamed after it was made (caption no
+// longer its key) whose password enciphers to a control character, and a node
+// with no image.
 Tree sampleTree()
 {
     Tree tree = defaultSiteTree();
-    TreeNode &personal = *std::next(tree.front().children.begin());
-    TreeNode &nested = addChild(personal, u"Nested"_qs, u"Nested"_qs, folderImage);
-    nested.selectedImage = openFolderImage;
+    markSorted(tree);
+    TreeNode &nested = addChild(*std::next(tree.front().children.begin()), u"Nested"_qs, u"Nested"_qs, folderImage);
     const QString enciphered = mmEncrypt::Encrypt(u"4"_qs); // ends in \x05
     const SiteRecord deep{"deep.example.org", "bob", enciphered, "/", "0", "1", "0", "21", "30", "1"};
     addChild(nested, u"Deep"_qs, u"Renamed deep"_qs, siteImage, deep.toTag());
     addChild(nested, u"Without image"_qs, u"Without image"_qs, 0);
-    markSorted(tree);
     return tree;
 }
 
-using Entries = QList<std::pair<QString, PropertyBag::Value>>;
-
-QByteArray storeBytes(const Entries &entries)
+QByteArray storeBytes(const QList<std::pair<QString, PropertyBag::Value>> &entries)
 {
     PropertyBag bag;
     for (const auto &[name, value] : entries) {
@@ -79,123 +79,101 @@ QByteArray storeBytes(const Entries &entries)
     return bag.contents();
 }
 
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 } // namespace
 
 class SiteStoreTest : public QObject {
     Q_OBJECT
 private slots:
-    void roundTrip();
-    void entryNames();
-    void encryptionLine_data();
+    void roundTripAndEntryNames();
     void encryptionLine();
     void read_data();
     void read();
     void interruptedSaveKeepsOldFile();
     void defaultSites();
-    void location_data();
     void location();
+    void cipherKnownPairs_data();
+    void cipherKnownPairs();
+    void cipherRoundTrip();
+    void cipherLengthLimit();
 };
 
-void SiteStoreTest::roundTrip()
+// Entries are named by the pre-order index; values equal to their default are left out.
+void SiteStoreTest::roundTripAndEntryNames()
 {
     QTemporaryDir dir;
     const QString path = dir.filePath(u"new folder/FTPSite.dat"_qs);
     Tree written = sampleTree();
     QVERIFY(mRwTreeView::save(path, written, written.front()));
-
     Tree read;
     QVERIFY(mRwTreeView::read(path, read));
     written.front().expanded = true;
     QCOMPARE(shape(read), shape(written));
     QVERIFY(read == written); // keys, images, tags (control characters kept) too
-}
 
-// Entries are named by the pre-order index; values equal to their default are left out.
-void SiteStoreTest::entryNames()
-{
-    const Tree tree = sampleTree();
-    const PropertyBag bag = mRwTreeView::write(tree, tree.front());
+    PropertyBag bag;
+    QVERIFY(bag.setContents(readFile(path)));
     QCOMPARE(bag.readInteger(u"NumberOfNodes"_qs, -1).value_or(-1), 36);
     QCOMPARE(bag.readText(u"KeyParent10"_qs, {}), u"MIS"_qs);
     QCOMPARE(bag.readText(u"Key22"_qs, {}) + u'/' + bag.readText(u"Text22"_qs, {}), u"Deep/Renamed deep"_qs);
     QCOMPARE(bag.readText(u"KeyParent22"_qs, {}), u"Nested"_qs);
-    QCOMPARE(bag.readText(u"Image23"_qs, u"none"_qs), u"none"_qs);
     QCOMPARE(bag.readText(u"Text23"_qs, {}), u"Without image"_qs);
-    for (const char *absent : {"KeyParent0", "Tag0", "Text010", "Text36"})
+    for (const char *absent : {"KeyParent0", "Tag0", "Text010", "Text36", "Image23"})
         QVERIFY2(!bag.contains(QLatin1String(absent)), absent);
 }
 
-// The encryption is a tenth line, written only when it is not plain.
-void SiteStoreTest::encryptionLine_data()
-{
-    QTest::addColumn<QString>("tenth");
-    QTest::addColumn<int>("index");
-    QTest::addColumn<int>("linesWritten");
-    QTest::newRow("missing: plain") << QString() << 0 << 9;
-    QTest::newRow("explicit TLS") << "1" << 1 << 10;
-    QTest::newRow("implicit TLS") << "2" << 2 << 10;
-    QTest::newRow("0: plain, not written") << "0" << 0 << 9;
-    QTest::newRow("unknown: plain") << "7" << 0 << 9;
-}
-
+// The encryption is a tenth line, written only when it is not plain; anything unknown reads as plain.
 void SiteStoreTest::encryptionLine()
 {
-    QFETCH(QString, tenth);
-    QString tag = u"h\r\nu\r\n\r\n/\r\n0\r\n0\r\n1\r\n21\r\n30"_qs;
-    if (!tenth.isEmpty())
-        tag += u"\r\n"_qs + tenth;
-    const SiteRecord record = SiteRecord::fromTag(tag);
-    QTEST(record.encryptionIndex(), "index");
-    QCOMPARE(record.waitTime, u"30"_qs);
-    QTEST(int(record.toTag().count(u"\r\n"_qs)) + 1, "linesWritten");
+    const QString nine = u"h\r\nu\r\n\r\n/\r\n0\r\n0\r\n1\r\n21\r\n30"_qs;
+    QCOMPARE(SiteRecord::fromTag(nine + u"\r\n0"_qs).toTag(), nine);
+    QCOMPARE(SiteRecord::fromTag(nine + u"\r\n1"_qs).toTag(), nine + u"\r\n1"_qs);
+    QCOMPARE(SiteRecord::fromTag(nine + u"\r\n7"_qs).encryptionIndex(), 0);
 }
 
+// Cut and empty files are read end to end by SiteManagerTest.
 void SiteStoreTest::read_data()
 {
     QTest::addColumn<QByteArray>("file");
-    QTest::addColumn<QString>("expectedShape"); // null: the default tree
+    QTest::addColumn<QString>("expectedShape"); // "default": the default tree
     QTest::addColumn<bool>("whole");            // read went through and expanded the first node
 
     const Tree defaults = defaultSiteTree();
-    const QByteArray file = mRwTreeView::write(defaults, defaults.front()).contents();
     const QString a = u"a"_qs;
     const QString b = u"b"_qs;
-
-    QTest::newRow("bytes after the store ignored") << file + "left over from a longer file" << QString() << true;
-    QTest::newRow("empty file") << QByteArray() << "" << false;
-    QTest::newRow("not a store") << QByteArray("NumberOfNodes=3\r\n") << "" << false;
-    QTest::newRow("cut before the fourth node") << file.left(file.indexOf("Text3")) << "FTP sites[MIS[CTAN]]" << false;
-    QTest::newRow("cut inside the count") << file.left(10) << "" << false;
-    QTest::newRow("no NumberOfNodes") << storeBytes({{"Text0", a}}) << "" << true;
-    QTest::newRow("NumberOfNodes 0") << storeBytes({{"NumberOfNodes", qint32(0)}, {"Text0", a}}) << "" << true;
+    QTest::newRow("bytes after the store ignored")
+        << mRwTreeView::write(defaults, defaults.front()).contents() + "left over" << u"default"_qs << true;
+    QTest::newRow("not a store") << QByteArray("NumberOfNodes=3\r\n") << QString() << false;
+    QTest::newRow("no NumberOfNodes") << storeBytes({{"Text0", a}}) << QString() << true;
     QTest::newRow("NumberOfNodes not a number")
-        << storeBytes({{"NumberOfNodes", u"many"_qs}, {"Text0", a}}) << "" << false;
+        << storeBytes({{"NumberOfNodes", u"many"_qs}, {"Text0", a}}) << QString() << false;
     QTest::newRow("16-bit count, missing entries as defaults")
         << storeBytes({{"NumberOfNodes", qint16(2)}, {"Text0", a}, {"Key0", a}, {"Text1", b}, {"KeyParent1", a}})
-        << "a[b]" << true;
-    QTest::newRow("parent key naming no node stops the read")
-        << storeBytes({{"NumberOfNodes", qint32(3)}, {"Text0", a}, {"Key0", a}, {"Text1", b}, {"KeyParent1", u"x"_qs},
-                       {"Text2", u"c"_qs}})
-        << "a" << false;
+        << u"a[b]"_qs << true;
+    QTest::newRow("parent key naming no node stops the read") << storeBytes({{"NumberOfNodes", qint32(3)},
+                                                                             {"Text0", a},
+                                                                             {"Key0", a},
+                                                                             {"Text1", b},
+                                                                             {"KeyParent1", u"x"_qs},
+                                                                             {"Text2", u"c"_qs}})
+                                                              << u"a"_qs << false;
     QTest::newRow("duplicate key stops the read")
-        << storeBytes({{"NumberOfNodes", qint32(2)}, {"Text0", a}, {"Key0", a}, {"Text1", b}, {"Key1", a}}) << "a"
+        << storeBytes({{"NumberOfNodes", qint32(2)}, {"Text0", a}, {"Key0", a}, {"Text1", b}, {"Key1", a}}) << u"a"_qs
         << false;
     QTest::newRow("keyless nodes may repeat")
-        << storeBytes({{"NumberOfNodes", qint32(2)}, {"Text0", a}, {"Text1", a}}) << "a,a" << true;
+        << storeBytes({{"NumberOfNodes", qint32(2)}, {"Text0", a}, {"Text1", a}}) << u"a,a"_qs << true;
     QTest::newRow("image that is no number stops the read")
-        << storeBytes({{"NumberOfNodes", qint32(2)}, {"Text0", a}, {"Text1", b}, {"Image1", u"x"_qs}}) << "a" << false;
+        << storeBytes({{"NumberOfNodes", qint32(2)}, {"Text0", a}, {"Text1", b}, {"Image1", u"x"_qs}}) << u"a"_qs
+        << false;
     QTest::newRow("huge count bounded by the entries")
-        << storeBytes({{"NumberOfNodes", qint32(2000000000)}, {"Text0", a}}) << "a," << true;
-    QTest::newRow("children sorted by caption on reading")
-        << storeBytes({{"NumberOfNodes", qint32(3)}, {"Text0", a}, {"Key0", a}, {"Text1", b}, {"KeyParent1", a},
-                       {"Text2", u"A"_qs}, {"KeyParent2", a}})
-        << "a[A,b]" << true;
+        << storeBytes({{"NumberOfNodes", qint32(2000000000)}, {"Text0", a}}) << u"a,"_qs << true;
+    QTest::newRow("children sorted by caption on reading") << storeBytes({{"NumberOfNodes", qint32(3)},
+                                                                          {"Text0", a},
+                                                                          {"Key0", a},
+                                                                          {"Text1", b},
+                                                                          {"KeyParent1", a},
+                                                                          {"Text2", u"A"_qs},
+                                                                          {"KeyParent2", a}})
+                                                           << u"a[A,b]"_qs << true;
 }
 
 void SiteStoreTest::read()
@@ -203,14 +181,11 @@ void SiteStoreTest::read()
     QFETCH(QByteArray, file);
     QFETCH(QString, expectedShape);
     QFETCH(bool, whole);
-    if (expectedShape.isNull())
-        expectedShape = shape(defaultSiteTree());
-
     PropertyBag bag;
     const bool bagWhole = bag.setContents(file);
     Tree tree = defaultSiteTree(); // what was there before is replaced
     QCOMPARE(mRwTreeView::read(bag, bagWhole, tree), whole);
-    QCOMPARE(shape(tree), expectedShape);
+    QCOMPARE(shape(tree), expectedShape == u"default" ? shape(defaultSiteTree()) : expectedShape);
     QCOMPARE(!tree.empty() && tree.front().expanded, whole && !tree.empty());
 }
 
@@ -258,23 +233,72 @@ void SiteStoreTest::defaultSites()
     }
 }
 
-void SiteStoreTest::location_data()
-{
-    QTest::addColumn<bool>("componentFolderExists");
-    QTest::newRow("writable component folder: beside it") << true;
-    QTest::newRow("component folder not there: the user's config") << false;
-}
-
+// Beside the component's folder when it exists, else in the user's config.
 void SiteStoreTest::location()
 {
-    QFETCH(bool, componentFolderExists);
-    QTemporaryDir dir;
-    const QString component = dir.filePath(u"lib"_qs);
-    if (componentFolderExists)
-        QVERIFY(QDir().mkpath(component));
-    const QString config = dir.filePath(u"config/korvan"_qs);
-    QCOMPARE(siteStoreFile(component, config),
-             QDir(componentFolderExists ? component : config).filePath(u"FTPSite.dat"_qs));
+    for (const bool componentFolderExists : {true, false}) {
+        QTemporaryDir dir;
+        const QString component = dir.filePath(u"lib"_qs);
+        QVERIFY(!componentFolderExists || QDir().mkpath(component));
+        const QString config = dir.filePath(u"config/korvan"_qs);
+        QCOMPARE(siteStoreFile(component, config),
+                 QDir(componentFolderExists ? component : config).filePath(u"FTPSite.dat"_qs));
+    }
+}
+
+// Windows-1252 bytes written "=XX", Base64, each character XORed with the key
+// character of its position (14 of them, then again), unless that gives 0.
+void SiteStoreTest::cipherKnownPairs_data()
+{
+    QTest::addColumn<QString>("password"); // null: text typed into the file by hand
+    QTest::addColumn<QString>("enciphered");
+    QTest::addColumn<QString>("deciphered");
+    QTest::newRow("Ab") << u"Ab"_qs << u"hfhMactJ"_qs << u"Ab"_qs;
+    QTest::newRow("key wraps after 14") << u"Abcd"_qs << QStringLiteral("hfhMactJfdkKh`a\x02") << u"Abcd"_qs;
+    QTest::newRow("control character kept") << u"4"_qs << QStringLiteral("hft\x05") << u"4"_qs;
+    QTest::newRow("zero xor keeps character") << u"9"_qs << u"hft5"_qs << u"9"_qs;
+    QTest::newRow("non-ASCII") << QStringLiteral("é€") << u"hgl5acJD"_qs << QStringLiteral("é€");
+    QTest::newRow("character outside the code page") << QStringLiteral("\u0100") << u"hfwr"_qs << u"?"_qs;
+    // "hfhMac" XORs to "PTQxPT": "=41" and a lone "=" that starts no escape.
+    QTest::newRow("hand-typed: truncated") << QString() << u"hfhMac"_qs << u"A="_qs;
+    // 0x0C XOR the fifth key character is "=", which ends the Base64 data.
+    QTest::newRow("hand-typed: padding ends data") << QString()
+                                                   << QStringLiteral("hfhM\x0C"
+                                                                     "ctJ")
+                                                   << u"A"_qs;
+    QTest::newRow("hand-typed: outside the code page") << QString() << QStringLiteral("hfhM\u0100") << u"A"_qs;
+}
+
+void SiteStoreTest::cipherKnownPairs()
+{
+    QFETCH(QString, password);
+    QFETCH(QString, enciphered);
+    if (!password.isNull())
+        QCOMPARE(mmEncrypt::Encrypt(password), enciphered);
+    QTEST(mmEncrypt::Decrypt(enciphered), "deciphered");
+}
+
+// Every byte of the code page: four plain ASCII characters each, never "=" padding, and back whole.
+void SiteStoreTest::cipherRoundTrip()
+{
+    QByteArray every(256, '\0');
+    for (int i = 0; i < 256; ++i)
+        every[i] = static_cast<char>(i);
+    const QString password = windows1252::toUnicode(every);
+    const QString enciphered = mmEncrypt::Encrypt(password);
+    QCOMPARE(enciphered.size(), 4 * password.size());
+    for (const QChar c : enciphered)
+        QVERIFY2(c.unicode() > 0 && c.unicode() < 128 && c != u'=', qPrintable(QString::number(c.unicode())));
+    QCOMPARE(mmEncrypt::Decrypt(enciphered), password);
+}
+
+// Positions are counted in 16 bits: 8191 bytes make 32764 characters, 8192 too many.
+void SiteStoreTest::cipherLengthLimit()
+{
+    const QString longest(8191, u'x');
+    QCOMPARE(mmEncrypt::Decrypt(mmEncrypt::Encrypt(longest)), longest);
+    QVERIFY_THROWS_EXCEPTION(CipherLengthError, mmEncrypt::Encrypt(QString(8192, u'x')));
+    QVERIFY_THROWS_EXCEPTION(CipherLengthError, mmEncrypt::Decrypt(QString(32768, u'h')));
 }
 
 QTEST_GUILESS_MAIN(SiteStoreTest)
