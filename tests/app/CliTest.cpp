@@ -67,6 +67,7 @@ private slots:
     void listsGetsAndPuts();
     void failures_data();
     void failures();
+    void implicitTls();
 
 private:
     // korvan with arguments, told to trust the server's certificate; "{url}path"
@@ -309,6 +310,19 @@ void CliTest::failures()
         QCOMPARE(readFile(local.filePath("locked/open.txt")), contentOf("locked/open.txt", 3));
         QVERIFY(run.err.contains("Downloading 'secret.bin' is failed."));
     }
+}
+
+// ftps:// speaks TLS from the first byte (a server of its own: vsftpd offers one mode at a time).
+void CliTest::implicitTls()
+{
+    FtpServer implicit(ServerKind::Vsftpd);
+    implicit.setTls(ServerTls::Implicit);
+    START_OR_FAIL(implicit);
+    const QString url = QString("ftps://%1:%2@%3:%4/")
+                            .arg(implicit.user(), implicit.password(), implicit.host(),
+                                 QString::number(implicit.port()));
+    const KorvanRun run = runKorvan({"ls", "--trust", implicit.certificateFingerprint(), url});
+    QVERIFY2(run.exitCode == 0 && run.err.isEmpty(), qPrintable(run.described()));
 }
 
 QTEST_GUILESS_MAIN(CliTest)
