@@ -1,8 +1,5 @@
-// The korvan command-line program as a user runs it: its ftp:// URLs, the
-// parse-listing command's JSON lines, the usage errors, and against a real
-// server (vsftpd, FTPS) what ls prints, a get and a put, the certificate trust
-// and the exit status and error line of each way a run can go wrong. The
-// transfers themselves are the engines' tests.
+// The korvan program as a user runs it: URLs, parse-listing's JSON, usage, and against
+// a real FTPS server what ls, get and put print and the exit status of each failure.
 #include "FtpUrl.h"
 #include "fixtures/ServerRows.h"
 #include "fixtures/TestFiles.h"
@@ -70,8 +67,7 @@ private slots:
     void implicitTls();
 
 private:
-    // korvan with arguments, told to trust the server's certificate; "{url}path"
-    // stands for the server's URL (with the given password) and that path.
+    // korvan trusting the server's certificate; "{url}" stands for the server's URL.
     KorvanRun runOnServer(QStringList arguments, const QString &password = {}) const;
 
     FtpServer server{ServerKind::Vsftpd};
@@ -217,7 +213,7 @@ void CliTest::usage_data()
     QTest::newRow("ls: not a URL") << QStringList{"ls", "127.0.0.1/pub"} << 2 << QByteArray("ftp://");
     QTest::newRow("ls: unknown option") << QStringList{"ls", "--fast", "ftp://h/"} << 2 << QByteArray("--fast");
     QTest::newRow("ls: bad wait") << QStringList{"ls", "--wait", "soon", "ftp://h/"} << 2 << QByteArray("--wait");
-    QTest::newRow("ls: bad fingerprint") << QStringList{"ls", "--trust=ab:cd", "ftp://h/"} << 2 << QByteArray("--trust");
+    QTest::newRow("ls: bad fingerprint") << QStringList{"ls", "--trust=ab", "ftp://h/"} << 2 << QByteArray("--trust");
     QTest::newRow("get: no local folder") << QStringList{"get", "ftp://h/x"} << 2 << QByteArray("local folder");
     // clang-format on
 }

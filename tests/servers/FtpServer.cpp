@@ -6,15 +6,12 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRandomGenerator>
-#include <QRegularExpression>
 #include <QSslCertificate>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QThread>
 
-#include <atomic>
 #include <csignal>
-#include <mutex>
 #include <pwd.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -26,9 +23,7 @@ namespace {
 
 constexpr int kStartTimeoutMs = 20000;
 
-// What differs between the servers. At start {host}, {port}, {root}, {user},
-// {password}, {dir} (the folder of the server's own files) and {bin} (its
-// program's folder) are filled in; the config goes to {dir}/server.conf.
+// What differs between the servers; {dir} holds the server's own files, {bin} is its program's folder.
 struct Recipe {
     const char *name;
     const char *program; // looked up in the server folders unless absolute
@@ -47,7 +42,6 @@ const Recipe kRecipes[] = {
      "listen=YES\n"
      "listen_address=127.0.0.1\n"
      "listen_port={port}\n"
-     "background=NO\n"
      "anonymous_enable=NO\n"
      "local_enable=YES\n"
      "write_enable=YES\n"
@@ -56,23 +50,17 @@ const Recipe kRecipes[] = {
      "allow_writeable_chroot=YES\n"
      "secure_chroot_dir={dir}/empty\n"
      "pam_service_name=vsftpd\n"
-     "pasv_enable=YES\n"
-     "port_enable=YES\n"
-     "connect_from_port_20=NO\n"
      "seccomp_sandbox=NO\n",
      "",
-     // require_ssl_reuse is its default; named so that the requirement shows.
      "ssl_enable=YES\n"
      "rsa_cert_file={dir}/cert.pem\n"
      "rsa_private_key_file={dir}/key.pem\n"
      "force_local_logins_ssl=YES\n"
-     "force_local_data_ssl=YES\n"
-     "require_ssl_reuse=YES\n",
+     "force_local_data_ssl=YES\n",
      "implicit_ssl=YES\n"},
     {"proftpd", "proftpd", "-n -q -4 -c {dir}/server.conf",
      "ServerType standalone\n"
      "DefaultServer on\n"
-     "UseIPv6 off\n"
      "Port {port}\n"
      "DefaultAddress 127.0.0.1\n"
      "SocketBindTight on\n"
@@ -88,7 +76,6 @@ const Recipe kRecipes[] = {
      "DefaultRoot ~\n"
      "AllowOverwrite on\n"
      "Umask 022\n"
-     "MaxInstances 64\n"
      // Its delay module otherwise slows every log-on.
      "<IfModule mod_delay.c>\n  DelayEngine off\n</IfModule>\n",
      "",
@@ -103,8 +90,7 @@ const Recipe kRecipes[] = {
      "TLSVerifyClient off\n"
      "TLSLog {dir}/tls.log\n",
      "TLSOptions UseImplicitSSL\n"},
-    // -L: it silently cuts listings at 10,000 entries otherwise. -Y 3: TLS
-    // required for log-on and data.
+    // -L: it silently cuts listings at 10,000 entries otherwise. -Y 3: TLS for log-on and data.
     {"pure-ftpd", "pure-ftpd", "-S {host},{port} -l unix -E -A -H -4 -f none -L 200000:5 -g {dir}/pure-ftpd.pid", "",
      " -Y 3 -2 {dir}/cert.pem,{dir}/key.pem", "", ""},
 };
@@ -114,9 +100,7 @@ const Recipe &recipe(ServerKind kind)
     return kRecipes[static_cast<int>(kind)];
 }
 
-// Runs a system tool to its end. useradd, userdel and chpasswd exit 10 while
-// another program holds the password file lock (test programs create users at
-// the same time), userdel 8 while the user still runs a process: tried again.
+// Tried again while it exits 10 (another program holds the password file lock) or 8 (userdel: user busy).
 bool runTool(const QString &program, const QStringList &arguments, QString *error, const QByteArray &input = {})
 {
     for (int attempt = 0; attempt < 50; ++attempt) {
@@ -136,33 +120,6 @@ bool runTool(const QString &program, const QStringList &arguments, QString *erro
         QThread::msleep(100);
     }
     return false;
-}
-
-QString randomText(int length)
-{
-    static const QString alphabet = QStringLiteral("abcdefghijkmnpqrstuvwxyz23456789");
-    QString text;
-    for (int i = 0; i < length; ++i)
-        text += alphabet.at(QRandomGenerator::global()->bounded(alphabet.size()));
-    return text;
-}
-
-// A test program killed by a time-out leaves its users ("kvt<pid>x...") behind
-// (its servers die with it): those whose program is gone go, with their root.
-void removeStaleUsers()
-{
-    static const QRegularExpression ours(QStringLiteral("^kvt(\\d+)x\\w+$"));
-    QStringList stale;
-    ::setpwent();
-    while (const passwd *entry = ::getpwent()) {
-        const QRegularExpressionMatch match = ours.match(QString::fromLocal8Bit(entry->pw_name));
-        if (match.hasMatch() && !QFileInfo::exists("/proc/" + match.captured(1)))
-            stale << match.captured(0);
-    }
-    ::endpwent();
-    QString ignored;
-    for (const QString &user : std::as_const(stale))
-        runTool("userdel", {"--remove", user}, &ignored);
 }
 
 struct ProcessInfo {
@@ -198,8 +155,7 @@ QList<ProcessInfo> allProcesses()
     return processes;
 }
 
-// The process and all below it, found before anything is killed: once the
-// server dies its children are re-parented and cannot be traced back.
+// Found before anything is killed: once the server dies its children are re-parented.
 QList<qint64> processTree(qint64 root)
 {
     // Never 0 or below: to kill() those name whole process groups.
@@ -216,8 +172,7 @@ QList<qint64> processTree(qint64 root)
     return tree;
 }
 
-// Session processes that left the tree still run as the server's user; the
-// user is one server's alone, so everything it runs is ours to end.
+// Session processes that left the tree still run as the server's user, which is this server's alone.
 void killUserProcesses(const QString &user)
 {
     const passwd *entry = ::getpwnam(user.toLocal8Bit().constData());
@@ -263,14 +218,14 @@ QString FtpServer::rootDir() const
 bool FtpServer::start(QString *error)
 {
     stop();
-    if (prepare(error) && reservePort(error) && launch(error) && waitUntilListening(error))
+    if (reservePort(error) && prepare(error) && launch(error) && waitUntilListening(error))
         return true;
     *error = QStringLiteral("%1 did not start on %2:%3: %4").arg(name(), host()).arg(listenPort).arg(*error);
     stop();
     return false;
 }
 
-// The program, the folders, the certificate and the user: all but the port.
+// The program, the folders, the certificate and the user.
 bool FtpServer::prepare(QString *error)
 {
     if (usesSystemUser() && ::geteuid() != 0) {
@@ -299,14 +254,13 @@ bool FtpServer::prepare(QString *error)
     // The server's user must pass through the base folder to reach its root.
     ::chmod(QFile::encodeName(base.path()).constData(), 0711);
     ::chmod(QFile::encodeName(base.filePath("empty")).constData(), 0755);
-    userPassword = randomText(12);
+    userPassword = QString::number(QRandomGenerator::global()->generate64(), 36);
     userName = "korvan";
     return makeCertificate(error) && (!usesSystemUser() || createSystemUser(error));
 }
 
-// A port below Linux's ephemeral range (32768 up), so that no client socket nor
-// port-0 listener takes it before the server binds it; the lock file keeps the
-// test programs that run at the same time apart.
+// Below the ephemeral ports (32768 up), which client sockets and port-0 listeners
+// take; the lock file keeps test programs that run at the same time apart.
 bool FtpServer::reservePort(QString *error)
 {
     for (int attempt = 0; attempt < 100; ++attempt) {
@@ -327,11 +281,10 @@ bool FtpServer::reservePort(QString *error)
 
 bool FtpServer::createSystemUser(QString *error)
 {
-    static std::once_flag staleUsersRemoved;
-    std::call_once(staleUsersRemoved, removeStaleUsers);
-    // Unique among concurrent test programs (pid) and the servers of one (counter).
-    static std::atomic<int> counter{0};
-    userName = QStringLiteral("kvt%1x%2%3").arg(::getpid()).arg(++counter).arg(randomText(3));
+    // Named by the port: a user of that name is a leftover of a test program killed before its end.
+    userName = QStringLiteral("korvan%1").arg(listenPort);
+    userCreated = ::getpwnam(userName.toLocal8Bit().constData()) != nullptr;
+    deleteSystemUser();
     if (!runTool("useradd",
                  {"--no-create-home", "--home-dir", rootDir(), "--shell", "/bin/sh", "--user-group", userName}, error))
         return false;
@@ -439,8 +392,7 @@ bool FtpServer::waitUntilListening(QString *error)
     return false;
 }
 
-// vsftpd puts each session into a process session of its own (setsid), so a
-// process group does not reach it: the whole tree is killed.
+// vsftpd puts each session in a process session of its own: a process group does not reach it.
 void FtpServer::killProcessTree()
 {
     if (!serverProcess)

@@ -40,8 +40,8 @@ public:
     bool start(QString *error);
     void stop();
     // Before start(): FTPS only, log-on and data, with a self-signed certificate
-    // (CN localhost) made at start. vsftpd and proftpd also refuse a data
-    // connection that does not resume the control connection's TLS session.
+    // made at start. vsftpd and proftpd also refuse a data connection that does
+    // not resume the control connection's TLS session (their default).
     void setTls(ServerTls mode) { tlsMode = mode; }
     // The certificate's SHA-256 fingerprint as openssl prints it ("AB:CD:...").
     QString certificateFingerprint() const { return fingerprint; }

@@ -1,8 +1,5 @@
-// The session and the transfer engines against the real Debian FTP servers on
-// loopback: every server in passive and active mode, and FTPS (explicit and
-// implicit, TLS 1.2 and 1.3) where the server offers it. Each row logs on, runs
-// the folder commands, reads the server's own LIST of awkward entries and moves
-// trees both ways byte for byte. Then the log-ons a server refuses, the keep-alive.
+// The session and the transfer engines against the real servers, each mode and FTPS
+// they offer: log-on, folder commands, their own LIST, trees both ways byte for byte.
 
 #include "fixtures/HeadlessUi.h"
 #include "fixtures/ServerRows.h"
@@ -44,8 +41,7 @@ const QList<TreeFile> kRemoteTree{
 };
 const QStringList kRemoteEmptyFolders{"tree/empty", "tree/nested/deeper/empty too"};
 
-// Many small files as well: each is a data connection, where TLS 1.3 uploads
-// once failed now and then with 426.
+// Many small files: each is a data connection, where TLS 1.3 uploads once failed with 426.
 QList<TreeFile> localTree()
 {
     QList<TreeFile> files{
@@ -75,8 +71,7 @@ bool writeRawName(const QByteArray &path, const QByteArray &contents)
     return ::close(fd) == 0 && written;
 }
 
-// The folder /listed/: a sparse big file, an old date, two blanks, UTF-8, a
-// dot-file, both kinds of link.
+// /listed/: a sparse big file, an old date, two blanks, UTF-8, a dot-file, both kinds of link.
 bool writeListedFolder(const QString &root, bool withLatin1Name)
 {
     const QString folder = root + "/listed";
@@ -235,8 +230,7 @@ void TransferServerTest::serverAndMode()
     QVERIFY2(bench.ui.failures.isEmpty(), qPrintable(bench.ui.failures.join('\n')));
 }
 
-// CWD with and without the trailing slash, CDUP, a failing CWD, MKD, RMD, DELE,
-// and a rename whose new name the user types.
+// CWD, CDUP, a failing CWD, MKD, RMD, DELE, and a rename whose new name the user types.
 void TransferServerTest::checkFolderCommands(Bench &bench)
 {
     FtpSession &session = bench.session;
@@ -268,9 +262,7 @@ void TransferServerTest::checkFolderCommands(Bench &bench)
                           "MKD made", "RMD made", "DELE doomed.bin", "RNFR old.txt", "RNTO new.txt"}));
 }
 
-// cFTPList on the server's LIST of /listed/: name|size|attr|link|d or f, and the
-// date, the old file's exactly, the others' as "now" give or take the hours a
-// server's time zone may be off. A Latin-1 name comes back by its very bytes.
+// cFTPList on the server's LIST: dates as "now" within a time zone's hours, the old one exact.
 void TransferServerTest::checkListing(Bench &bench)
 {
     QVERIFY(bench.session.ChangeDir("/listed/") && bench.session.SetType("A") && bench.session.ListFolder());
@@ -313,9 +305,7 @@ void TransferServerTest::checkListing(Bench &bench)
     }
 }
 
-// Down: the tree as it is on the server, zero-size files left out. Up: the local
-// tree as it is on disk, without dot-folders and zero-size files. Down again what
-// went up (dot-files are not listed, so not fetched).
+// Down and up without zero-size files and dot-folders; down again what went up, but its dot-files (not listed).
 void TransferServerTest::checkTrees(Bench &bench)
 {
     const QString dataCommand = bench.settings.bPassive ? "PASV" : "PORT 127,0,0,1,";
@@ -347,8 +337,7 @@ void TransferServerTest::checkTrees(Bench &bench)
     QCOMPARE(bench.session.sCurrentDir(), QString("/incoming/"));
 }
 
-// What a refused log-on leaves: the question asked (answered No), the commands
-// that went out, and the reason in red.
+// What a refused log-on leaves: the question (answered No), the commands sent, the reason in red.
 void TransferServerTest::logOnRefused_data()
 {
     QTest::addColumn<ServerKind>("kind");
@@ -363,8 +352,7 @@ void TransferServerTest::logOnRefused_data()
     // pyftpdlib without TLS answers AUTH with 500: nothing more goes out, QUIT included.
     QTest::newRow("TLS required, server has none") << ServerKind::Pyftpdlib << ServerTls::Explicit << false
                                                    << "Log on failed" << QStringList{"AUTH TLS"} << "refused AUTH TLS";
-    // A certificate other than the one trusted for this address: asked with a
-    // warning, refused, nothing sent after AUTH TLS.
+    // Another certificate than the one trusted here: a warning, refused, nothing sent after AUTH TLS.
     QTest::newRow("changed certificate refused")
         << ServerKind::Vsftpd << ServerTls::Explicit << true << "WARNING" << QStringList{"AUTH TLS"} << QString();
 }
