@@ -210,6 +210,8 @@ void CliTest::usage_data()
                                      << QByteArray("korvan: unknown command 'frobnicate'");
     QTest::newRow("parse-listing: unknown option") << QStringList{"parse-listing", "--bogus"} << 2
                                                    << QByteArray("korvan parse-listing: unexpected argument '--bogus'");
+    QTest::newRow("parse-listing: folder without its value") << QStringList{"parse-listing", "--folder"} << 2
+                                                             << QByteArray("korvan parse-listing: unexpected");
     QTest::newRow("ls: not a URL") << QStringList{"ls", "127.0.0.1/pub"} << 2 << QByteArray("ftp://");
     QTest::newRow("ls: unknown option") << QStringList{"ls", "--fast", "ftp://h/"} << 2 << QByteArray("--fast");
     QTest::newRow("ls: bad wait") << QStringList{"ls", "--wait", "soon", "ftp://h/"} << 2 << QByteArray("--wait");

@@ -141,6 +141,7 @@ void EncodingTest::textHelpers_data()
     QTest::newRow("Latin-1 letter is binary") << "IsBinary" << u"café"_qs << "true";
     QTest::newRow("one pair of quotes") << "TrimQuotes" << "\"\"x\"\"" << "\"x\"";
     QTest::newRow("lone quote stays") << "TrimQuotes" << "\"" << "\"";
+    QTest::newRow("opening quote only stays") << "TrimQuotes" << "\"abc" << "\"abc";
     QTest::newRow("plain text stays") << "ENC" << "a\r\nb" << "a\r\nb";
     QTest::newRow("Q: blank and reserved characters")
         << "ENC" << u"ça va? oui_ok"_qs << "=?windows-1252?Q?=E7a_va=3F_oui=5Fok?=";

@@ -166,10 +166,8 @@ void ListingTest::sizes_data()
 
     QTest::newRow("seven digits") << "1234567" << "1,234,567";
     QTest::newRow("beyond 64 bits") << "123456789012345678901234" << "123,456,789,012,345,678,901,234";
-    QTest::newRow("leading zeros") << "0001234" << "1,234";
-    QTest::newRow("negative") << "-1234" << "-1,234";
-    QTest::newRow("plus sign") << "+5000" << "5,000";
-    QTest::newRow("fraction rounds down") << "1234.4" << "1,234";
+    QTest::newRow("negative, leading zeros") << "-0001234" << "-1,234";
+    QTest::newRow("plus sign, fraction rounds down") << "+5000.4" << "5,000";
     QTest::newRow("round-up carries") << "999.5" << "1,000";
     QTest::newRow("fraction alone") << ".7" << "1";
     QTest::newRow("grouped already") << "1,234" << "1,234";
