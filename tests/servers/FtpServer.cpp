@@ -190,21 +190,6 @@ void killUserProcesses(const QString &user)
 
 } // namespace
 
-QList<ServerKind> allServerKinds()
-{
-    return {ServerKind::Pyftpdlib, ServerKind::Vsftpd, ServerKind::Proftpd, ServerKind::PureFtpd};
-}
-
-QList<ServerKind> tlsServerKinds()
-{
-    return {ServerKind::Vsftpd, ServerKind::Proftpd, ServerKind::PureFtpd};
-}
-
-bool offersImplicitTls(ServerKind kind)
-{
-    return *recipe(kind).implicitTlsConfig != '\0';
-}
-
 QString serverName(ServerKind kind)
 {
     return QString::fromLatin1(recipe(kind).name);

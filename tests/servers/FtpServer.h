@@ -7,7 +7,6 @@
 // a virtual user. The binaries come from $KORVAN_FTPD_DIR (default
 // /opt/korvan-ftpd, filled by scripts/setup-servers.sh) or the system folders.
 
-#include <QList>
 #include <QLockFile>
 #include <QMetaType>
 #include <QProcess>
@@ -22,10 +21,7 @@ enum class ServerKind { Pyftpdlib, Vsftpd, Proftpd, PureFtpd };
 // FTPS as the server offers it: TLS after AUTH TLS, or from the first byte.
 enum class ServerTls { None, Explicit, Implicit };
 
-QList<ServerKind> allServerKinds();
-QList<ServerKind> tlsServerKinds();
-bool offersImplicitTls(ServerKind kind); // pure-ftpd has no implicit mode
-QString serverName(ServerKind kind);     // "pyftpdlib", "vsftpd", "proftpd", "pure-ftpd"
+QString serverName(ServerKind kind); // "pyftpdlib", "vsftpd", "proftpd", "pure-ftpd"
 
 class FtpServer {
 public:
