@@ -16,13 +16,9 @@ namespace {
 QByteArray randomBytes(std::mt19937 &random, int maxLength)
 {
     static const QByteArray tricky("\r\n \t=_`?");
-    std::uniform_int_distribution<int> length(0, maxLength);
-    std::uniform_int_distribution<int> byteValue(0, 255);
     QByteArray bytes;
-    for (int n = length(random); n > 0; --n) {
-        const int pick = byteValue(random);
-        bytes.append(pick < 64 ? tricky.at(pick % tricky.size()) : char(byteValue(random)));
-    }
+    for (int n = random() % (maxLength + 1); n > 0; --n)
+        bytes.append(random() % 4 == 0 ? tricky.at(random() % tricky.size()) : char(random() % 256));
     return bytes;
 }
 
