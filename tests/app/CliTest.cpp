@@ -1,24 +1,99 @@
-// The korvan program's own work that needs no server: its ftp:// URLs, the
-// parse-listing command's JSON lines, and the usage errors and exit codes.
+// The korvan program as a user runs it: URLs, parse-listing's JSON, usage, and against
+// a real FTPS server what ls, get and put print and the exit status of each failure.
 #include "FtpUrl.h"
-#include "fixtures/KorvanProgram.h"
+#include "fixtures/ServerRows.h"
+#include "fixtures/TestFiles.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
 #include <QTest>
 
 using korvan::cli::FtpUrl;
 using korvan::cli::ParseFtpUrl;
 using namespace korvan::test;
 
+namespace {
+
+struct KorvanRun {
+    int exitCode = -1; // -1 when it did not start, crashed or hung
+    QByteArray out;
+    QByteArray err;
+    QString described() const
+    {
+        return "exit " + QString::number(exitCode) + "\nstdout:\n" + QString::fromUtf8(out) + "\nstderr:\n"
+               + QString::fromUtf8(err);
+    }
+};
+
+KorvanRun runKorvan(const QStringList &arguments, const QByteArray &input = {})
+{
+    QProcess process;
+    process.start(qEnvironmentVariable("KORVAN_BUILD_DIR") + "/app/korvan", arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    if (!process.waitForFinished(120000))
+        process.kill();
+    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1, process.readAllStandardOutput(),
+            process.readAllStandardError()};
+}
+
+const QList<TreeFile> kTree{
+    {"tree/top.txt", 1234},
+    {"tree/nested/deeper/bottom.txt", 5},
+    {"tree/folder with blank/inner.txt", 999},
+    {"ls/name with blanks.bin", 70000},
+    {"locked/open.txt", 3},
+    {"locked/secret.bin", 100},
+};
+
+} // namespace
+
 class CliTest : public QObject {
     Q_OBJECT
 private slots:
+    void initTestCase();
     void urls_data();
     void urls();
     void parseListing_data();
     void parseListing();
     void usage_data();
     void usage();
+    void listsGetsAndPuts();
+    void failures_data();
+    void failures();
+    void implicitTls();
+
+private:
+    // korvan trusting the server's certificate; "{url}" stands for the server's URL.
+    KorvanRun runOnServer(QStringList arguments, const QString &password = {}) const;
+
+    FtpServer server{ServerKind::Vsftpd};
 };
+
+void CliTest::initTestCase()
+{
+    server.setTls(ServerTls::Explicit);
+    START_OR_FAIL(server);
+    const QString root = server.rootDir();
+    QVERIFY(writeTree(root, kTree, {"ls/nested", "in"}));
+    QVERIFY(QFile::link("nested", root + "/ls/link to nested"));
+    server.handOver();
+    // vsftpd serves as the log-on user: a file only root may read fails for it.
+    QVERIFY(QFile::setPermissions(root + "/locked/secret.bin", QFileDevice::Permissions()));
+}
+
+KorvanRun CliTest::runOnServer(QStringList arguments, const QString &password) const
+{
+    const QString url = QString("ftp://%1:%2@%3:%4/")
+                            .arg(server.user(), password.isEmpty() ? server.password() : password, server.host(),
+                                 QString::number(server.port()));
+    arguments.replaceInStrings("{url}", url);
+    const QString trust = server.certificateFingerprint().remove(':').toLower(); // any spelling will do
+    return runKorvan(QStringList{arguments.takeFirst(), "--tls", "--trust", trust} + arguments);
+}
 
 void CliTest::urls_data()
 {
@@ -28,8 +103,6 @@ void CliTest::urls_data()
     QTest::addColumn<QString>("expected");
 
     QTest::newRow("host only") << "ftp://example.org" << "anonymous|{anon}|example.org|example.org:21||0|/home/me/";
-    QTest::newRow("scheme in capitals")
-        << "FTP://Example.org/pub" << "anonymous|{anon}|Example.org|Example.org:21|pub|0|/home/me/pub";
     QTest::newRow("port, a folder") << "ftp://h:2121/pub/" << "anonymous|{anon}|h|h:2121|pub/|0|/home/me/pub/";
     QTest::newRow("empty port is the default") << "ftp://h:/x" << "anonymous|{anon}|h|h:21|x|0|/home/me/x";
     QTest::newRow("user without password") << "ftp://me@h/" << "me||h|h:21||0|/home/me/";
@@ -39,13 +112,11 @@ void CliTest::urls_data()
     QTest::newRow("escapes in the path, plus stays")
         << "ftp://h/caf%C3%a9/a%20b+c" << u"anonymous|{anon}|h|h:21|café/a b+c|0|/home/me/café/a b+c"_qs;
     QTest::newRow("encoded slash: from the root") << "ftp://h/%2Fetc" << "anonymous|{anon}|h|h:21|/etc|0|/etc";
-    QTest::newRow("double slash is the root") << "ftp://h//etc/" << "anonymous|{anon}|h|h:21|/etc/|0|/etc/";
     QTest::newRow("dot and dot-dot") << "ftp://h/./../x/../../../y" << "anonymous|{anon}|h|h:21|./../x/../../../y|0|/y";
     QTest::newRow("IPv6 literal") << "ftp://u:p@[::1]:2121/x" << "u|p|::1|[::1]:2121|x|0|/home/me/x";
     QTest::newRow("@ in the path is path") << "ftp://h/a@b" << "anonymous|{anon}|h|h:21|a@b|0|/home/me/a@b";
     QTest::newRow("ftpes: explicit TLS, 21") << "ftpes://h/" << "anonymous|{anon}|h|h:21||1|/home/me/";
-    QTest::newRow("ftps: implicit TLS, 990") << "FTPS://h/" << "anonymous|{anon}|h|h:990||2|/home/me/";
-    QTest::newRow("no scheme") << "example.org/pub" << "refused: ftp://";
+    QTest::newRow("FTPS: implicit TLS, 990") << "FTPS://h/" << "anonymous|{anon}|h|h:990||2|/home/me/";
     QTest::newRow("other scheme") << "http://example.org/" << "refused: ftp://";
     QTest::newRow("no host") << "ftp://me:pw@/pub" << "refused: host";
     QTest::newRow("port zero") << "ftp://h:0/" << "refused: port";
@@ -64,7 +135,7 @@ void CliTest::urls()
     QFETCH(QString, expected);
     QString error;
     const std::optional<FtpUrl> url = ParseFtpUrl(text, &error);
-    if (expected.startsWith(u"refused: ")) {
+    if (expected.startsWith("refused: ")) {
         QVERIFY(!url);
         QVERIFY2(error.contains(expected.mid(9)), qPrintable(error));
         return;
@@ -76,11 +147,11 @@ void CliTest::urls()
                             url->hostAndPort(),
                             url->path,
                             QString::number(int(url->encryption)),
-                            url->remotePath(u"/home/me/"_qs)};
-    QCOMPARE(parts.join(u'|'), QString(expected).replace(u"{anon}"_qs, korvan::sAnonPassword));
+                            url->remotePath("/home/me/")};
+    QCOMPARE(parts.join('|'), QString(expected).replace("{anon}", korvan::sAnonPassword));
     // One session serves the URLs of one server and log-on, whatever their paths.
     FtpUrl other = *url;
-    other.path = u"other/"_qs;
+    other.path = "other/";
     QVERIFY(url->sameLogOn(other));
     other.port = 2122;
     QVERIFY(!url->sameLogOn(other));
@@ -113,7 +184,6 @@ void CliTest::parseListing_data()
         << QByteArray(R"({"FileName":"Grüße","FileSize":"5","FileAttr":"","FileLink":"",)"
                       R"("FileDate":"1/15/2003 10:20 AM",)"
                       R"("bFolder":false,"IsLink":false,"Path":"/Grüße"})" "\n");
-    QTest::newRow("empty input") << QStringList{"parse-listing"} << QByteArray() << QByteArray();
     // clang-format on
 }
 
@@ -122,7 +192,7 @@ void CliTest::parseListing()
     QFETCH(QStringList, arguments);
     QFETCH(QByteArray, input);
     const KorvanRun run = runKorvan(arguments, input);
-    QVERIFY2(run.exitCode == 0 && run.err.isEmpty(), qPrintable(describeRun(run)));
+    QVERIFY2(run.exitCode == 0 && run.err.isEmpty(), qPrintable(run.described()));
     QTEST(run.out, "output");
 }
 
@@ -131,27 +201,22 @@ void CliTest::usage_data()
     // clang-format off
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<int>("exitCode");
-    QTest::addColumn<QByteArray>("out"); // a text standard output holds; with an exit code not 0, standard error
-    QTest::addColumn<QByteArray>("err"); // a text standard error holds
+    QTest::addColumn<QByteArray>("text"); // what standard output holds, or with an exit code not 0 standard error
 
-    QTest::newRow("help") << QStringList{"--help"} << 0 << QByteArray("korvan parse-listing --folder") << QByteArray();
-    QTest::newRow("a command's help") << QStringList{"ls", "--help"} << 0 << QByteArray("--json") << QByteArray();
-    QTest::newRow("no command: help on standard error")
-        << QStringList{} << 2 << QByteArray() << QByteArray("korvan - ");
-    QTest::newRow("unknown command") << QStringList{"frobnicate"} << 2 << QByteArray()
+    QTest::newRow("help") << QStringList{"--help"} << 0 << QByteArray("korvan parse-listing --folder");
+    QTest::newRow("a command's help") << QStringList{"ls", "--help"} << 0 << QByteArray("--json");
+    QTest::newRow("no command: help on standard error") << QStringList{} << 2 << QByteArray("korvan - ");
+    QTest::newRow("unknown command") << QStringList{"frobnicate"} << 2
                                      << QByteArray("korvan: unknown command 'frobnicate'");
-    QTest::newRow("parse-listing: unknown option") << QStringList{"parse-listing", "--bogus"} << 2 << QByteArray()
+    QTest::newRow("parse-listing: unknown option") << QStringList{"parse-listing", "--bogus"} << 2
                                                    << QByteArray("korvan parse-listing: unexpected argument '--bogus'");
     QTest::newRow("parse-listing: folder without its value") << QStringList{"parse-listing", "--folder"} << 2
-        << QByteArray() << QByteArray("korvan parse-listing: unexpected");
-    QTest::newRow("ls: not a URL") << QStringList{"ls", "127.0.0.1/pub"} << 2 << QByteArray()
-                                   << QByteArray("ftp://");
-    QTest::newRow("ls: unknown option") << QStringList{"ls", "--fast", "ftp://h/"} << 2 << QByteArray()
-                                        << QByteArray("--fast");
-    QTest::newRow("ls: bad wait") << QStringList{"ls", "--wait", "soon", "ftp://h/"} << 2 << QByteArray()
-                                  << QByteArray("--wait");
-    QTest::newRow("get: no local folder") << QStringList{"get", "ftp://h/x"} << 2 << QByteArray()
-                                          << QByteArray("local folder");
+                                                             << QByteArray("korvan parse-listing: unexpected");
+    QTest::newRow("ls: not a URL") << QStringList{"ls", "127.0.0.1/pub"} << 2 << QByteArray("ftp://");
+    QTest::newRow("ls: unknown option") << QStringList{"ls", "--fast", "ftp://h/"} << 2 << QByteArray("--fast");
+    QTest::newRow("ls: bad wait") << QStringList{"ls", "--wait", "soon", "ftp://h/"} << 2 << QByteArray("--wait");
+    QTest::newRow("ls: bad fingerprint") << QStringList{"ls", "--trust=ab", "ftp://h/"} << 2 << QByteArray("--trust");
+    QTest::newRow("get: no local folder") << QStringList{"get", "ftp://h/x"} << 2 << QByteArray("local folder");
     // clang-format on
 }
 
@@ -159,12 +224,103 @@ void CliTest::usage()
 {
     QFETCH(QStringList, arguments);
     QFETCH(int, exitCode);
-    QFETCH(QByteArray, out);
-    QFETCH(QByteArray, err);
+    QFETCH(QByteArray, text);
     const KorvanRun run = runKorvan(arguments);
-    QVERIFY2(run.exitCode == exitCode, qPrintable(describeRun(run)));
-    QVERIFY2(run.out.contains(out) && run.err.contains(err), qPrintable(describeRun(run)));
-    QVERIFY2(exitCode == 0 ? run.err.isEmpty() : run.out.isEmpty(), qPrintable(describeRun(run)));
+    QVERIFY2(run.exitCode == exitCode, qPrintable(run.described()));
+    QVERIFY2((exitCode == 0 ? run.out : run.err).contains(text), qPrintable(run.described()));
+    QVERIFY2((exitCode == 0 ? run.err : run.out).isEmpty(), qPrintable(run.described()));
+}
+
+void CliTest::listsGetsAndPuts()
+{
+    // ls -l lines, the options honoured (--log shows the PORT of --active).
+    const KorvanRun ls = runOnServer({"ls", "--active", "--log", "{url}ls/"});
+    QVERIFY2(ls.exitCode == 0 && ls.err.contains("PORT "), qPrintable(ls.described()));
+    const QStringList lines = QString::fromUtf8(ls.out).split('\n', Qt::SkipEmptyParts);
+    QCOMPARE(lines.size(), 3);
+    const QString date = "\\d+/\\d+/\\d{4} \\d+:\\d\\d [AP]M";
+    const QStringList patterns{"^lrwxrwxrwx +" + date + "  link to nested -> nested/$",
+                               "^-rw-r--r-- +70,000  " + date + "  name with blanks.bin$",
+                               "^drwxr-xr-x +  " + date + "  nested$"};
+    for (const QString &pattern : patterns)
+        QVERIFY2(!lines.filter(QRegularExpression(pattern)).isEmpty(), qPrintable(pattern + '\n' + ls.out));
+
+    // A URL naming a file lists that file alone.
+    const KorvanRun json = runOnServer({"ls", "--json", "{url}ls/name with blanks.bin"});
+    QVERIFY2(json.exitCode == 0 && json.out.count('\n') == 1, qPrintable(json.described()));
+    const QJsonObject entry = QJsonDocument::fromJson(json.out).object();
+    QCOMPARE(entry.value("Path").toString(), QString("/ls/name with blanks.bin"));
+    QCOMPARE(entry.value("FileSize").toString(), QString("70,000"));
+
+    // Down into a local folder get makes, and up again: the same tree both ways.
+    QTemporaryDir local;
+    const QString into = local.filePath("new/down");
+    const KorvanRun get = runOnServer({"get", "{url}tree", into});
+    QVERIFY2(get.exitCode == 0 && get.err.contains("3 files downloaded"), qPrintable(get.described()));
+    QCOMPARE(describe(treeOf(into)),
+             describe(expectedTree(kTree.mid(0, 3), {}, [](const TreeFile &) { return true; })));
+    const KorvanRun put = runOnServer({"put", into + "/tree", "{url}in/"});
+    QVERIFY2(put.exitCode == 0 && put.err.contains("3 files uploaded"), qPrintable(put.described()));
+    QCOMPARE(describe(treeOf(server.rootDir() + "/in")), describe(treeOf(into)));
+}
+
+void CliTest::failures_data()
+{
+    // clang-format off
+    // {local} is a fresh local folder; "ftpes://" is the server's URL without --trust.
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("password");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("message");
+
+    QTest::newRow("certificate not trusted") << QStringList{"ls", "ftpes://"} << QString() << 4 << "{fingerprint}";
+    QTest::newRow("wrong password") << QStringList{"ls", "{url}"} << "wrong-pw" << 4 << "log-on refused";
+    QTest::newRow("unreachable port") << QStringList{"ls", "ftp://127.0.0.1:1/"} << QString() << 3 << "cannot connect";
+    QTest::newRow("unknown folder") << QStringList{"ls", "{url}no/such/"} << QString() << 5 << "no such folder";
+    QTest::newRow("unknown file, get") << QStringList{"get", "{url}tree/nothing.txt", "{local}"} << QString() << 5
+                                       << "no such file or folder";
+    QTest::newRow("unknown target, put") << QStringList{"put", "{local}", "{url}no/such/"} << QString() << 5
+                                         << "no such folder";
+    QTest::newRow("missing local file") << QStringList{"put", "{local}/nothing", "{url}"} << QString() << 1
+                                        << "no such local file";
+    QTest::newRow("one unreadable file stops nothing") << QStringList{"get", "{url}locked/", "{local}"} << QString()
+                                                       << 1 << "1 file downloaded, 1 failed";
+    // clang-format on
+}
+
+void CliTest::failures()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, password);
+    QFETCH(int, exitCode);
+    QFETCH(QString, message);
+    QTemporaryDir local;
+    arguments.replaceInStrings("{local}", local.path());
+    const QString hostAndPort = server.host() + ':' + QString::number(server.port());
+    const QString untrusted = "ftpes://" + server.user() + ':' + server.password() + '@' + hostAndPort + '/';
+    const KorvanRun run = arguments.contains("ftpes://") ? runKorvan(arguments.replaceInStrings("ftpes://", untrusted))
+                                                         : runOnServer(arguments, password);
+    QVERIFY2(run.exitCode == exitCode && run.out.isEmpty(), qPrintable(run.described()));
+    message.replace("{fingerprint}", server.certificateFingerprint());
+    QVERIFY2(QString::fromUtf8(run.err).contains(message), qPrintable(run.described()));
+    QVERIFY(!run.err.contains(server.password().toUtf8()));
+    if (QTest::currentDataTag() == QByteArray("one unreadable file stops nothing")) {
+        QCOMPARE(readFile(local.filePath("locked/open.txt")), contentOf("locked/open.txt", 3));
+        QVERIFY(run.err.contains("Downloading 'secret.bin' is failed."));
+    }
+}
+
+// ftps:// speaks TLS from the first byte (a server of its own: vsftpd offers one mode at a time).
+void CliTest::implicitTls()
+{
+    FtpServer implicit(ServerKind::Vsftpd);
+    implicit.setTls(ServerTls::Implicit);
+    START_OR_FAIL(implicit);
+    const QString url = QString("ftps://%1:%2@%3:%4/")
+                            .arg(implicit.user(), implicit.password(), implicit.host(),
+                                 QString::number(implicit.port()));
+    const KorvanRun run = runKorvan({"ls", "--trust", implicit.certificateFingerprint(), url});
+    QVERIFY2(run.exitCode == 0 && run.err.isEmpty(), qPrintable(run.described()));
 }
 
 QTEST_GUILESS_MAIN(CliTest)

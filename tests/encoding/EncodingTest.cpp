@@ -16,19 +16,10 @@ namespace {
 QByteArray randomBytes(std::mt19937 &random, int maxLength)
 {
     static const QByteArray tricky("\r\n \t=_`?");
-    std::uniform_int_distribution<int> length(0, maxLength);
-    std::uniform_int_distribution<int> byteValue(0, 255);
     QByteArray bytes;
-    for (int n = length(random); n > 0; --n) {
-        const int pick = byteValue(random);
-        bytes.append(pick < 64 ? tricky.at(pick % tricky.size()) : char(byteValue(random)));
-    }
+    for (int n = random() % (maxLength + 1); n > 0; --n)
+        bytes.append(random() % 4 == 0 ? tricky.at(random() % tricky.size()) : char(random() % 256));
     return bytes;
-}
-
-bool isEncodeMode(int mode)
-{
-    return mode % 2 == 0;
 }
 
 } // namespace
@@ -54,8 +45,7 @@ void EncodingTest::conv_data()
 
     QTest::newRow("escape, leading zero")
         << 258 << QByteArray("\x00\x0f =_\xff", 6) << QByteArray("=00=0F=20=3D=5F=FF");
-    QTest::newRow("base64 rfc 4648") << 260 << QByteArray("fooba") << QByteArray("Zm9vYmE=");
-    QTest::newRow("base64 high bytes") << 260 << QByteArray("\xfb\xff") << QByteArray("+/8=");
+    QTest::newRow("base64, its last two letters") << 260 << QByteArray("\xfb\xff" "foobar") << QByteArray("+/9mb29iYXI=");
     QTest::newRow("mime base64 breaks after 76") << 262 << QByteArray(58, '\0') << QByteArray(76, 'A') + "\r\nAA==";
     QTest::newRow("uuencode") << 264 << QByteArray("Cat") << QByteArray("#0V%T\r\n`\r\n");
     QTest::newRow("uuencode 46 bytes take two lines")
@@ -66,12 +56,11 @@ void EncodingTest::conv_data()
     QTest::newRow("qp escape not split by soft break")
         << 266 << QByteArray(73, 'a') + "=b" << QByteArray(73, 'a') + "=\r\n=3Db";
 
-    QTest::newRow("unescape underscore, lower-case hex") << 259 << QByteArray("a_=3d=41") << QByteArray("a =A");
-    QTest::newRow("unescape 0x80 is single") << 259 << QByteArray("=80x41") << QByteArray("\x80x41");
+    QTest::newRow("unescape underscore, lower-case hex, 0x80 is single")
+        << 259 << QByteArray("a_=3d=41=80x41") << QByteArray("a =A\x80x41");
     QTest::newRow("unescape lead reads its trail past any character")
         << 259 << QByteArray("=E9x41z") << QByteArray("\xe9" "Az");
     QTest::newRow("unescape lead, bad trail") << 259 << QByteArray("=E9=G1") << QByteArray("\xe9=G1");
-    QTest::newRow("unescape truncated escapes") << 259 << QByteArray("=G1=4") << QByteArray("=G1=4");
     QTest::newRow("base64 junk skipped, padding ends data")
         << 261 << QByteArray("Zm9v!*\xe9\r\nYg==Zm9v") << QByteArray("foob");
     QTest::newRow("base64 lone sextet dropped") << 261 << QByteArray("Zm9vY") << QByteArray("foo");
@@ -92,7 +81,7 @@ void EncodingTest::conv()
     QFETCH(QByteArray, input);
     QFETCH(QByteArray, expected);
     QCOMPARE(cEncode::ConvBytes(input, mode), expected);
-    if (isEncodeMode(mode))
+    if (mode % 2 == 0) // an encoder
         QCOMPARE(cEncode::ConvBytes(expected, mode + 1), input);
 }
 
@@ -189,17 +178,13 @@ void EncodingTest::textHelpers()
 // characters, and the whole decodes back.
 void EncodingTest::encWordsRoundTrip()
 {
-    const QString pool = u" _=?aZ9\x01\t€šÿéЖж漢字\U0001F600"_qs;
+    const QStringList pool = QString(u" _=?aZ9\x01\t€šÿéЖж漢字"_qs).split(QString(), Qt::SkipEmptyParts)
+                             << u"\U0001F600"_qs;
     std::mt19937 random(2047);
-    std::uniform_int_distribution<qsizetype> pick(0, pool.size() - 1);
-    std::uniform_int_distribution<int> length(0, 200);
     for (int round = 0; round < 1000; ++round) {
         QString text;
-        for (int n = length(random); n > 0; --n) {
-            const qsizetype i = pick(random);
-            if (!pool.at(i).isLowSurrogate())
-                text += pool.mid(i, pool.at(i).isHighSurrogate() ? 2 : 1);
-        }
+        for (int n = random() % 200; n > 0; --n)
+            text += pool.at(random() % pool.size());
         const QString encoded = cEncode::ENC(text);
         QCOMPARE(cEncode::DecodeENC(encoded), text);
         if (encoded == text)

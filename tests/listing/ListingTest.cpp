@@ -1,6 +1,6 @@
-// cFTPList on LIST text: one table of listings -> entries (UNIX and DOS forms,
-// links, odd dates, hostile lines), the date and size words with a fixed year,
-// and the entry table's bounds. Run in a German locale: nothing may follow it.
+// cFTPList on LIST text: listings -> entries (UNIX and DOS forms, links, odd
+// dates, hostile lines), the date and size words, the entry table's bounds.
+// Run in a German locale: nothing may follow it.
 #include "korvan/cFTPList.h"
 #include "listing/ListingDate.h"
 #include "listing/ListingSize.h"
@@ -57,9 +57,6 @@ void ListingTest::entries_data()
     QTest::newRow("unix without group column, name with a blank")
         << u"-rw-r--r-- 1 owner 1234 Jan 15 2003 read me.txt"_qs
         << QStringList{u"read me.txt|1,234|-rw-r--r--||1/15/2003 12:00 AM|f"_qs};
-    QTest::newRow("ls -l alignment blanks collapse")
-        << u"-rw-r--r--   1 ftp      ftp     123456789 Oct  7 23:59 debian.iso"_qs
-        << QStringList{u"debian.iso|123,456,789|-rw-r--r--||10/7/{year} 11:59 PM|f"_qs};
     QTest::newRow("links: blanks on both sides, two pieces kept, no arrow without blanks")
         << crlf({u"lrwxrwxrwx 1 root root 7 Jan 15 2003 my docs -> /srv/my  docs"_qs,
                  u"lrwxrwxrwx 1 root root 7 Jan 15 2003 a -> b -> c"_qs, u"-rw-r--r-- 1 o g 5 Jan 15 2003 a->b"_qs})
@@ -98,10 +95,6 @@ void ListingTest::entries_data()
     QTest::newRow("unix columns are kept for a line without group, short lines read empty")
         << crlf({unixFile, u"-rw-r--r-- 1 owner 77 Jan 15 2003 two words"_qs, u"-rw-r--r-- 1 o g"_qs})
         << QStringList{readme, u"words|Jan|-rw-r--r--||15 2003 two|f"_qs, u"||-rw-r--r--|||f"_qs};
-    QTest::newRow("unicode names, also beyond the BMP")
-        << crlf({u"-rw-r--r-- 1 o g 2048 Dec 24 2025 Grüße 日本.txt"_qs, u"drwxr-xr-x 2 o g 6 Mar 1 08:00 🎵 𝄞"_qs})
-        << QStringList{u"Grüße 日本.txt|2,048|-rw-r--r--||12/24/2025 12:00 AM|f"_qs,
-                       u"🎵 𝄞||drwxr-xr-x||3/1/{year} 8:00 AM|d"_qs};
     // clang-format on
 }
 
@@ -132,11 +125,9 @@ void ListingTest::dates_data()
 
     QTest::newRow("unix time: the given year") << "Jan 15 10:20" << 2031 << "1/15/2031 10:20 AM";
     QTest::newRow("unix noon, one-digit hour") << "Jul 4 12:00" << 2026 << "7/4/2026 12:00 PM";
-    QTest::newRow("month in lower case") << "sep 01 2020" << 2026 << "9/1/2020 12:00 AM";
     QTest::newRow("month in full") << "JANUARY 15 2003" << 2026 << "1/15/2003 12:00 AM";
     QTest::newRow("leap day in a leap current year") << "Feb 29 10:20" << 2024 << "2/29/2024 10:20 AM";
     QTest::newRow("leap day in a common current year") << "Feb 29 10:20" << 2026 << "";
-    QTest::newRow("no leap day in 2023") << "Feb 29 2023" << 2026 << "";
     QTest::newRow("day 31 of a 30-day month") << "Apr 31 2003" << 2026 << "";
     QTest::newRow("hour 24") << "Jun 15 24:00" << 2026 << "";
     QTest::newRow("minute 60") << "Jun 15 10:60" << 2026 << "";
@@ -151,7 +142,6 @@ void ListingTest::dates_data()
     QTest::newRow("dos date alone") << "01-15-03" << 2026 << "1/15/2003 12:00 AM";
     QTest::newRow("pivot: 68 is 2068") << "01-15-68 10:20AM" << 2026 << "1/15/2068 10:20 AM";
     QTest::newRow("pivot: 69 is 1969") << "01-15-69 00:05" << 2026 << "1/15/1969 12:05 AM";
-    QTest::newRow("dos no leap day") << "02-29-23 12:30PM" << 2026 << "";
     QTest::newRow("day-month order is not read") << "15-01-03 10:20AM" << 2026 << "";
     QTest::newRow("mixed separators") << "01-15/03 10:20AM" << 2026 << "";
     QTest::newRow("hour 13 with PM") << "01-15-03 13:20PM" << 2026 << "";
@@ -176,15 +166,11 @@ void ListingTest::sizes_data()
 
     QTest::newRow("seven digits") << "1234567" << "1,234,567";
     QTest::newRow("beyond 64 bits") << "123456789012345678901234" << "123,456,789,012,345,678,901,234";
-    QTest::newRow("leading zeros") << "0001234" << "1,234";
-    QTest::newRow("negative") << "-1234" << "-1,234";
-    QTest::newRow("plus sign") << "+5000" << "5,000";
-    QTest::newRow("fraction rounds down") << "1234.4" << "1,234";
+    QTest::newRow("negative, leading zeros") << "-0001234" << "-1,234";
+    QTest::newRow("plus sign, fraction rounds down") << "+5000.4" << "5,000";
     QTest::newRow("round-up carries") << "999.5" << "1,000";
     QTest::newRow("fraction alone") << ".7" << "1";
     QTest::newRow("grouped already") << "1,234" << "1,234";
-    QTest::newRow("exponent") << "1e3" << "1e3";
-    QTest::newRow("point alone") << "." << ".";
     QTest::newRow("two points") << "1.2.3" << "1.2.3";
     QTest::newRow("arabic-indic digits") << u"\u0661\u0662\u0663\u0664"_qs << u"\u0661\u0662\u0663\u0664"_qs;
     // clang-format on

@@ -2,17 +2,12 @@
 
 // Real FTP servers from Debian's packages, started on loopback for one test.
 //
-// Each FtpServer owns a free port, a temporary root folder and a log-on of its
-// own: for vsftpd, proftpd and pure-ftpd a system user with a unique name whose
-// home is the root (they need root), for pyftpdlib a virtual user. Passive and
-// active mode are allowed, the user may write. stop() (and the destructor) ends
-// the server's whole process tree and removes the user and the folders, so test
-// programs may run servers of one kind at the same time.
-//
-// The binaries are looked up in $KORVAN_FTPD_DIR (default /opt/korvan-ftpd,
-// filled by scripts/setup-servers.sh) and then in the system folders.
+// Each owns a port, a temporary root folder and a log-on: for vsftpd, proftpd and
+// pure-ftpd a system user whose home is the root (they need root), for pyftpdlib
+// a virtual user. The binaries come from $KORVAN_FTPD_DIR (default
+// /opt/korvan-ftpd, filled by scripts/setup-servers.sh) or the system folders.
 
-#include <QList>
+#include <QLockFile>
 #include <QMetaType>
 #include <QProcess>
 #include <QString>
@@ -26,10 +21,6 @@ enum class ServerKind { Pyftpdlib, Vsftpd, Proftpd, PureFtpd };
 // FTPS as the server offers it: TLS after AUTH TLS, or from the first byte.
 enum class ServerTls { None, Explicit, Implicit };
 
-QList<ServerKind> allServerKinds();
-// The servers that speak FTPS here; pure-ftpd has no implicit mode.
-QList<ServerKind> tlsServerKinds();
-bool offersImplicitTls(ServerKind kind);
 QString serverName(ServerKind kind); // "pyftpdlib", "vsftpd", "proftpd", "pure-ftpd"
 
 class FtpServer {
@@ -40,18 +31,17 @@ public:
     FtpServer(const FtpServer &) = delete;
     FtpServer &operator=(const FtpServer &) = delete;
 
-    // Starts the server and waits for its 220 greeting. False with a message
-    // naming the server, its port and what went wrong, with the server's output.
+    // Starts the server and waits until it listens. False with a message naming
+    // the server, its port and what went wrong, with the server's output.
     bool start(QString *error);
     void stop();
     // Before start(): FTPS only, log-on and data, with a self-signed certificate
-    // (CN localhost) made at start. vsftpd and proftpd also refuse a data
-    // connection that does not resume the control connection's TLS session.
+    // made at start. vsftpd and proftpd also refuse a data connection that does
+    // not resume the control connection's TLS session (their default).
     void setTls(ServerTls mode) { tlsMode = mode; }
     // The certificate's SHA-256 fingerprint as openssl prints it ("AB:CD:...").
     QString certificateFingerprint() const { return fingerprint; }
 
-    ServerKind kind() const { return serverKind; }
     QString name() const { return serverName(serverKind); }
     QString host() const { return onIPv6 ? QStringLiteral("::1") : QStringLiteral("127.0.0.1"); }
     quint16 port() const { return listenPort; }
@@ -59,26 +49,25 @@ public:
     QString password() const { return userPassword; }
     QString rootDir() const; // local folder that the user sees as "/"
 
-    // Gives what the test wrote below rootDir() (or below path) to the
-    // server's user, so the server can read, overwrite and delete it.
+    // Gives what the test wrote below rootDir() (or path) to the server's user.
     void handOver(const QString &path = {});
 
 private:
     bool prepare(QString *error);
+    bool reservePort(QString *error);
     bool createSystemUser(QString *error);
     void deleteSystemUser();
     bool makeCertificate(QString *error);
     QString filledIn(QString text) const;
     bool launch(QString *error);
-    bool waitForGreeting(QString *error);
-    QByteArray probeGreeting() const;
-    bool ownsListeningPort() const;
+    bool waitUntilListening(QString *error);
     void killProcessTree();
     bool usesSystemUser() const { return serverKind != ServerKind::Pyftpdlib; }
 
     ServerKind serverKind;
     bool onIPv6 = false;
     quint16 listenPort = 0;
+    std::unique_ptr<QLockFile> portLock;
     QString programPath;
     QString userName;
     QString userPassword;
@@ -89,11 +78,6 @@ private:
     ServerTls tlsMode = ServerTls::None;
     QString fingerprint;
 };
-
-// The root's LIST as a peer client (Python's ftplib) gets it over a passive or
-// an active data connection: what the server sends to any client. Empty, with
-// *error set, when the client fails.
-QByteArray peerListing(const FtpServer &server, bool passive, QString *error);
 
 } // namespace korvan::test
 
