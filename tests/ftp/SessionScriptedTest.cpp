@@ -301,7 +301,7 @@ void SessionScriptedTest::listingEnd()
     const QByteArray listing = "drwxr-xr-x 2 ftp ftp 4096 Jan 15 10:20 pub\r\n";
     ScriptedSession s;
     s.settings.bPassive = passive;
-    QVERIFY(s.logOn({{"LIST", "150 listing|send " + listing + "|" + end}, {"NOOP", "200 ok"}}));
+    QVERIFY(s.logOn({{"LIST", "150 listing|data 44 " + listing + "|" + end}, {"NOOP", "200 ok"}}));
     QVERIFY(s.session.ListFolder());
     QCOMPARE(s.session.sListText(), listing);
     QCOMPARE(s.session.dataSocket().state(), SocketState::Closed);

@@ -160,12 +160,12 @@ void FolderRetrievalTest::cacheLifecycle()
         QByteArray listing;
         for (int i = 0; i < 100000; ++i)
             listing += unixLine("-rw-r--r--", i, "file-" + QByteArray::number(i));
-        QVERIFY(f.logOn(listing, {{"LIST /big", listed(listing) + "|wait 50|hangup"}}));
+        QVERIFY(f.logOn(listing, {{"LIST /big", listed(listing) + "|wait 50|drop"}}));
         QVERIFY(!f.getList(u"/big"_qs));
         QCOMPARE(f.folders.cachedFolderCount(), 0);
         return;
     }
-    QVERIFY(f.logOn(kPlainListing, {{"NOOP", "hangup"}, {"QUIT", "221 bye"}}));
+    QVERIFY(f.logOn(kPlainListing, {{"NOOP", "drop"}, {"QUIT", "221 bye"}}));
     QVERIFY(f.getList(u"/pub"_qs));
     f.ui.mainStatus.clear();
     QVERIFY(f.getList(u"/pub/"_qs));

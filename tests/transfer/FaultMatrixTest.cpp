@@ -85,9 +85,9 @@ Script faultScript(const Fault &fault, Operation operation, bool passive)
 {
     const char *command = operation == Operation::List ? "LIST" : operation == Operation::Upload ? "STOR *" : "RETR *";
     const bool upload = operation == Operation::Upload;
-    QByteArray all = upload ? "receive" : "data " + QByteArray::number(kFileSize);
-    if (operation == Operation::List)
-        all = "send " + unixLine("-rw-r--r--", kFileSize, "a");
+    const QByteArray all = upload                         ? "receive"
+                           : operation == Operation::List ? "data 44 " + unixLine("-rw-r--r--", kFileSize, "a")
+                                                          : "data " + QByteArray::number(kFileSize);
     const QByteArray half = upload ? "open|wait 20" : "data " + QByteArray::number(kFileSize / 2);
     Script script{{command, QByteArray(fault.transfer).replace("{half}", half).replace("{all}", all)}};
     const QByteArray channel = passive ? fault.pasv : fault.port;
