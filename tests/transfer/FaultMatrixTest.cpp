@@ -136,19 +136,18 @@ struct Fixture : ScriptedSession {
     bool mounted = false;
 };
 
-struct Engines {
-    DownloadEngine &download;
-    UploadEngine &upload;
-    QString local; // a local folder of the test's own
-};
-using Run = std::function<bool(const Engines &)>;
+using Run = std::function<bool(Fixture &)>;
 
 // One batch: the script after the log-on, what the user starts, and what must follow.
 struct Batch {
     Script script;
-    Run run;
-    QStringList wire;     // commands after the log-on, PORT without its argument
-    QStringList messages; // per-file log lines, "red: ..." or "magenta: ..."
+    QString download;                 // the selection to download into the local folder + into
+    QStringList upload;               // else the local paths to upload
+    Run run;                          // else this
+    QString into;                     // below the local folder
+    QMap<QString, QByteArray> before; // local files written first ("folder": a folder)
+    QStringList wire;                 // commands after the log-on, PORT without its argument
+    QStringList messages;             // per-file log lines, "red: ..." or "magenta: ..."
     QString firstStatus;
     QMap<QString, QByteArray> files; // below the local folder: contents, "missing" or "folder"
     bool result = true;
@@ -471,8 +470,7 @@ void FaultMatrixTest::batch_data()
     const auto failed = [](const QString &verb, const QString &name) {
         return "red: " + verb + " '" + name + "' is failed.";
     };
-    const QByteArray pattern1000 = ScriptedFtpServer::patternBytes(0, 1000);
-    const QByteArray pattern3000 = ScriptedFtpServer::patternBytes(0, 3000);
+    const auto pattern = [](qint64 size) { return ScriptedFtpServer::patternBytes(0, size); };
     const Script stored{{"STOR *", "150 go|receive|226 stored"}};
 
     // The second of three files goes wrong: it alone is failed, the batch goes on.
@@ -486,24 +484,18 @@ void FaultMatrixTest::batch_data()
     for (const auto &[name, fault] : middleFaults) {
         add(name,
             Batch{.script = {{"RETR a.bin", sent(1000)}, {"RETR b.bin", fault}, {"RETR c.bin", sent(3000)}},
-                  .run =
-                      [](const Engines &e) {
-                          return e.download.DownloadSelected(e.local, "a.bin?1,000\r\nb.bin?2,000\r\nc.bin?3,000\r\n");
-                      },
+                  .download = "a.bin?1,000\r\nb.bin?2,000\r\nc.bin?3,000\r\n",
                   .wire = {"TYPE I", "PASV", "RETR a.bin", "PASV", "RETR b.bin", "PASV", "RETR c.bin"},
                   .messages = {ok("Downloading", "a.bin"), failed("Downloading", "b.bin"), ok("Downloading", "c.bin")},
                   .firstStatus = "Downloading 3 files and folders...",
-                  .files = {{"a.bin", pattern1000}, {"c.bin", pattern3000}}});
+                  .files = {{"a.bin", pattern(1000)}, {"c.bin", pattern(3000)}}});
     }
     add("cancel during the second download",
-        Batch{.script = {{"RETR a.bin", sent(1000)}, {"RETR b.bin", sent(qint64(1) << 40)}, {"RETR c.bin", sent(3000)}},
-              .run =
-                  [](const Engines &e) {
-                      return e.download.DownloadSelected(e.local, "a.bin?1000\r\nb.bin?100000000\r\nc.bin?3000");
-                  },
+        Batch{.script = {{"RETR a.bin", sent(1000)}, {"RETR b.bin", sent(qint64(1) << 40)}},
+              .download = "a.bin?1000\r\nb.bin?100000000\r\nc.bin?3000",
               .wire = {"TYPE I", "PASV", "RETR a.bin", "PASV", "RETR b.bin", "ABOR"},
               .messages = {ok("Downloading", "a.bin"), "red: Downloading file(s) is aborted by user."},
-              .files = {{"a.bin", pattern1000}, {"c.bin", "missing"}},
+              .files = {{"a.bin", pattern(1000)}, {"c.bin", "missing"}},
               .result = false,
               .cancelAt = "b.bin"});
     // The server reads nothing for a while: the upload stalls with the buffers full.
@@ -511,13 +503,8 @@ void FaultMatrixTest::batch_data()
         Batch{.script = Script{{"MKD up", "257 \"/up\" created"},
                                {"STOR up/b.bin", "150 go|wait 4000|receive|226 stored"}}
                         + stored,
-              .run =
-                  [](const Engines &e) {
-                      writeFile(e.local + "/up/a.txt", "first");
-                      writeFile(e.local + "/up/b.bin", ScriptedFtpServer::patternBytes(0, 32 << 20));
-                      writeFile(e.local + "/up/c.txt", "third");
-                      return e.upload.UploadSelected({e.local + "/up"});
-                  },
+              .upload = {"up"},
+              .before = {{"up/a.txt", "first"}, {"up/b.bin", pattern(32 << 20)}, {"up/c.txt", "third"}},
               .wire = {"MKD up", "TYPE I", "PASV", "STOR up/a.txt", "PASV", "STOR up/b.bin", "ABOR"},
               .messages = {ok("Uploading", "a.txt"), "red: Uploading file(s) is aborted by user."},
               .result = false,
@@ -532,22 +519,19 @@ void FaultMatrixTest::batch_data()
                          {"LIST /fine/deep", listed(unixLine("-rw-r--r--", 700, "g.txt"))},
                          {"RETR fine/f.txt", sent(500)},
                          {"RETR fine/deep/g.txt", sent(700)}},
-              .run =
-                  [](const Engines &e) {
-                      return e.download.DownloadSelected(e.local, QStringList{"/broken/", "/fine/"});
-                  },
+              .download = "/broken/\r\n/fine/",
               .wire = {"TYPE A", "PASV", "LIST /broken", "TYPE A", "PASV", "LIST /fine", "TYPE A", "PASV",
                        "LIST /fine/deep", "TYPE I", "PASV", "RETR fine/f.txt", "PASV", "RETR fine/deep/g.txt"},
               .messages = {ok("Downloading", "f.txt"), ok("Downloading", "g.txt")},
-              .files = {{"broken", "folder"}, {"fine/deep/g.txt", ScriptedFtpServer::patternBytes(0, 700)}}});
+              .files = {{"broken", "folder"}, {"fine/deep/g.txt", pattern(700)}}});
     // Skipped in a batch; fetched on its own (to open it), an empty file is made.
     add("zero-size file, active", Batch{.script = {{"RETR full.bin", sent(64)}},
                                         .run =
-                                            [](const Engines &e) {
-                                                return e.download.DownloadSelected(e.local,
+                                            [](Fixture &f) {
+                                                return f.download.DownloadSelected(f.local.path(),
                                                                                    "empty.txt?0\r\nfull.bin?64\r\n")
-                                                       && !QFileInfo::exists(e.local + "/empty.txt")
-                                                       && e.download.DownloadFile("empty.txt", 0).succeeded();
+                                                       && !QFileInfo::exists(f.local.filePath("empty.txt"))
+                                                       && f.download.DownloadFile("empty.txt", 0).succeeded();
                                             },
                                         .wire = {"TYPE I", "PORT", "RETR full.bin"},
                                         .messages = {"magenta: Downloading 'empty.txt' is aborted since it has 0 size.",
@@ -556,30 +540,25 @@ void FaultMatrixTest::batch_data()
                                         .passive = false});
     add("existing local files replaced, even on failure",
         Batch{.script = {{"RETR old.bin", "550 No such file"}, {"RETR new.bin", sent(10)}},
-              .run =
-                  [](const Engines &e) {
-                      writeFile(e.local + "/old.bin", "previous contents that are longer");
-                      writeFile(e.local + "/new.bin", "previous contents that are longer than the download");
-                      return e.download.DownloadSelected(e.local, "old.bin?33\r\nnew.bin?10");
-                  },
+              .download = "old.bin?33\r\nnew.bin?10",
+              .before = {{"old.bin", "previous contents that are longer"},
+                         {"new.bin", "previous contents that are longer than the download"}},
               .wire = {"TYPE I", "PASV", "RETR old.bin", "PASV", "RETR new.bin"},
               .messages = {failed("Downloading", "old.bin"), ok("Downloading", "new.bin")},
-              .files = {{"old.bin", "missing"}, {"new.bin", ScriptedFtpServer::patternBytes(0, 10)}}});
+              .files = {{"old.bin", "missing"}, {"new.bin", pattern(10)}}});
     // MKD per folder level by level before any file, a failing MKD ignored,
     // dot-folders neither made nor walked, dot-files and zero-size files as such.
     add("upload walk order",
         Batch{.script = Script{{"MKD up", "550 exists"}, {"MKD *", "257 created"}} + stored,
-              .run =
-                  [](const Engines &e) {
-                      const QString base = e.local + "/up";
-                      for (const char *name :
-                           {"/top.txt", "/.profile", "/one/two/deep.txt", "/one/mid.txt", "/.git/config"})
-                          writeFile(base + name, name);
-                      writeFile(base + "/empty.txt", "");
-                      QDir().mkpath(base + "/one/.cache");
-                      writeFile(e.local + "/single.txt", "single");
-                      return e.upload.UploadSelected({e.local + "/single.txt", base + "/"});
-                  },
+              .upload = {"single.txt", "up/"},
+              .before = {{"single.txt", "single"},
+                         {"up/top.txt", "t"},
+                         {"up/.profile", "p"},
+                         {"up/one/two/deep.txt", "d"},
+                         {"up/one/mid.txt", "m"},
+                         {"up/.git/config", "c"},
+                         {"up/empty.txt", ""},
+                         {"up/one/.cache", "folder"}},
               .wire = {"MKD up", "MKD up/one", "MKD up/one/two", "TYPE I", "PASV", "STOR single.txt", "PASV",
                        "STOR up/.profile", "PASV", "STOR up/top.txt", "PASV", "STOR up/one/mid.txt", "PASV",
                        "STOR up/one/two/deep.txt"},
@@ -591,11 +570,8 @@ void FaultMatrixTest::batch_data()
     // The data connection of a STOR dropped before the file is through: the file
     // is failed, but the batch runs to its end, so the refresh still follows.
     add("short upload", Batch{.script = {{"STOR big.bin", "150 go|open|reset|426 Connection closed"}},
-                              .run =
-                                  [](const Engines &e) {
-                                      writeFile(e.local + "/big.bin", ScriptedFtpServer::patternBytes(0, 8 << 20));
-                                      return e.upload.UploadSelected({e.local + "/big.bin"});
-                                  },
+                              .upload = {"big.bin"},
+                              .before = {{"big.bin", pattern(8 << 20)}},
                               .wire = {"TYPE I", "PASV", "STOR big.bin"},
                               .messages = {failed("Uploading", "big.bin")},
                               .refreshes = 1});
@@ -605,15 +581,12 @@ void FaultMatrixTest::batch_data()
         Batch{.script = {{"LIST /home/me/sub", listed(unixLine("-rw-r--r--", 40, "in sub.txt"))},
                          {"RETR top.txt", sent(5)},
                          {"RETR sub/in sub.txt", sent(40)}},
-              .run =
-                  [](const Engines &e) {
-                      return e.download.DownloadSelected(e.local + "/", "/home/me/sub/\r\n/home/me/top.txt?5\r\n");
-                  },
+              .download = "/home/me/sub/\r\n/home/me/top.txt?5\r\n",
+              .into = "/",
               .wire = {"TYPE A", "PASV", "LIST /home/me/sub", "TYPE I", "PASV", "RETR top.txt", "PASV",
                        "RETR sub/in sub.txt"},
               .messages = {ok("Downloading", "top.txt"), ok("Downloading", "in sub.txt")},
-              .files = {{"top.txt", ScriptedFtpServer::patternBytes(0, 5)},
-                        {"sub/in sub.txt", ScriptedFtpServer::patternBytes(0, 40)}},
+              .files = {{"top.txt", pattern(5)}, {"sub/in sub.txt", pattern(40)}},
               .home = "/home/me"});
     // "here -> ." and "up -> .." lead back into folders this walk has already
     // taken: each link is resolved once, neither folder is listed again.
@@ -621,28 +594,23 @@ void FaultMatrixTest::batch_data()
         Batch{
             .script = {{"LIST /top", listed(unixLine("lrwxrwxrwx", 1, "here -> .") + unixLine("drwxr-xr-x", 4096, "sub")
                                             + unixLine("-rw-r--r--", 3, "t.txt"))},
-                       {"CWD /top/here", "250 ok"},
-                       {"CWD /", "250 ok"},
+                       {"CWD *", "250 ok"},
                        {"LIST /top/sub",
                         listed(unixLine("lrwxrwxrwx", 2, "up -> ..") + unixLine("-rw-r--r--", 4, "s.txt"))},
-                       {"CWD /top/sub/up", "250 ok"},
                        {"RETR top/t.txt", sent(3)},
                        {"RETR top/sub/s.txt", sent(4)}},
-            .run = [](const Engines &e) { return e.download.DownloadSelected(e.local, "/top/"); },
+            .download = "/top/",
             .wire = {"TYPE A", "PASV", "LIST /top", "CWD /top/here", "CWD /", "TYPE A", "PASV", "LIST /top/sub",
                      "CWD /top/sub/up", "CWD /", "TYPE I", "PASV", "RETR top/t.txt", "PASV", "RETR top/sub/s.txt"},
             .messages = {ok("Downloading", "t.txt"), ok("Downloading", "s.txt")},
-            .files = {{"top/sub/s.txt", ScriptedFtpServer::patternBytes(0, 4)}}});
+            .files = {{"top/sub/s.txt", pattern(4)}}});
     // A file and a folder whose paths climb out of the local folder: neither is
     // fetched nor made there; the file is reported failed.
     add("names that climb out", Batch{.script = {{"LIST /top", listed(unixLine("-rw-r--r--", 5, "x/../../../escape.txt")
                                                                       + unixLine("-rw-r--r--", 6, "fine.txt"))},
                                                  {"RETR top/fine.txt", sent(6)}},
-                                      .run =
-                                          [](const Engines &e) {
-                                              return e.download.DownloadSelected(e.local + "/target",
-                                                                                 "/top/\r\n/x/../../out/");
-                                          },
+                                      .download = "/top/\r\n/x/../../out/",
+                                      .into = "/target",
                                       .wire = {"TYPE A", "PASV", "LIST /top", "TYPE I", "PASV", "RETR top/fine.txt"},
                                       .messages = {failed("Downloading", "escape.txt"), ok("Downloading", "fine.txt")},
                                       .files = {{"escape.txt", "missing"}, {"out", "no folder"}}});
@@ -650,16 +618,16 @@ void FaultMatrixTest::batch_data()
     // nothing but "Done": no transfer, no per-file message, no refresh.
     for (const bool uploading : {false, true}) {
         for (const bool rootExists : {true, false}) {
-            const Run run = [uploading, rootExists](const Engines &e) {
-                const QString root = rootExists ? e.local : e.local + "/missing";
-                writeFile(e.local + "/a.txt", "0123456789");
-                return uploading ? e.upload.UploadFiles(root, {{root + "/a.txt", 10}, {root + "/b.txt", 20}})
-                                 : e.download.DownloadFiles(root, {{"a.txt", 10}});
+            const Run run = [uploading, rootExists](Fixture &f) {
+                const QString root = f.local.filePath(rootExists ? "" : "missing");
+                return uploading ? f.upload.UploadFiles(root, {{root + "/a.txt", 10}, {root + "/b.txt", 20}})
+                                 : f.download.DownloadFiles(root, {{"a.txt", 10}});
             };
             const QString name = QString(uploading ? "upload, " : "download, ")
                                  + (rootExists ? "TYPE I refused" : "no local folder");
             QTest::newRow(qPrintable(name)) << Batch{.script = {{"TYPE I", "500 no binary today"}},
                                                      .run = run,
+                                                     .before = {{"a.txt", "0123456789"}},
                                                      .wire = rootExists ? QStringList{"TYPE I"} : QStringList{},
                                                      .files = {{"a.txt", "0123456789"}},
                                                      .result = false,
@@ -688,8 +656,17 @@ void FaultMatrixTest::batch()
             f.session.CancelTransfer();
     });
     secondPoller.start(1);
-
-    QCOMPARE(batch.run({f.download, f.upload, f.local.path()}), batch.result);
+    for (auto it = batch.before.cbegin(); it != batch.before.cend(); ++it)
+        QVERIFY(it.value() == "folder" ? QDir().mkpath(f.local.filePath(it.key()))
+                                       : writeFile(f.local.filePath(it.key()), it.value()));
+    QStringList uploads;
+    for (const QString &path : batch.upload)
+        uploads << f.local.filePath(path);
+    const bool result = batch.run ? batch.run(f)
+                        : batch.download.isEmpty()
+                            ? f.upload.UploadSelected(uploads)
+                            : f.download.DownloadSelected(f.local.path() + batch.into, batch.download);
+    QCOMPARE(result, batch.result);
     QCOMPARE(f.commandsAfterLogOn(), batch.wire);
     QCOMPARE(fileMessages(f.ui), batch.messages);
     if (!batch.firstStatus.isEmpty()) { // "Downloading 3 files..." with the dialog's caption "Downloading..."
