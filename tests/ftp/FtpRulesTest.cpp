@@ -28,6 +28,7 @@ const QMap<QString, std::function<QString(const QString &, int)>> kRules{
     {"normalize", [](const QString &path, int) { return NormalizeRemotePath(path); }},
     {"strip /", [](const QString &path, int) { return StripTrailingSlash(path); }},
     {"add /", [](const QString &path, int) { return WithTrailingSlash(path); }},
+    {"write failed", [](const QString &name, int) { return DownloadWriteFailedText(name).section(u'\n', 0, 1); }},
 };
 
 const QString kLatin1Line = QString::fromLatin1("-rw-r--r-- 1 a a 1 Jan 1 2020 caf\xe9.txt\r\n");
@@ -85,9 +86,12 @@ void FtpRulesTest::text_data()
     QTest::newRow("normalize: dots inside names kept") << "normalize" << "/a/.hidden/..x/.../" << 0 << "/a/.hidden/..x/.../";
     QTest::newRow("strip: the root stays") << "strip /" << "/" << 0 << "/";
     QTest::newRow("strip: only one slash goes") << "strip /" << "/pub//" << 0 << "/pub/";
+    QTest::newRow("strip: no slash") << "strip /" << "/pub" << 0 << "/pub";
     QTest::newRow("add: a slash added") << "add /" << "/pub" << 0 << "/pub/";
     QTest::newRow("add: empty") << "add /" << "" << 0 << "/";
     QTest::newRow("add: one more never") << "add /" << "/pub//" << 0 << "/pub//";
+    // Shown when a downloaded block cannot be written; no scripted disk reaches it on demand.
+    QTest::newRow("write failed") << "write failed" << "a.bin" << 0 << "Downloading 'a.bin' is failed.\r\nThe server response is too fast to syncronize WinSock control.\r";
     // clang-format on
 }
 
