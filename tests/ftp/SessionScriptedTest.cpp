@@ -317,22 +317,20 @@ void SessionScriptedTest::logOn()
 // later command: logged, but it neither completes nor fails that command.
 void SessionScriptedTest::lateReplyBelongsToItsCommand_data()
 {
-    QTest::addColumn<QByteArray>("first");
-    QTest::addColumn<QByteArray>("next"); // RETR or STOR
+    QTest::addColumn<QByteArray>("first"); // the download, then a download or (held until STOR) an upload
     const QByteArray sent = "150 sending (300000 bytes)|data 300000|close|hold ";
-    QTest::newRow("226 held until PASV") << sent + "PASV|226 first done" << QByteArray("RETR");
-    QTest::newRow("226 held until RETR") << sent + "RETR|226 first done" << QByteArray("RETR");
-    QTest::newRow("226 held until STOR") << sent + "STOR|226 first done" << QByteArray("STOR");
-    QTest::newRow("cancelled, ABOR's 226 held until STOR")
-        << QByteArray("150 sending|data 4294967296") << QByteArray("STOR");
+    QTest::newRow("226 held until PASV") << sent + "PASV|226 first done";
+    QTest::newRow("226 held until RETR") << sent + "RETR|226 first done";
+    QTest::newRow("226 held until STOR") << sent + "STOR|226 first done";
+    QTest::newRow("cancelled, ABOR's 226 held until STOR") << QByteArray("150 sending|data 4294967296");
 }
 
 void SessionScriptedTest::lateReplyBelongsToItsCommand()
 {
     QFETCH(QByteArray, first);
-    QFETCH(QByteArray, next);
     const qint64 size = 300000;
     const bool cancel = !first.contains("hold");
+    const bool storeNext = cancel || first.contains("hold STOR");
     QTemporaryDir local;
     const QByteArray upload = ScriptedFtpServer::patternBytes(7, 100000);
     QVERIFY(writeFile(local.filePath("up.bin"), upload));
@@ -363,7 +361,7 @@ void SessionScriptedTest::lateReplyBelongsToItsCommand()
         QCOMPARE(readFile(local.filePath("first.bin")), ScriptedFtpServer::patternBytes(0, size));
         QCOMPARE(s.ui.progress.last().maximum, double(size)); // the size the 150 announced
     }
-    if (next == "STOR") {
+    if (storeNext) {
         // Known fault: the ABOR's wait ends on its 426, and its 226 is then taken for the STOR's.
         QEXPECT_FAIL("cancelled, ABOR's 226 held until STOR", "the late 226 of an ABOR ends the next STOR", Abort);
         QVERIFY(s.session.StoreFile(local.filePath("up.bin"), "up.bin", upload.size()).succeeded());
