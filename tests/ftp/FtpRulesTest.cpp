@@ -52,10 +52,13 @@ void FtpRulesTest::text_data()
     QTest::addColumn<int>("number");
     QTest::addColumn<QString>("expected");
     // clang-format off
-    QTest::newRow("227 of vsftpd") << "227" << "227 Entering Passive Mode (192,168,1,2,19,137).\r\n" << 0 << "192.168.1.2:5001";
-    QTest::newRow("227 of pure-ftpd, no final dot") << "227" << "227 Entering Passive Mode (127,0,0,1,200,10)\r\n" << 0 << "127.0.0.1:51210";
+    QTest::newRow("227 of vsftpd") << "227" << "227 Entering Passive Mode (192,168,1,2,19,137).\r\n" << 0
+        << "192.168.1.2:5001";
+    QTest::newRow("227 of pure-ftpd, no final dot") << "227" << "227 Entering Passive Mode (127,0,0,1,200,10)\r\n"
+        << 0 << "127.0.0.1:51210";
     QTest::newRow("227 with blanks") << "227" << "227 ok ( 127, 0, 0, 1, 4, 1 )\r\n" << 0 << "127.0.0.1:1025";
-    QTest::newRow("227 without parentheses") << "227" << "227 Entering Passive Mode 127,0,0,1,4,1\r\n" << 0 << "unreadable";
+    QTest::newRow("227 without parentheses") << "227" << "227 Entering Passive Mode 127,0,0,1,4,1\r\n" << 0
+        << "unreadable";
     QTest::newRow("227 reversed parentheses") << "227" << "227 )127,0,0,1,4,1(\r\n" << 0 << "unreadable";
     QTest::newRow("227 five numbers") << "227" << "227 (127,0,0,1,4)\r\n" << 0 << "unreadable";
     QTest::newRow("227 seven numbers") << "227" << "227 (127,0,0,1,4,1,1)\r\n" << 0 << "unreadable";
@@ -64,7 +67,8 @@ void FtpRulesTest::text_data()
     QTest::newRow("227 letters") << "227" << "227 (a,b,c,d,e,f)\r\n" << 0 << "unreadable";
     QTest::newRow("150: last parentheses") << "150 size" << "150 file (x) (12 bytes)\r\n" << 0 << "12";
     QTest::newRow("150: over 4 GiB") << "150 size" << "150 (6442450944 bytes)\r\n" << 0 << "6442450944";
-    QTest::newRow("125 of pyftpdlib: no size") << "150 size" << "125 Data connection already open. Transfer starting.\r\n" << 0 << "-1";
+    QTest::newRow("125 of pyftpdlib: no size") << "150 size"
+        << "125 Data connection already open. Transfer starting.\r\n" << 0 << "-1";
     QTest::newRow("150: not a number") << "150 size" << "150 Opening (some file)\r\n" << 0 << "-1";
     QTest::newRow("mask: eleven chars") << "mask" << "PASS secret" << 0 << "PASS ******";
     QTest::newRow("mask: shorter than five") << "mask" << "PASS" << 0 << "PASS ";
@@ -80,10 +84,12 @@ void FtpRulesTest::text_data()
     QTest::newRow("normalize: dot-dot skips emptied pieces") << "normalize" << "/a/b/./../c/" << 0 << "/a/c/";
     QTest::newRow("normalize: two dot-dots") << "normalize" << "/a/b/c/../../d/" << 0 << "/a/d/";
     QTest::newRow("normalize: dot-dots past the root") << "normalize" << "/a/./b/../../.." << 0 << "/";
-    QTest::newRow("normalize: absolute link behind a folder") << "normalize" << "/home/me//var/ftp/" << 0 << "/var/ftp/";
+    QTest::newRow("normalize: absolute link behind a folder") << "normalize" << "/home/me//var/ftp/" << 0
+        << "/var/ftp/";
     QTest::newRow("normalize: the last double slash wins") << "normalize" << "/a//b//c/" << 0 << "/c/";
     QTest::newRow("normalize: trailing double slash") << "normalize" << "/a/b//" << 0 << "/";
-    QTest::newRow("normalize: dots inside names kept") << "normalize" << "/a/.hidden/..x/.../" << 0 << "/a/.hidden/..x/.../";
+    QTest::newRow("normalize: dots inside names kept") << "normalize" << "/a/.hidden/..x/.../" << 0
+        << "/a/.hidden/..x/.../";
     QTest::newRow("strip: the root stays") << "strip /" << "/" << 0 << "/";
     QTest::newRow("strip: only one slash goes") << "strip /" << "/pub//" << 0 << "/pub/";
     QTest::newRow("strip: no slash") << "strip /" << "/pub" << 0 << "/pub";
@@ -91,7 +97,8 @@ void FtpRulesTest::text_data()
     QTest::newRow("add: empty") << "add /" << "" << 0 << "/";
     QTest::newRow("add: one more never") << "add /" << "/pub//" << 0 << "/pub//";
     // Shown when a downloaded block cannot be written; no scripted disk reaches it on demand.
-    QTest::newRow("write failed") << "write failed" << "a.bin" << 0 << "Downloading 'a.bin' is failed.\r\nThe server response is too fast to syncronize WinSock control.\r";
+    QTest::newRow("write failed") << "write failed" << "a.bin" << 0
+        << "Downloading 'a.bin' is failed.\r\nThe server response is too fast to syncronize WinSock control.\r";
     // clang-format on
 }
 
@@ -123,9 +130,12 @@ void FtpRulesTest::wireEncoding_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<QByteArray>("bytes");
     // clang-format off
-    QTest::newRow("name that came as Latin-1") << QString::fromLatin1("RETR caf\xe9.txt") << QByteArray("RETR caf\xe9.txt");
-    QTest::newRow("same letters never seen as Latin-1") << QString::fromLatin1("RETR d\xe9j\xe0.txt") << QByteArray("RETR d\xc3\xa9j\xc3\xa0.txt");
-    QTest::newRow("beyond Latin-1") << QString::fromUtf8("RETR \xe2\x82\xac.txt") << QByteArray("RETR \xe2\x82\xac.txt");
+    QTest::newRow("name that came as Latin-1") << QString::fromLatin1("RETR caf\xe9.txt")
+        << QByteArray("RETR caf\xe9.txt");
+    QTest::newRow("same letters never seen as Latin-1") << QString::fromLatin1("RETR d\xe9j\xe0.txt")
+        << QByteArray("RETR d\xc3\xa9j\xc3\xa0.txt");
+    QTest::newRow("beyond Latin-1") << QString::fromUtf8("RETR \xe2\x82\xac.txt")
+        << QByteArray("RETR \xe2\x82\xac.txt");
     // clang-format on
 }
 

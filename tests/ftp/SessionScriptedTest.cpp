@@ -148,30 +148,41 @@ void SessionScriptedTest::exchange_data()
     const Script stored{{"STOR up.bin", "150 go ahead|receive|226 stored"}};
     const QStringList none;
     // clang-format off
-    QTest::newRow("split reply, dispatched once") << "NOOP" << noop("raw 2|wait 30|raw 00 al|wait 30|raw l is|wait 30|raw  well\r|wait 30|raw \n")
+    QTest::newRow("split reply, dispatched once") << "NOOP"
+        << noop("raw 2|wait 30|raw 00 al|wait 30|raw l is|wait 30|raw  well\r|wait 30|raw \n")
         << -1 << true << QStringList{"200 all is well"} << none;
     QTest::newRow("three replies in one arrival") << "NOOP" << noop("214-help\r\n214 end of help\r\n200 and done\r\n")
         << -1 << true << QStringList{"214-help", "214 end of help", "200 and done"} << none;
     // A bare LF ends a line as well; CR is kept as the server sent it.
-    QTest::newRow("bare LF, line cut inside") << "NOOP" << noop("raw 200-first\r\n200 sec|wait 30|raw ond\r\n211 extra\n")
+    QTest::newRow("bare LF, line cut inside") << "NOOP"
+        << noop("raw 200-first\r\n200 sec|wait 30|raw ond\r\n211 extra\n")
         << -1 << true << QStringList{"200-first", "200 second", "211 extra"} << none;
     for (const char *reply : {"332 need account", "421 service closing", "550 no such file"})
         QTest::newRow(reply) << "NOOP" << noop(reply) << -1 << false << none << QStringList{reply};
-    QTest::newRow("211 waits: asked, yes, then no") << "NOOP" << noop("211 status follows") << 1 << false << QStringList{"211 status follows"} << none;
-    QTest::newRow("213 waits: asked, no") << "NOOP" << noop("213 status follows") << 0 << false << QStringList{"213 status follows"} << none;
-    QTest::newRow("control dropped") << "NOOP" << noop("drop") << -1 << false << none << QStringList{"The server closed the connection."};
-    QTest::newRow("1 MiB without a line end") << "NOOP" << noop("flood 1048576") << -1 << false << none << QStringList{"*without a line end*"};
+    QTest::newRow("211 waits: asked, yes, then no") << "NOOP" << noop("211 status follows") << 1 << false
+        << QStringList{"211 status follows"} << none;
+    QTest::newRow("213 waits: asked, no") << "NOOP" << noop("213 status follows") << 0 << false
+        << QStringList{"213 status follows"} << none;
+    QTest::newRow("control dropped") << "NOOP" << noop("drop") << -1 << false << none
+        << QStringList{"The server closed the connection."};
+    QTest::newRow("1 MiB without a line end") << "NOOP" << noop("flood 1048576") << -1 << false << none
+        << QStringList{"*without a line end*"};
     for (const QString mode : {"", " active"}) {
-        QTest::newRow(qPrintable("LIST: 226 before close" + mode)) << "LIST" + mode << Script{{"LIST", list + "226 done|wait 100|close"}} << -1 << true << none << none;
-        QTest::newRow(qPrintable("LIST: 226 after close" + mode)) << "LIST" + mode << Script{{"LIST", list + "close|wait 100|226 done"}} << -1 << true << none << none;
-        QTest::newRow(qPrintable("LIST: close long before 226" + mode)) << "LIST" + mode << Script{{"LIST", list + "close|wait 600|226 done"}} << -1 << true << none << none;
+        QTest::newRow(qPrintable("LIST: 226 before close" + mode)) << "LIST" + mode
+            << Script{{"LIST", list + "226 done|wait 100|close"}} << -1 << true << none << none;
+        QTest::newRow(qPrintable("LIST: 226 after close" + mode)) << "LIST" + mode
+            << Script{{"LIST", list + "close|wait 100|226 done"}} << -1 << true << none << none;
+        QTest::newRow(qPrintable("LIST: close long before 226" + mode)) << "LIST" + mode
+            << Script{{"LIST", list + "close|wait 600|226 done"}} << -1 << true << none << none;
     }
     // The 227 names a port nobody listens on: the socket's error fails the
     // listing; the listing's own late 425 does not fail the next command.
-    QTest::newRow("LIST: data connection refused") << "LIST" << Script{{"PASV", "227 Entering Passive Mode (127,0,0,1,0,1)"}, {"LIST", "wait 300|425 no data connection"}}
+    QTest::newRow("LIST: data connection refused") << "LIST"
+        << Script{{"PASV", "227 Entering Passive Mode (127,0,0,1,0,1)"}, {"LIST", "wait 300|425 no data connection"}}
         << -1 << false << none << QStringList{"10061 : *", "425 no data connection"};
     // The 150 may come before the server's data connection has been accepted.
-    QTest::newRow("STOR active, accepted after the 150") << "STOR " + QString::number(2 * FtpSession::kUploadBlockSize + 4464) + " active"
+    QTest::newRow("STOR active, accepted after the 150")
+        << "STOR " + QString::number(2 * FtpSession::kUploadBlockSize + 4464) + " active"
         << Script{{"STOR up.bin", "150 go ahead|wait 200|open|receive|226 stored"}} << -1 << true << none << none;
     QTest::newRow("STOR of a missing file") << "STOR -1" << stored << -1 << false << none << none;
     QTest::newRow("STOR of a file shorter than its size") << "STOR 999" << stored << -1 << false << none << none;
@@ -264,11 +275,13 @@ void SessionScriptedTest::logOn_data()
     QTest::newRow("USER answered 230, PASS all the same") << QString()
         << answers("230 no password needed", "230 ok", home) << plain << QString() << QStringList() << "/home/me/";
     QTest::newRow("initial folder, its slash dropped") << "/pub/"
-        << answers("331 pw", "230 ok", "257 \"/pub\"", "250 ok") << QByteArrayList{"USER me", "PASS pw", "SYST", "CWD /pub", "PWD"}
+        << answers("331 pw", "230 ok", "257 \"/pub\"", "250 ok")
+        << QByteArrayList{"USER me", "PASS pw", "SYST", "CWD /pub", "PWD"}
         << QString() << QStringList() << "/pub/";
     // A bad initial folder leaves the server's default one and the log-on goes on.
     QTest::newRow("initial folder failing") << "/gone"
-        << answers("331 pw", "230 ok", home, "550 no such folder") << QByteArrayList{"USER me", "PASS pw", "SYST", "CWD /gone", "PWD"}
+        << answers("331 pw", "230 ok", home, "550 no such folder")
+        << QByteArrayList{"USER me", "PASS pw", "SYST", "CWD /gone", "PWD"}
         << QString() << QStringList() << "/home/me/";
     // "Yes" to the retry disconnects and opens the connect dialog again.
     QTest::newRow("PWD failing: retry asked") << QString()

@@ -94,7 +94,8 @@ void FolderRetrievalTest::getList_data()
         << "/pub/" << true << kPlainListing << Script{} << QStringList{"TYPE A", "PASV", "LIST /pub"}
         << plainStatus << true << "/pub/readme.txt|1,234; /pub/sub dir/|";
     QTest::newRow("active, a blank: in, LIST, back")
-        << "/a b/" << false << kPlainListing << Script{} << QStringList{"TYPE A", "PORT", "CWD /a b", "LIST", "CWD /home/me"}
+        << "/a b/" << false << kPlainListing << Script{}
+        << QStringList{"TYPE A", "PORT", "CWD /a b", "LIST", "CWD /home/me"}
         << plainStatus << true << "/a b/readme.txt|1,234; /a b/sub dir/|";
     QTest::newRow("links: one CWD each, one back; a folder's size goes")
         << "/data" << true << kLinkListing << Script{noteIsFile} << linkWire << linkStatus << true << linkEntries;

@@ -60,19 +60,26 @@ void ProgressTickTest::text_data()
     QTest::newRow("grouped: one decimal") << "grouped" << "1234.56" << 1 << "1,234.6";
     QTest::newRow("grouped: one decimal, small") << "grouped" << "0.04" << 1 << "0.0";
     QTest::newRow("shorten: fits") << "shorten" << "/home/me/file.txt" << 40 << "/home/me/file.txt";
-    QTest::newRow("shorten: in the middle") << "shorten" << "/home/me/projects/deep/nested/file.txt" << 30 << "/home/me/.../nested/file.txt";
-    QTest::newRow("shorten: first and last only") << "shorten" << "/home/aaaaaaaaaa/bbbbbbbbbb/file.txt" << 20 << "/home/.../file.txt";
-    QTest::newRow("shorten: too long even so") << "shorten" << "/verylongfirst/middle/verylongname.txt" << 10 << "/verylongfirst/.../verylongname.txt";
-    QTest::newRow("shorten: one component is not cut") << "shorten" << "averyveryverylongfilename.txt" << 10 << "averyveryverylongfilename.txt";
-    QTest::newRow("shorten: backslashes are boundaries") << "shorten" << "c:\\users\\me\\documents\\work\\a.txt" << 22 << "c:\\users\\me\\...\\a.txt";
+    QTest::newRow("shorten: in the middle") << "shorten" << "/home/me/projects/deep/nested/file.txt" << 30
+        << "/home/me/.../nested/file.txt";
+    QTest::newRow("shorten: first and last only") << "shorten" << "/home/aaaaaaaaaa/bbbbbbbbbb/file.txt" << 20
+        << "/home/.../file.txt";
+    QTest::newRow("shorten: too long even so") << "shorten" << "/verylongfirst/middle/verylongname.txt" << 10
+        << "/verylongfirst/.../verylongname.txt";
+    QTest::newRow("shorten: one component is not cut") << "shorten" << "averyveryverylongfilename.txt" << 10
+        << "averyveryverylongfilename.txt";
+    QTest::newRow("shorten: backslashes are boundaries") << "shorten" << "c:\\users\\me\\documents\\work\\a.txt"
+        << 22 << "c:\\users\\me\\...\\a.txt";
     QTest::newRow("shorten: names of dots, empty last name") << "shorten" << "....\\...\\\\" << 8 << "....\\...\\";
-    QTest::newRow("lines: grouped sizes") << "lines" << "a/b.txt?1,234\nc.bin?1,048,576" << 0 << "a/b.txt|1234;c.bin|1048576";
+    QTest::newRow("lines: grouped sizes") << "lines" << "a/b.txt?1,234\nc.bin?1,048,576" << 0
+        << "a/b.txt|1234;c.bin|1048576";
     QTest::newRow("lines: empty lines skipped") << "lines" << "\nx?0\n\ny?42" << 0 << "x|0;y|42";
     QTest::newRow("lines: a size that is no number counts 0") << "lines" << "odd?<DIR>\nf?" << 0 << "odd|0;f|0";
     QTest::newRow("lines: only the first ? splits") << "lines" << "what?.txt?7" << 0 << "what|0";
     QTest::newRow("lines: blanks in names") << "lines" << "my folder/a b.txt?10" << 0 << "my folder/a b.txt|10";
     // Found by fuzzing: a 36-digit size overflowed the conversion to 64 bits.
-    QTest::newRow("lines: a size past 64 bits is held") << "lines" << "c3?466666666666666666666666666666666666" << 0 << "c3|9000000000000000000";
+    QTest::newRow("lines: a size past 64 bits is held") << "lines" << "c3?466666666666666666666666666666666666"
+        << 0 << "c3|9000000000000000000";
     // clang-format on
 }
 
@@ -99,7 +106,8 @@ void ProgressTickTest::tick_data()
     QTest::newRow("a quarter, 1 KiB per second") << QList<double>{2048, 4096, 1024, 4096, 1}
         << "25 % Downloading...|2/4 KBytes|1.0 KBytes/second  00:00:01 elasped  00:00:03 remaining";
     QTest::newRow("large amounts grouped") << QList<double>{1572864000, 3145728001, 1572864000, 3145728001, 10}
-        << "50 % Downloading...|1,536,000/3,072,000 KBytes|153,600.0 KBytes/second  00:00:10 elasped  00:00:10 remaining";
+        << "50 % Downloading...|1,536,000/3,072,000 KBytes|"
+           "153,600.0 KBytes/second  00:00:10 elasped  00:00:10 remaining";
     // clang-format on
 }
 
