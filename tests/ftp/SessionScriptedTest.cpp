@@ -8,31 +8,25 @@
 #include "fixtures/ScriptedSession.h"
 #include "fixtures/TestFiles.h"
 #include "ftp/FtpSession.h"
-#include "korvan/FtpSettings.h"
+#include "ftp/ReplyRules.h"
 
 #include <QRegularExpression>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
+#include <QTemporaryFile>
 #include <QTest>
 #include <QTimer>
-
-#include <functional>
 
 using namespace korvan;
 using namespace korvan::test;
 
-using ServerScript = std::function<void(ScriptedFtpServer &)>;
-using StepScript = std::function<void(ScriptedFtpServer::Step &)>;
 Q_DECLARE_METATYPE(korvan::ReplyState)
 Q_DECLARE_METATYPE(korvan::LogColour)
-Q_DECLARE_METATYPE(ServerScript)
-Q_DECLARE_METATYPE(StepScript)
 
 namespace {
 
-const QByteArray kListing = "drwxr-xr-x 2 ftp ftp 4096 Jan 15 10:20 pub\r\n"
-                            "-rw-r--r-- 1 ftp ftp 1234 Jan 15 10:21 readme.txt\r\n";
+const QByteArray kListingLine = "drwxr-xr-x 2 ftp ftp 4096 Jan 15 10:20 pub\r\n";
 
 // The log lines of one colour from entry `from` on.
 QStringList linesSince(const HeadlessUi &ui, qsizetype from, LogColour colour)
@@ -50,61 +44,19 @@ QStringList linesSince(const HeadlessUi &ui, qsizetype from, LogColour colour)
 class SessionScriptedTest : public QObject {
     Q_OBJECT
 private slots:
-    void init();
-    void cleanup();
-
     void replyLine_data();
     void replyLine();
-    void commandReply_data();
-    void commandReply();
+    void exchange_data();
+    void exchange();
     void logOn_data();
     void logOn();
-    void listingEnd_data();
-    void listingEnd();
-    void lateTransferReplyBelongsToItsTransfer_data();
-    void lateTransferReplyBelongsToItsTransfer();
-    void abortDuringDownload();
+    void lateReplyBelongsToItsCommand_data();
+    void lateReplyBelongsToItsCommand();
     void interruptedWait_data();
     void interruptedWait();
-    void activeUploadStartsWhenAccepted();
-    void uploadOfMissingOrShortFile_data();
-    void uploadOfMissingOrShortFile();
-    void dataConnectionRefused();
     void withoutConnection();
-    void peerCloseAfterBufferedData_data();
     void peerCloseAfterBufferedData();
-
-private:
-    bool scriptedLogOn(bool passive = true);
-
-    std::unique_ptr<ScriptedFtpServer> server;
-    std::unique_ptr<HeadlessUi> ui;
-    FtpSettings settings; // the session's
-    std::unique_ptr<FtpSession> session;
 };
-
-void SessionScriptedTest::init()
-{
-    server = std::make_unique<ScriptedFtpServer>();
-    ui = std::make_unique<HeadlessUi>();
-    session = std::make_unique<FtpSession>(*ui, settings);
-    settings = settingsFor(*server);
-}
-
-void SessionScriptedTest::cleanup()
-{
-    reportIfFailed(*ui, *server);
-    session.reset();
-    ui.reset();
-    server.reset();
-}
-
-bool SessionScriptedTest::scriptedLogOn(bool passive)
-{
-    settings.bPassive = passive;
-    scriptLogOn(*server);
-    return session->LogOn();
-}
 
 // Which reply, after which command, moves the reply state, the folder and the log.
 void SessionScriptedTest::replyLine_data()
@@ -180,84 +132,124 @@ void SessionScriptedTest::replyLine()
 }
 
 // One command, the server's answer, and what the user is left with: the result,
-// the lines logged black and red, the time-out questions.
-void SessionScriptedTest::commandReply_data()
+// the lines logged black (of NOOP) and red, the time-out questions; after a
+// listing or an upload, the next command is answered in step.
+void SessionScriptedTest::exchange_data()
 {
-    QTest::addColumn<StepScript>("answer");
+    QTest::addColumn<QString>("call"); // NOOP, LIST, or STOR of n bytes (-1: no file); "active" at the end
+    QTest::addColumn<Script>("script");
     QTest::addColumn<int>("yesAnswers"); // -1: no time-out question expected
     QTest::addColumn<bool>("ok");
     QTest::addColumn<QStringList>("black");
-    QTest::addColumn<QStringList>("red");
-    QTest::addColumn<QString>("lastReply");
-    const auto chunks = [](QByteArrayList parts) {
-        return StepScript([parts](ScriptedFtpServer::Step &step) { step.replyInChunks(parts, 30); });
-    };
-    QTest::newRow("split reply, dispatched once")
-        << chunks({"2", "00 al", "l is", " well\r", "\n"}) << -1 << true << QStringList{"200 all is well"}
-        << QStringList() << "200 all is well\r\n";
-    QTest::newRow("three replies in one arrival")
-        << chunks({"214-help\r\n214 end of help\r\n200 and done\r\n"}) << -1 << true
-        << QStringList{"214-help", "214 end of help", "200 and done"} << QStringList() << "200 and done\r\n";
+    QTest::addColumn<QStringList>("red"); // wildcards
+    const auto noop = [](const QByteArray &answer) { return Script{{"NOOP", answer}}; };
+    const QByteArray list = "150 listing|data 44 " + kListingLine + "|";
+    const Script stored{{"STOR up.bin", "150 go ahead|receive|226 stored"}};
+    const QStringList none;
+    // clang-format off
+    QTest::newRow("split reply, dispatched once") << "NOOP"
+        << noop("raw 2|wait 30|raw 00 al|wait 30|raw l is|wait 30|raw  well\r|wait 30|raw \n")
+        << -1 << true << QStringList{"200 all is well"} << none;
+    QTest::newRow("three replies in one arrival") << "NOOP" << noop("214-help\r\n214 end of help\r\n200 and done\r\n")
+        << -1 << true << QStringList{"214-help", "214 end of help", "200 and done"} << none;
     // A bare LF ends a line as well; CR is kept as the server sent it.
-    QTest::newRow("bare LF, line cut inside")
-        << chunks({"200-first\r\n200 sec", "ond\r\n211 extra\n"}) << -1 << true
-        << QStringList{"200-first", "200 second", "211 extra"} << QStringList() << "211 extra\n";
-    for (const char *reply : {"332 need account", "421 service closing", "530 not logged in", "550 no such file"}) {
-        QTest::newRow(reply) << chunks({QByteArray(reply) + "\r\n"}) << -1 << false << QStringList()
-                             << QStringList{reply} << QString(reply) + "\r\n";
+    QTest::newRow("bare LF, line cut inside") << "NOOP"
+        << noop("raw 200-first\r\n200 sec|wait 30|raw ond\r\n211 extra\n")
+        << -1 << true << QStringList{"200-first", "200 second", "211 extra"} << none;
+    for (const char *reply : {"332 need account", "421 service closing", "550 no such file"})
+        QTest::newRow(reply) << "NOOP" << noop(reply) << -1 << false << none << QStringList{reply};
+    QTest::newRow("211 waits: asked, yes, then no") << "NOOP" << noop("211 status follows") << 1 << false
+        << QStringList{"211 status follows"} << none;
+    QTest::newRow("213 waits: asked, no") << "NOOP" << noop("213 status follows") << 0 << false
+        << QStringList{"213 status follows"} << none;
+    QTest::newRow("control dropped") << "NOOP" << noop("drop") << -1 << false << none
+        << QStringList{"The server closed the connection."};
+    QTest::newRow("1 MiB without a line end") << "NOOP" << noop("flood 1048576") << -1 << false << none
+        << QStringList{"*without a line end*"};
+    for (const QString mode : {"", " active"}) {
+        QTest::newRow(qPrintable("LIST: 226 before close" + mode)) << "LIST" + mode
+            << Script{{"LIST", list + "226 done|wait 100|close"}} << -1 << true << none << none;
+        QTest::newRow(qPrintable("LIST: 226 after close" + mode)) << "LIST" + mode
+            << Script{{"LIST", list + "close|wait 100|226 done"}} << -1 << true << none << none;
+        QTest::newRow(qPrintable("LIST: close long before 226" + mode)) << "LIST" + mode
+            << Script{{"LIST", list + "close|wait 600|226 done"}} << -1 << true << none << none;
     }
-    QTest::newRow("211 waits: asked, yes, then no") << chunks({"211 status follows\r\n"}) << 1 << false
-                                                    << QStringList{"211 status follows"} << QStringList() << QString();
-    QTest::newRow("213 waits: asked, no") << chunks({"213 status follows\r\n"}) << 0 << false
-                                          << QStringList{"213 status follows"} << QStringList() << QString();
-    QTest::newRow("control dropped") << StepScript([](ScriptedFtpServer::Step &step) { step.dropControl(); }) << -1
-                                     << false << QStringList() << QStringList{"The server closed the connection."}
-                                     << QString();
-    QTest::newRow("1 MiB without a line end")
-        << StepScript([](ScriptedFtpServer::Step &step) { step.flood(1 << 20); }) << -1 << false << QStringList()
-        << QStringList{"*without a line end*"} << QString();
+    // The 227 names a port nobody listens on: the socket's error fails the
+    // listing; the listing's own late 425 does not fail the next command.
+    QTest::newRow("LIST: data connection refused") << "LIST"
+        << Script{{"PASV", "227 Entering Passive Mode (127,0,0,1,0,1)"}, {"LIST", "wait 300|425 no data connection"}}
+        << -1 << false << none << QStringList{"10061 : *", "425 no data connection"};
+    // The 150 may come before the server's data connection has been accepted.
+    QTest::newRow("STOR active, accepted after the 150")
+        << "STOR " + QString::number(2 * FtpSession::kUploadBlockSize + 4464) + " active"
+        << Script{{"STOR up.bin", "150 go ahead|wait 200|open|receive|226 stored"}} << -1 << true << none << none;
+    QTest::newRow("STOR of a missing file") << "STOR -1" << stored << -1 << false << none << none;
+    QTest::newRow("STOR of a file shorter than its size") << "STOR 999" << stored << -1 << false << none << none;
+    // clang-format on
 }
 
-void SessionScriptedTest::commandReply()
+void SessionScriptedTest::exchange()
 {
-    QFETCH(StepScript, answer);
+    QFETCH(QString, call);
+    QFETCH(Script, script);
     QFETCH(int, yesAnswers);
     QFETCH(bool, ok);
-    QFETCH(QStringList, black);
     QFETCH(QStringList, red);
-    QFETCH(QString, lastReply);
-    QVERIFY(scriptedLogOn());
-    settings.nFTPWaitTime = 1;
-    answer(server->expect("NOOP"));
+    const qint64 fileBytes = call.section(' ', 1, 1).toLongLong();
+    QTemporaryDir local;
+    const QByteArray upload = ScriptedFtpServer::patternBytes(3, std::max<qint64>(fileBytes, 0));
+    if (fileBytes > 0)
+        QVERIFY(writeFile(local.filePath("up.bin"), upload));
+    ScriptedSession s;
+    s.settings.bPassive = !call.endsWith("active");
+    QVERIFY(s.logOn(script + Script{{"NOOP", "200 ok"}}));
+    s.settings.nFTPWaitTime = 1;
     for (int i = 0; i < yesAnswers; ++i)
-        ui->answerQuestion(QuestionAnswer::Yes);
+        s.ui.answerQuestion(QuestionAnswer::Yes);
     if (yesAnswers >= 0)
-        ui->answerQuestion(QuestionAnswer::No);
-    const qsizetype logged = ui->log.size();
-    QCOMPARE(session->SendAndWait("NOOP"), ok);
-    QCOMPARE(linesSince(*ui, logged, LogColour::Black), black);
-    const QStringList redLines = linesSince(*ui, logged, LogColour::Red);
+        s.ui.answerQuestion(QuestionAnswer::No);
+    QList<qint64> blocks;
+    connect(&s.session, &FtpSession::uploadBlockSent, this, [&](qint64 bytes) { blocks << bytes; });
+    const qsizetype logged = s.ui.log.size();
+    if (call == "NOOP") {
+        QCOMPARE(s.session.SendAndWait("NOOP"), ok);
+        QTEST(linesSince(s.ui, logged, LogColour::Black), "black");
+        if (ok || red.value(0).front().isDigit()) // the last final reply
+            QCOMPARE(s.session.sLastReply(), s.ui.log.last().text);
+    } else if (call.startsWith("LIST")) {
+        QCOMPARE(s.session.ListFolder(), ok);
+        QCOMPARE(s.session.sListText(), ok ? kListingLine : QByteArray());
+    } else {
+        const TransferOutcome outcome = s.session.StoreFile(local.filePath("up.bin"), "up.bin", ok ? fileBytes : 1000);
+        QCOMPARE(outcome.succeeded(), ok);
+        if (ok) { // in whole blocks
+            QCOMPARE(blocks, (QList<qint64>{FtpSession::kUploadBlockSize, FtpSession::kUploadBlockSize, 4464}));
+            QCOMPARE(s.server.receivedData(), upload);
+        } else { // the text is the engine's own, "Downloading" included
+            QCOMPARE(s.ui.messages.value(0),
+                     "Downloading 'up.bin' is failed.\r\nSWITCH PASSIVE MODE, if it fails again.");
+        }
+    }
+    QCOMPARE(s.ui.questions.size(), yesAnswers + 1);
+    for (const HeadlessUi::Question &asked : s.ui.questions)
+        QCOMPARE(asked.text, WaitTooLongText(1));
+    if (call == "NOOP" && !ok) { // what a window or the command-line client shows, without reading the log
+        QCOMPARE(s.session.lastFailure().command, QString("NOOP"));
+        QCOMPARE(s.session.lastFailure().timedOut, yesAnswers >= 0);
+        QVERIFY(red.value(0) != "The server closed the connection." || !s.session.lastFailure().socketError.isEmpty());
+    }
+    if (yesAnswers >= 0) // a late reply still belongs to the command
+        QCOMPARE(s.session.nReplyState(), ReplyState::Waiting);
+    QVERIFY(s.session.sRecvBuffer().isEmpty());
+    if (call != "NOOP") {
+        QVERIFY(s.session.SendAndWait("NOOP"));
+        QCOMPARE(s.session.sLastReply(), QString("200 ok\r\n"));
+    }
+    const QStringList redLines = linesSince(s.ui, logged, LogColour::Red);
     QCOMPARE(redLines.size(), red.size());
     for (qsizetype i = 0; i < red.size(); ++i)
         QVERIFY2(QRegularExpression::fromWildcard(red[i]).match(redLines[i]).hasMatch(), qPrintable(redLines[i]));
-    if (!lastReply.isEmpty())
-        QCOMPARE(session->sLastReply(), lastReply);
-    QCOMPARE(ui->questions.size(), yesAnswers + 1);
-    for (const HeadlessUi::Question &asked : ui->questions) {
-        QCOMPARE(asked.text, QString("Wait too long (1 seconds) !\r\nIf your FTP command does not work, switch "
-                                     "passive mode !\r\nDo you want to wait the server response ?\r\n"));
-    }
-    if (!ok) {
-        // What a window or the command-line client shows, without reading the log.
-        QCOMPARE(session->lastFailure().command, QString("NOOP"));
-        QCOMPARE(session->lastFailure().timedOut, yesAnswers >= 0);
-    }
-    if (yesAnswers >= 0) // a late reply still belongs to the command
-        QCOMPARE(session->nReplyState(), ReplyState::Waiting);
-    if (red.value(0).startsWith("The server closed"))
-        QVERIFY(!session->lastFailure().socketError.isEmpty());
-    QVERIFY(session->sRecvBuffer().isEmpty());
-    CHECK_NO_UI_FAILURES();
+    CHECK_NO_UI_FAILURES(s.ui);
 }
 
 // The log-on as the server answers it: the commands it got, the question asked
@@ -265,196 +257,135 @@ void SessionScriptedTest::commandReply()
 void SessionScriptedTest::logOn_data()
 {
     QTest::addColumn<QString>("folder");
-    QTest::addColumn<ServerScript>("script");
-    QTest::addColumn<bool>("ok");
+    QTest::addColumn<Script>("script");
     QTest::addColumn<QByteArrayList>("commands");
     QTest::addColumn<QString>("question"); // the start of the question asked: a retry answered Yes, a wait No
     QTest::addColumn<QStringList>("statuses");
-    QTest::addColumn<QString>("home");
+    QTest::addColumn<QString>("home"); // empty: the log-on fails
     const QByteArrayList plain{"USER me", "PASS pw", "SYST", "PWD"};
     const auto answers = [](QByteArray user, QByteArray pass, QByteArray pwd, QByteArray cwd = {}) {
-        return ServerScript([=](ScriptedFtpServer &s) {
-            s.expect("USER me").reply(user);
-            s.expect("PASS pw").reply(pass);
-            s.expect("SYST").reply("215 UNIX\r\n");
-            if (!cwd.isEmpty())
-                s.expectPrefix("CWD ").reply(cwd);
-            s.expect("PWD").reply(pwd);
-        });
+        return Script{{"USER me", user}, {"PASS pw", pass}, {"SYST", "215 UNIX"}, {"CWD *", cwd}, {"PWD", pwd}};
     };
-    const QByteArray home = "257 \"/home/me\" is current\r\n";
-    QTest::newRow("multi-line 230 ending late") << QString() << ServerScript([=](ScriptedFtpServer &s) {
-        s.expect("USER me").reply("331 PASS required for me\r\n");
-        s.expect("PASS pw").reply("230-Welcome\r\n230-Second line\r\n").wait(300).reply("230 Logged in\r\n");
-        s.expect("SYST").reply("215 UNIX\r\n");
-        s.expect("PWD").reply(home);
-    }) << true << plain << QString() << QStringList()
-                                                << "/home/me/";
-    QTest::newRow("USER answered 230, PASS all the same")
-        << QString() << answers("230 no password needed\r\n", "230 ok\r\n", home) << true << plain << QString()
-        << QStringList() << "/home/me/";
-    QTest::newRow("initial folder, its slash dropped")
-        << "/pub/" << answers("331 pw\r\n", "230 ok\r\n", "257 \"/pub\"\r\n", "250 ok\r\n") << true
-        << QByteArrayList{"USER me", "PASS pw", "SYST", "CWD /pub", "PWD"} << QString() << QStringList() << "/pub/";
+    const QByteArray home = "257 \"/home/me\" is current";
+    // clang-format off
+    QTest::newRow("multi-line 230 ending late") << QString()
+        << answers("331 PASS required for me", "230-Welcome\r\n230-Second line\r\n|wait 300|230 Logged in", home)
+        << plain << QString() << QStringList() << "/home/me/";
+    QTest::newRow("USER answered 230, PASS all the same") << QString()
+        << answers("230 no password needed", "230 ok", home) << plain << QString() << QStringList() << "/home/me/";
+    QTest::newRow("initial folder, its slash dropped") << "/pub/"
+        << answers("331 pw", "230 ok", "257 \"/pub\"", "250 ok")
+        << QByteArrayList{"USER me", "PASS pw", "SYST", "CWD /pub", "PWD"}
+        << QString() << QStringList() << "/pub/";
     // A bad initial folder leaves the server's default one and the log-on goes on.
-    QTest::newRow("initial folder failing")
-        << "/gone" << answers("331 pw\r\n", "230 ok\r\n", home, "550 no such folder\r\n") << true
-        << QByteArrayList{"USER me", "PASS pw", "SYST", "CWD /gone", "PWD"} << QString() << QStringList()
-        << "/home/me/";
+    QTest::newRow("initial folder failing") << "/gone"
+        << answers("331 pw", "230 ok", home, "550 no such folder")
+        << QByteArrayList{"USER me", "PASS pw", "SYST", "CWD /gone", "PWD"}
+        << QString() << QStringList() << "/home/me/";
     // "Yes" to the retry disconnects and opens the connect dialog again.
-    QTest::newRow("PWD failing: retry asked")
-        << QString() << answers("331 pw\r\n", "230 ok\r\n", "550 no\r\n") << false << plain + QByteArrayList{"QUIT"}
+    QTest::newRow("PWD failing: retry asked") << QString()
+        << answers("331 pw", "230 ok", "550 no") << plain + QByteArrayList{"QUIT"}
         << "Log on failed to 127.0.0.1.\r\nLast command was PWD\r\nTry again ? "
         << QStringList{"Connecting 127.0.0.1", "Disconnected"} << QString();
     // Nothing was sent, so there is no retry question; pane 2 counts the seconds.
-    QTest::newRow("silent server") << QString() << ServerScript([](ScriptedFtpServer &s) { s.setGreeting({}); })
-                                   << false << QByteArrayList() << "Wait too long (2 seconds) !"
-                                   << QStringList{"CONNECT: 0 seconds", "CONNECT: 1 seconds"} << QString();
+    QTest::newRow("silent server") << QString() << Script{{"", ""}} << QByteArrayList()
+        << "Wait too long (2 seconds) !" << QStringList{"CONNECT: 0 seconds", "CONNECT: 1 seconds"} << QString();
+    // clang-format on
 }
 
 void SessionScriptedTest::logOn()
 {
     QFETCH(QString, folder);
-    QFETCH(ServerScript, script);
-    QFETCH(bool, ok);
+    QFETCH(Script, script);
     QFETCH(QByteArrayList, commands);
     QFETCH(QString, question);
     QFETCH(QStringList, statuses);
     QFETCH(QString, home);
-    settings.sFTPDir = folder;
-    settings.nFTPWaitTime = 2;
-    script(*server);
-    server->expect("QUIT").reply("221 bye\r\n");
+    ScriptedSession s;
+    s.settings.sFTPDir = folder;
+    s.settings.nFTPWaitTime = 2;
+    s.server.add(script + Script{{"QUIT", "221 bye"}});
     if (!question.isEmpty())
-        ui->answerQuestion(question.startsWith("Log on failed") ? QuestionAnswer::Yes : QuestionAnswer::No);
-    QCOMPARE(session->LogOn(), ok);
-    QTRY_COMPARE(server->commands(), commands);
-    QCOMPARE(ui->questions.size(), question.isEmpty() ? 0 : 1);
+        s.ui.answerQuestion(question.startsWith("Log on failed") ? QuestionAnswer::Yes : QuestionAnswer::No);
+    const bool ok = !home.isEmpty();
+    QCOMPARE(s.session.LogOn(), ok);
+    QTRY_COMPARE(s.server.commands(), commands);
+    QCOMPARE(s.ui.questions.size(), question.isEmpty() ? 0 : 1);
     if (!question.isEmpty())
-        QVERIFY2(ui->questions.first().text.startsWith(question), qPrintable(ui->questions.first().text));
+        QVERIFY2(s.ui.questions.first().text.startsWith(question), qPrintable(s.ui.questions.first().text));
     for (const QString &status : statuses)
-        QVERIFY2(ui->mainStatus.contains(status) || ui->waitStatus.contains(status), qPrintable(status));
-    QCOMPARE(ui->reconnectRequests, !ok && !commands.isEmpty() ? 1 : 0);
-    QCOMPARE(session->keepAliveActive(), ok);
+        QVERIFY2(s.ui.mainStatus.contains(status) || s.ui.waitStatus.contains(status), qPrintable(status));
+    QCOMPARE(s.ui.reconnectRequests, !ok && !commands.isEmpty() ? 1 : 0);
+    QCOMPARE(s.session.keepAliveActive(), ok);
     if (ok)
-        QCOMPARE(session->sCurrentDir(), home);
+        QCOMPARE(s.session.sCurrentDir(), home);
     // The password is masked wherever "PASS" shows, in a reply as well (CR LF counted).
     static const QRegularExpression unmasked("PASS [^*]");
-    QVERIFY2(!unmasked.match(ui->logText()).hasMatch(), qPrintable(ui->logText()));
-    CHECK_NO_UI_FAILURES();
+    QVERIFY2(!unmasked.match(s.ui.logText()).hasMatch(), qPrintable(s.ui.logText()));
+    CHECK_NO_UI_FAILURES(s.ui);
 }
 
-void SessionScriptedTest::listingEnd_data()
+// A download's 226, or the 226 of an ABOR that cancelled it, held back until a
+// later command: logged, but it neither completes nor fails that command.
+void SessionScriptedTest::lateReplyBelongsToItsCommand_data()
 {
-    QTest::addColumn<bool>("passive");
-    QTest::addColumn<int>("order");
-    // 0: 226 before the data close, 1: after it, 2: data closed before it was read, 226 long after.
-    for (bool passive : {true, false}) {
-        const QString mode = passive ? " passive" : " active";
-        QTest::newRow(qPrintable("226 before close" + mode)) << passive << 0;
-        QTest::newRow(qPrintable("226 after close" + mode)) << passive << 1;
-        QTest::newRow(qPrintable("close long before 226" + mode)) << passive << 2;
-    }
+    QTest::addColumn<QByteArray>("first"); // the download, then a download or (held until STOR) an upload
+    const QByteArray sent = "150 sending (300000 bytes)|data 300000|close|hold ";
+    QTest::newRow("226 held until PASV") << sent + "PASV|226 first done";
+    QTest::newRow("226 held until RETR") << sent + "RETR|226 first done";
+    QTest::newRow("226 held until STOR") << sent + "STOR|226 first done";
+    QTest::newRow("cancelled, ABOR's 226 held until STOR") << QByteArray("150 sending|data 4294967296");
 }
 
-void SessionScriptedTest::listingEnd()
+void SessionScriptedTest::lateReplyBelongsToItsCommand()
 {
-    QFETCH(bool, passive);
-    QFETCH(int, order);
-    QVERIFY(scriptedLogOn(passive));
-    if (passive)
-        server->expect("PASV").passive();
-    else
-        server->expectPrefix("PORT ").rememberPortAddress().reply("200 PORT ok\r\n");
-    ScriptedFtpServer::Step &list = server->expect("LIST").reply("150 listing\r\n").sendData(kListing);
-    if (order == 0)
-        list.reply("226 done\r\n").wait(100).closeData();
-    else
-        list.closeData().wait(order == 1 ? 100 : 600).reply("226 done\r\n");
-    server->expect("NOOP").reply("200 ok\r\n");
-    QVERIFY(session->ListFolder());
-    QCOMPARE(session->sListText(), kListing);
-    QCOMPARE(session->dataSocket().state(), SocketState::Closed);
-    // The next command gets its own reply, whenever the listing's 226 came.
-    QVERIFY(session->SendAndWait("NOOP"));
-    QCOMPARE(session->sLastReply(), QString("200 ok\r\n"));
-    QTRY_VERIFY(ui->logLines(LogColour::Black).contains("226 done"));
-    CHECK_NO_UI_FAILURES();
-}
-
-void SessionScriptedTest::lateTransferReplyBelongsToItsTransfer_data()
-{
-    QTest::addColumn<QByteArray>("heldUntil");
-    QTest::newRow("held until PASV") << QByteArray("PASV");
-    QTest::newRow("held until RETR") << QByteArray("RETR");
-    QTest::newRow("held until STOR") << QByteArray("STOR");
-}
-
-// A download's 226 held back until a later command: it is logged but neither
-// completes nor fails the command that is then running.
-void SessionScriptedTest::lateTransferReplyBelongsToItsTransfer()
-{
-    QFETCH(QByteArray, heldUntil);
-    QTemporaryDir local;
-    QVERIFY(scriptedLogOn());
+    QFETCH(QByteArray, first);
     const qint64 size = 300000;
-    server->expect("PASV").passive();
-    server->expect("RETR first.bin")
-        .reply("150 sending (300000 bytes)\r\n")
-        .sendData(size)
-        .closeData()
-        .holdUntil(heldUntil, ScriptedFtpServer::Held::BeforeTriggerReply)
-        .reply("226 first done\r\n");
-    server->expect("PASV").passive();
-    if (heldUntil == "STOR")
-        server->expect("STOR up.bin").reply("150 go ahead\r\n").receiveData().reply("226 stored\r\n");
-    else
-        server->expect("RETR second.bin")
-            .reply("150 sending\r\n")
-            .sendData(size)
-            .closeData()
-            .wait(100)
-            .reply("226 second done\r\n");
-    QVERIFY(session->RetrieveFile("first.bin", local.filePath("first.bin"), size).succeeded());
-    QCOMPARE(readFile(local.filePath("first.bin")), ScriptedFtpServer::patternBytes(0, size));
-    QCOMPARE(ui->progress.last().maximum, double(size)); // the size the 150 announced
-
-    if (heldUntil == "STOR") {
-        const QByteArray upload = ScriptedFtpServer::patternBytes(7, 100000);
-        QVERIFY(writeFile(local.filePath("up.bin"), upload));
-        QVERIFY(session->StoreFile(local.filePath("up.bin"), "up.bin", upload.size()).succeeded());
-        QCOMPARE(session->sLastReply(), QString("226 stored\r\n"));
-        QCOMPARE(server->receivedData(), upload);
+    const bool cancel = !first.contains("hold");
+    const bool storeNext = cancel || first.contains("hold STOR");
+    QTemporaryDir local;
+    const QByteArray upload = ScriptedFtpServer::patternBytes(7, 100000);
+    QVERIFY(writeFile(local.filePath("up.bin"), upload));
+    ScriptedSession s;
+    QVERIFY(s.logOn({{"RETR first.bin", first},
+                     {"ABOR", "426 Transfer aborted|hold STOR|226 Abort successful"},
+                     {"RETR second.bin", "150 sending|data 300000|close|wait 100|226 second done"},
+                     {"STOR up.bin", "150 go ahead|receive|226 stored"}}));
+    SocketState dataAtAbort = SocketState::Connected;
+    if (cancel) { // as the transfer window's cancel does: the data connection dropped, then ABOR
+        connect(&s.session.dataSocket(), &SocketAdapter::dataArrival, this,
+                [&] { QTimer::singleShot(0, this, [&] { s.session.CancelTransfer(); }); });
+        connect(&s.session, &FtpSession::replyStateChanged, this, [&](ReplyState state) {
+            if (state == ReplyState::Abandoned)
+                dataAtAbort = s.session.dataSocket().state();
+        });
+    }
+    const TransferOutcome outcome = s.session.RetrieveFile("first.bin", local.filePath("first.bin"), size);
+    disconnect(&s.session.dataSocket(), nullptr, this, nullptr);
+    if (cancel) {
+        QVERIFY(outcome.cancelled());
+        QCOMPARE(dataAtAbort, SocketState::Closed);
+        QCOMPARE(s.ui.mainStatus.last(), QString("Aborting FTP command..."));
+        QCOMPARE(s.ui.timerStops, 1);
+        QVERIFY(!s.session.keepAliveActive());
     } else {
-        QVERIFY(session->RetrieveFile("second.bin", local.filePath("second.bin"), size).succeeded());
+        QVERIFY(outcome.succeeded());
+        QCOMPARE(readFile(local.filePath("first.bin")), ScriptedFtpServer::patternBytes(0, size));
+        QCOMPARE(s.ui.progress.last().maximum, double(size)); // the size the 150 announced
+    }
+    if (storeNext) {
+        // Known fault: the ABOR's wait ends on its 426, and its 226 is then taken for the STOR's.
+        QEXPECT_FAIL("cancelled, ABOR's 226 held until STOR", "the late 226 of an ABOR ends the next STOR", Abort);
+        QVERIFY(s.session.StoreFile(local.filePath("up.bin"), "up.bin", upload.size()).succeeded());
+        QCOMPARE(s.session.sLastReply(), QString("226 stored\r\n"));
+        QCOMPARE(s.server.receivedData(), upload);
+    } else {
+        QVERIFY(s.session.RetrieveFile("second.bin", local.filePath("second.bin"), size).succeeded());
         QCOMPARE(readFile(local.filePath("second.bin")), ScriptedFtpServer::patternBytes(0, size));
     }
-    QVERIFY(ui->logLines(LogColour::Black).contains("226 first done"));
-    QVERIFY(server->unusedSteps().isEmpty());
-    CHECK_NO_UI_FAILURES();
-}
-
-// What the transfer window's cancel does: drop the data connection, then ABOR;
-// the control connection is still in step afterwards.
-void SessionScriptedTest::abortDuringDownload()
-{
-    QTemporaryDir local;
-    QVERIFY(scriptedLogOn());
-    const qint64 endless = qint64(1) << 32;
-    server->expect("PASV").passive();
-    server->expect("RETR huge.bin").reply("150 sending\r\n").sendData(endless).closeData().reply("226 done\r\n");
-    server->expect("PWD").reply("257 \"/\" is current\r\n");
-    connect(&session->dataSocket(), &SocketAdapter::dataArrival, this,
-            [&] { QTimer::singleShot(0, this, [&] { session->CancelTransfer(); }); });
-    QVERIFY(session->RetrieveFile("huge.bin", local.filePath("huge.bin"), endless).cancelled());
-    QCOMPARE(ui->mainStatus.last(), QString("Aborting FTP command..."));
-    QCOMPARE(ui->timerStops, 1);
-    QVERIFY(!session->keepAliveActive());
-    QCOMPARE(server->commands().count("ABOR"), 1);
-    QVERIFY(session->PrintDir());
-    QCOMPARE(session->sCurrentDir(), QString("/"));
-    QVERIFY(server->sentDataBytes() < endless);
-    CHECK_NO_UI_FAILURES();
+    QVERIFY(s.ui.logLines(LogColour::Black).contains(cancel ? "226 Abort successful" : "226 first done"));
+    QCOMPARE(s.server.commands().count("ABOR"), cancel ? 1 : 0);
+    CHECK_NO_UI_FAILURES(s.ui);
 }
 
 // A disconnect or a window close while a command waits for its reply.
@@ -468,146 +399,74 @@ void SessionScriptedTest::interruptedWait_data()
 void SessionScriptedTest::interruptedWait()
 {
     QFETCH(bool, disconnect);
-    QVERIFY(scriptedLogOn());
-    server->expect("NOOP").wait(3000).reply("200 late\r\n");
+    ScriptedSession s;
+    QVERIFY(s.logOn({{"NOOP", "wait 3000|200 late"}}));
     QTimer::singleShot(100, this, [&] {
         if (disconnect)
-            session->Disconnect();
+            s.session.Disconnect();
         else
-            session->RequestClose();
+            s.session.RequestClose();
     });
-    QVERIFY(!session->SendAndWait("NOOP"));
+    QVERIFY(!s.session.SendAndWait("NOOP"));
     if (disconnect) {
-        QCOMPARE(session->nReplyState(), ReplyState::Failed);
-        QCOMPARE(session->controlSocket().state(), SocketState::Closed);
-        QCOMPARE(ui->mainStatus.mid(ui->mainStatus.size() - 2), (QStringList{"Disconnecting...", "Disconnected"}));
-        QCOMPARE(ui->progressUnloads, 1);
-        QTRY_VERIFY(server->commands().contains("QUIT"));
+        QCOMPARE(s.session.nReplyState(), ReplyState::Failed);
+        QCOMPARE(s.session.controlSocket().state(), SocketState::Closed);
+        QCOMPARE(s.ui.mainStatus.mid(s.ui.mainStatus.size() - 2), (QStringList{"Disconnecting...", "Disconnected"}));
+        QCOMPARE(s.ui.progressUnloads, 1);
+        QTRY_VERIFY(s.server.commands().contains("QUIT"));
     } else {
-        QCOMPARE(session->nReplyState(), ReplyState::ClosePending);
-        QCOMPARE(ui->unloadRequests, 1);
+        QCOMPARE(s.session.nReplyState(), ReplyState::ClosePending);
+        QCOMPARE(s.ui.unloadRequests, 1);
         // Any further command unloads instead of sending.
-        QVERIFY(!session->SendAndWait("PWD"));
-        QCOMPARE(ui->unloadRequests, 2);
-        QCOMPARE(server->commands().count("PWD"), 1);
+        QVERIFY(!s.session.SendAndWait("PWD"));
+        QCOMPARE(s.ui.unloadRequests, 2);
+        QCOMPARE(s.server.commands().count("PWD"), 1);
     }
-    CHECK_NO_UI_FAILURES();
-}
-
-// The 150 may come before the server's data connection has been accepted; the
-// file goes in whole blocks.
-void SessionScriptedTest::activeUploadStartsWhenAccepted()
-{
-    QTemporaryDir local;
-    QVERIFY(scriptedLogOn(false));
-    server->expectPrefix("PORT ").rememberPortAddress().reply("200 PORT ok\r\n");
-    server->expect("STOR up.bin").reply("150 go ahead\r\n").wait(200).openData().receiveData().reply("226 stored\r\n");
-    const QByteArray upload = ScriptedFtpServer::patternBytes(3, 2 * FtpSession::kUploadBlockSize + 4464);
-    QVERIFY(writeFile(local.filePath("up.bin"), upload));
-    QList<qint64> blocks;
-    connect(session.get(), &FtpSession::uploadBlockSent, this, [&](qint64 bytes) { blocks << bytes; });
-    QVERIFY(session->StoreFile(local.filePath("up.bin"), "up.bin", upload.size()).succeeded());
-    QCOMPARE(blocks, (QList<qint64>{FtpSession::kUploadBlockSize, FtpSession::kUploadBlockSize, 4464}));
-    QCOMPARE(server->receivedData(), upload);
-    QVERIFY(server->commands().at(4).startsWith("PORT 127,0,0,1,"));
-    CHECK_NO_UI_FAILURES();
-}
-
-void SessionScriptedTest::uploadOfMissingOrShortFile_data()
-{
-    QTest::addColumn<qint64>("fileBytes"); // -1: no file
-    QTest::newRow("missing") << qint64(-1);
-    QTest::newRow("shorter than its size") << qint64(999);
-}
-
-void SessionScriptedTest::uploadOfMissingOrShortFile()
-{
-    QFETCH(qint64, fileBytes);
-    QTemporaryDir local;
-    if (fileBytes >= 0)
-        QVERIFY(writeFile(local.filePath("gone.bin"), ScriptedFtpServer::patternBytes(0, fileBytes)));
-    QVERIFY(scriptedLogOn());
-    server->expect("PASV").passive();
-    server->expect("STOR gone.bin").reply("150 go ahead\r\n").receiveData().reply("226 stored\r\n");
-    const TransferOutcome outcome = session->StoreFile(local.filePath("gone.bin"), "gone.bin", 1000);
-    QCOMPARE(outcome.result, TransferResult::Failed);
-    QCOMPARE(outcome.reason, ui->messages.value(0));
-    QCOMPARE(ui->messages, QStringList{"Downloading 'gone.bin' is failed.\r\nSWITCH PASSIVE MODE, if it fails again."});
-    CHECK_NO_UI_FAILURES();
-}
-
-// The 227 names a port nobody listens on: the data socket's error is logged red
-// and fails the listing; the listing's own late 425 does not fail the next command.
-void SessionScriptedTest::dataConnectionRefused()
-{
-    quint16 deadPort = 0;
-    {
-        QTcpServer probe;
-        QVERIFY(probe.listen(QHostAddress::LocalHost));
-        deadPort = probe.serverPort();
-    }
-    QVERIFY(scriptedLogOn());
-    const QByteArray address = "127,0,0,1," + QByteArray::number(deadPort / 256) + ","
-                               + QByteArray::number(deadPort % 256);
-    server->expect("PASV").reply("227 Entering Passive Mode (" + address + ")\r\n");
-    server->expect("LIST").wait(300).reply("425 no data connection\r\n");
-    server->expect("NOOP").reply("200 ok\r\n");
-    QVERIFY(!session->ListFolder());
-    QCOMPARE(session->nReplyState(), ReplyState::Failed);
-    QVERIFY(session->SendAndWait("NOOP"));
-    QCOMPARE(session->sLastReply(), QString("200 ok\r\n"));
-    QVERIFY(ui->logLines(LogColour::Magenta).contains("Connecting to 127.0.0.1:" + QString::number(deadPort)));
-    const QStringList red = ui->logLines(LogColour::Red);
-    QCOMPARE(red.size(), 2);
-    QVERIFY2(red.first().startsWith("10061 : "), qPrintable(red.first()));
-    QCOMPARE(red.last(), QString("425 no data connection"));
-    CHECK_NO_UI_FAILURES();
+    CHECK_NO_UI_FAILURES(s.ui);
 }
 
 // Without a control connection: PORT has no local address to name, an abort
 // sends nothing but still stops the timers, a close request unloads at once.
 void SessionScriptedTest::withoutConnection()
 {
-    QCOMPARE(session->BuildPortArgument(), QString());
-    QCOMPARE(ui->messages, QStringList{"Empty Winsock2.LocalIP"});
-    QVERIFY(session->AbortCommand());
-    QCOMPARE(ui->mainStatus, QStringList{"Aborting FTP command..."});
-    QCOMPARE(ui->timerStops, 1);
-    QVERIFY(ui->log.isEmpty());
-    session->RequestClose();
-    QCOMPARE(ui->unloadRequests, 1);
+    HeadlessUi ui;
+    FtpSession session(ui);
+    QCOMPARE(session.BuildPortArgument(), QString());
+    QCOMPARE(ui.messages, QStringList{"Empty Winsock2.LocalIP"});
+    QVERIFY(session.AbortCommand());
+    QCOMPARE(ui.mainStatus, QStringList{"Aborting FTP command..."});
+    QCOMPARE(ui.timerStops, 1);
+    QVERIFY(ui.log.isEmpty());
+    session.RequestClose();
+    QCOMPARE(ui.unloadRequests, 1);
 }
 
-// The socket under the session: the peer writes and closes at once; every byte
-// reaches the handler before the socket reports Closing.
-void SessionScriptedTest::peerCloseAfterBufferedData_data()
-{
-    QTest::addColumn<int>("size");
-    QTest::newRow("one byte") << 1;
-    QTest::newRow("4 MiB") << (4 << 20);
-}
-
+// The socket under the session: the peer writes and closes while the handler is
+// busy (a dialog open); every byte still reaches it, in pieces, before the socket
+// reports Closing.
 void SessionScriptedTest::peerCloseAfterBufferedData()
 {
-    QFETCH(int, size);
     QTcpServer listener;
     QVERIFY(listener.listen(QHostAddress::LocalHost));
     SocketAdapter adapter;
-    QByteArray received;
+    QTemporaryFile received;
+    QVERIFY(received.open());
     bool closingSeenEarly = false;
     connect(&adapter, &SocketAdapter::dataArrival, this, [&] {
+        if (!adapter.peerHasClosed())
+            return;
         closingSeenEarly = closingSeenEarly || adapter.state() == SocketState::Closing;
-        received += adapter.readAll();
+        adapter.receiveInto(&received, 100);
     });
     adapter.connectToHost("127.0.0.1", listener.serverPort());
     QVERIFY(listener.waitForNewConnection(5000));
     QTcpSocket *peer = listener.nextPendingConnection();
     QTRY_COMPARE(adapter.state(), SocketState::Connected);
-    peer->write(QByteArray(size, 'p'));
+    peer->write(QByteArray(1000, 'p'));
     peer->disconnectFromHost();
     QTRY_COMPARE(adapter.state(), SocketState::Closing);
     QVERIFY(!closingSeenEarly);
-    QCOMPARE(received.size(), size);
+    QCOMPARE(received.size(), 1000);
 }
 
 QTEST_GUILESS_MAIN(SessionScriptedTest)
