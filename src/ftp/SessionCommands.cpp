@@ -97,7 +97,10 @@ bool FtpSession::AbortCommand()
     ui.setStatusText(StatusPane::Main, u"Aborting FTP command..."_qs);
     if (control.state() == SocketState::Connected) {
         SetReplyState(ReplyState::Abandoned);
-        SendAndWait(u"ABOR"_qs);
+        // A user who stops waiting for the ABOR's reply has given up the cut
+        // command too: its own wait must not ask the same question again.
+        if (!SendAndWait(u"ABOR"_qs))
+            SetReplyState(ReplyState::Abandoned);
     }
     tmrNOOP.stop();
     ui.stopWindowTimers();
