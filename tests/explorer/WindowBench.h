@@ -76,11 +76,10 @@ struct WindowBench {
 inline QPointer<QTimer> answerInput(const QString &text, bool ok = true, QString *defaultSeen = nullptr)
 {
     return whenModal([text, ok, defaultSeen](QWidget *box) {
-        auto *edit = box->findChild<QLineEdit *>(u"InputText"_qs);
+        QLineEdit *edit = control(*box, u"InputText"_qs);
         if (defaultSeen)
-            *defaultSeen = edit ? edit->text() : QString();
-        if (edit)
-            edit->setText(text);
+            *defaultSeen = edit->text();
+        edit->setText(text);
         QMetaObject::invokeMethod(box, ok ? "accept" : "reject", Qt::QueuedConnection);
     });
 }

@@ -1,7 +1,5 @@
-// The two connect dialogs driven as a user would: the site manager on its store
-// file (loading, what a node shows, New Folder / New Site / Delete, Save), quick
-// connect (the anonymous box and the user name), when Connect (and so Enter)
-// works, and what Connect, Cancel, Escape and the close box leave behind.
+// The two connect dialogs driven as a user would: the site manager on its store file, quick connect, when Connect
+// (and so Enter) works, and what Connect, Cancel, Escape and the close box leave behind.
 #include "DialogDriving.h"
 #include "fixtures/TestFiles.h"
 #include "sites/dialogs/fFTPQuick.h"
@@ -150,8 +148,7 @@ private slots:
     void help();
 
 private:
-    // The site manager on the store file (the small tree unless the test changed
-    // it), or quick connect; shown and active.
+    // The site manager on the store file (the small tree unless the test changed it), or quick connect.
     QDialog &open(bool quick = false);
 
     std::unique_ptr<QTemporaryDir> dir_;
@@ -190,9 +187,8 @@ QDialog &ConnectDialogsTest::open(bool quick)
 
 void ConnectDialogsTest::drive_data()
 {
-    // The site manager's store: "small" (the small tree), "cut" (its file cut short), "empty", "solo" (a
-    // file whose first node is a site), "none" (the default tree); or "quick": quick connect for a
-    // named user, "quick:" for no user, "quick:Anonymous" for that user.
+    // The site manager's store: "small" (tree), "cut" (its file cut short), "empty", "solo" (a first node that is a
+    // site), "none" (the default tree); or quick connect: "quick" (a named user), "quick:" (none), "quick:Anonymous".
     QTest::addColumn<QString>("file");
     // A node clicked, "box=text" pasted, a check box or button clicked, "-folder" collapsed, "+folder" expanded.
     QTest::addColumn<QStringList>("actions");
@@ -203,8 +199,7 @@ void ConnectDialogsTest::drive_data()
     row("loaded: saved tree", "small", {}, "/Sites (open) of 4|[Sites]|0000|masked|-");
     row("loaded: no file, the default tree", "none", {}, "/FTP sites of 33|[FTP sites]|0000|masked|-");
     row("loaded: file cut short", "cut", {}, "/Sites of 2|[Sites]|0000|masked|-");
-    row("loaded: empty file", "empty", {}, "no node of 0|[2121]|[45]|0000|masked|-");
-    row("new site with no root", "empty", {"cmdSession(1)"}, "no node of 0|[2121]|[45]|0000|masked|-");
+    row("empty file: New Site does nothing", "empty", {"cmdSession(1)"}, "no node of 0|[2121]|[45]|0000|masked|-");
     // The site manager: what a node shows, after a site of the other kind.
     row("named site", "small", {"Anon", "Named"},
         "Sites/Named of 4|Named|named.example.org|bob|pw|/home/bob|2121|45|0112|masked|connect");
