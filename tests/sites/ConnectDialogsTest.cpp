@@ -329,8 +329,8 @@ void ConnectDialogsTest::saveKeepsEditsAndKeysDropsUnkeptPasswords()
 {
     QDialog &dialog = open();
     click(dialog, u"Named"_qs);
-    type(control(dialog, "txtFTPServer"), u"moved.example.org"_qs);
-    type(control(dialog, "txtFTPName"), u"Zed"_qs);
+    control(dialog, "txtFTPServer")->setText(u"moved.example.org"_qs);
+    control(dialog, "txtFTPName")->setText(u"Zed"_qs);
     click(dialog, u"Unkept"_qs);
     QCOMPARE(control(dialog, "txtFTPPassword")->text(), u"pw"_qs);
     QTreeWidgetItem *root = tree(dialog)->topLevelItem(0);
@@ -377,7 +377,7 @@ void ConnectDialogsTest::closing()
     QDialog &dialog = open(quick);
     if (!quick)
         click(dialog, u"Named"_qs);
-    type(control(dialog, quick ? "txtFTPAccount(2)" : "txtFTPPassword"), u"typed"_qs);
+    control(dialog, quick ? "txtFTPAccount(2)" : "txtFTPPassword")->setText(u"typed"_qs);
     settings_ = FtpSettings();
     if (how == u"escape")
         QTest::keyClick(&dialog, Qt::Key_Escape);

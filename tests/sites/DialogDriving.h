@@ -24,13 +24,6 @@ template <typename T = QLineEdit> T *control(QWidget &dialog, const QString &nam
     return found;
 }
 
-inline void type(QLineEdit *box, const QString &text)
-{
-    box->selectAll();
-    box->del();
-    QTest::keyClicks(box, text);
-}
-
 inline void clickChild(QWidget *box, const QString &objectName)
 {
     if (auto *button = box->findChild<QPushButton *>(objectName))
