@@ -97,12 +97,10 @@ void ExplorerWindowTest::initTestCase()
     const QString root = shared->server.rootDir();
     // Sizes, dates (their short text sorted otherwise), types, permissions and names (a capital among them) each
     // give another order.
-    QVERIFY(writeTree(root, {{u"apple.txt"_qs, 12345},
-                             {u"Kiwi.c"_qs, 9},
-                             {u"melon.html"_qs, 1234},
-                             {u"zebra.txt"_qs, 10},
-                             {u"f1/inner/deep.txt"_qs, 40},
-                             {u"f2/readme.md"_qs, 20}}));
+    const QList<TreeFile> sizes = {{u"apple.txt"_qs, 12345},      {u"Kiwi.c"_qs, 9},
+                                   {u"melon.html"_qs, 1234},      {u"zebra.txt"_qs, 10},
+                                   {u"f1/inner/deep.txt"_qs, 40}, {u"f2/readme.md"_qs, 20}};
+    QVERIFY(writeTree(root, sizes));
     const struct {
         const char *name;
         QDate modified;
@@ -398,30 +396,23 @@ void ExplorerWindowTest::question()
     QCOMPARE(captionsLeftToRight, (QStringList{first, second}));
 }
 
-static QString LabelText(const fFTPProgress &dialog, const QString &name)
-{
-    const auto *label = dialog.findChild<QLabel *>(name);
-    return label ? label->text() : u"<no "_qs + name + u'>';
-}
-
-static double BarFraction(const fFTPProgress &dialog, const QString &name)
-{
-    const auto *bar = dialog.findChild<QProgressBar *>(name);
-    return bar ? double(bar->value() - bar->minimum()) / (bar->maximum() - bar->minimum()) : -1;
-}
-
 // The transfer dialog over the window: the navigation locked while it is up, what the tick shows from the two bars
 // past 4 GiB (the size text follows bar 1, the file; the rest bar 2, the batch), a fresh start after an unload.
 void ExplorerWindowTest::progressDialog()
 {
     fFTPMain &window = shared->window;
     fFTPProgress &dialog = *window.progressDialog();
+    const auto label = [&dialog](const char *name) { return control<QLabel>(dialog, name)->text(); };
+    const auto barFraction = [&dialog](const char *name) {
+        const auto *bar = control<QProgressBar>(dialog, name);
+        return double(bar->value() - bar->minimum()) / (bar->maximum() - bar->minimum());
+    };
     const double GiB = 1024.0 * 1024 * 1024;
     dialog.SetCaption(u"Downloading..."_qs);
     QVERIFY(dialog.isVisible() && dialog.Busy());
     QVERIFY(window.geometry().contains(dialog.geometry().center()));
-    QCOMPARE(LabelText(dialog, u"lblFrom"_qs), u"Please wait a second. Estimating time."_qs);
-    QCOMPARE(LabelText(dialog, u"lblSpeed"_qs), u"Estimating..."_qs);
+    QCOMPARE(label("lblFrom"), u"Please wait a second. Estimating time."_qs);
+    QCOMPARE(label("lblSpeed"), u"Estimating..."_qs);
     QVERIFY(!window.tree()->isEnabled());
     QVERIFY(!window.addressCombo()->isEnabled());
 
@@ -430,11 +421,11 @@ void ExplorerWindowTest::progressDialog()
     dialog.SetPrg2(2.5 * GiB, 5 * GiB);
     dialog.SetPrg1(-1, -1); // a negative value or maximum leaves that part alone
     dialog.SetPrg2(-1, -1);
-    QCOMPARE(BarFraction(dialog, u"pBar1"_qs), 0.25);
-    QCOMPARE(BarFraction(dialog, u"pBar2"_qs), 0.5);
+    QCOMPARE(barFraction("pBar1"), 0.25);
+    QCOMPARE(barFraction("pBar2"), 0.5);
     QTRY_COMPARE(dialog.windowTitle(), u"50 % Downloading..."_qs);
-    QCOMPARE(LabelText(dialog, u"lblSize"_qs), u"1,048,576/4,194,304 KBytes"_qs);
-    const QString speed = LabelText(dialog, u"lblSpeed"_qs);
+    QCOMPARE(label("lblSize"), u"1,048,576/4,194,304 KBytes"_qs);
+    const QString speed = label("lblSpeed");
     const QRegularExpression pattern(
         u"^[\\d,]+\\.\\d KBytes/second  (\\d\\d:\\d\\d:\\d\\d) elasped  (?1) remaining$"_qs);
     QVERIFY2(pattern.match(speed).hasMatch(), qPrintable(speed));
@@ -448,9 +439,9 @@ void ExplorerWindowTest::progressDialog()
     // The next transfer starts from the first texts, not from the last one's.
     dialog.SetCaption(u"Uploading..."_qs);
     QVERIFY(!dialog.Canceled());
-    QCOMPARE(LabelText(dialog, u"lblFrom"_qs), u"Please wait a second. Estimating time."_qs);
-    QCOMPARE(LabelText(dialog, u"lblFile"_qs), QString());
-    QCOMPARE(BarFraction(dialog, u"pBar1"_qs), 0.0);
+    QCOMPARE(label("lblFrom"), u"Please wait a second. Estimating time."_qs);
+    QCOMPARE(label("lblFile"), QString());
+    QCOMPARE(barFraction("pBar1"), 0.0);
 
     // Cancel asks first (Yes, cancelling a real transfer, is ExplorerOperationsTest's):
     // No goes on; the transfer ending while the question is up takes it away.
