@@ -30,11 +30,6 @@ QTreeWidgetItem *node(QWidget &dialog, const QString &caption)
     return found.first();
 }
 
-int nodeCount(QWidget &dialog)
-{
-    return int(tree(dialog)->findItems(QString(), Qt::MatchContains | Qt::MatchRecursive).size());
-}
-
 // A mouse click on the node's caption, its folders opened first.
 void click(QWidget &dialog, const QString &caption)
 {
@@ -58,7 +53,8 @@ QString selectedNode(QWidget &dialog)
         if (current->isExpanded())
             text += u" (open)"_qs;
     }
-    return text + u" of "_qs + QString::number(nodeCount(dialog));
+    const auto nodes = tree(dialog)->findItems(QString(), Qt::MatchContains | Qt::MatchRecursive);
+    return text + u" of "_qs + QString::number(nodes.size());
 }
 
 QLineEdit *password(QWidget &dialog)
