@@ -29,8 +29,8 @@ private slots:
     void stopWhileTransferRuns();
 };
 
-// Enabled commands as letters in menu order: M make dir, R rename, D delete, A abort, F refresh, C connect,
-// Q quick connect, X disconnect, P passive switch, S select all, I invert, U go up.
+// Enabled commands as letters in menu order: M make dir, R rename, D delete, A abort, F refresh, C connect, Q quick
+// connect, X disconnect, P passive switch, S select all, I invert, U go up.
 static QString EnabledCommands(const ExplorerActions &a)
 {
     using C = ExplorerActions;
@@ -52,9 +52,8 @@ static QString EnabledCommands(fFTPMain &window)
     return EnabledCommands(*window.actions());
 }
 
-// What the window's operations seldom show: two command states it holds too
-// briefly to read (a reply awaited: no going up; the transfer dialog up on a window
-// that is not connected), and RMD's name for a folder outside the current one.
+// What the window's operations seldom show: two command states it holds too briefly to read (a reply awaited: no going
+// up; the transfer dialog up on a window that is not connected), and RMD's name for a folder outside the current one.
 void ExplorerOperationsTest::briefRules()
 {
     fFTPMain window;
@@ -92,8 +91,8 @@ static void SelectOnly(WindowBench &bench, const QString &name)
     bench.window.listView()->selectOnly(row);
 }
 
-// The small files of the top folder come first, the big one of the sub-folder
-// after them; the user cancels while the big one runs.
+// The small files of the top folder come first, the big one of the sub-folder after them; the user cancels while the
+// big one runs.
 void ExplorerOperationsTest::downloadTreeCancelled()
 {
     WindowBench bench(ServerKind::Vsftpd);
@@ -168,8 +167,8 @@ void ExplorerOperationsTest::renameAndMakeFolderThroughInputBox()
     QVERIFY(writeTree(bench.server.rootDir(), {{u"old.txt"_qs, 10}, {u"other.txt"_qs, 20}}));
     QVERIFY(bench.connect());
     SelectOnly(bench, u"old.txt"_qs);
-    // The name is asked for after RNFR's 350; Cancel there sends no RNTO. The
-    // rename runs once the window is idle: the answer is awaited before the next.
+    // The name is asked for after RNFR's 350; Cancel there sends no RNTO. The rename runs once the window is idle: the
+    // answer is awaited before the next.
     const QPointer<QTimer> cancelling = answerInput(u"typed.txt"_qs, false);
     Trigger(bench.window, ExplorerActions::Rename);
     QTRY_VERIFY(!cancelling);
@@ -246,8 +245,8 @@ void ExplorerOperationsTest::stopWhileTransferRuns_data()
     QTest::newRow("disconnecting") << false;
 }
 
-// No question either way: the data connection goes and the session ends; a closed
-// window is gone, a disconnected one stays, empty, ready to connect again.
+// No question either way: the data connection goes and the session ends; a closed window is gone, a disconnected one
+// stays, empty, ready to connect again.
 void ExplorerOperationsTest::stopWhileTransferRuns()
 {
     QFETCH(bool, closeWindow);

@@ -1,5 +1,5 @@
-// The explorer window against a real server as a user drives it: browsing, the log, the views, sorting, selecting,
-// the splitter, connecting through the dialogs, the question box and the transfer dialog over the window.
+// The explorer window against a real server as a user drives it: browsing, the log, the views, sorting, selecting, the
+// splitter, connecting through the dialogs, the question box and the transfer dialog over the window.
 
 #include "WindowBench.h"
 
@@ -65,8 +65,7 @@ static QPoint CenterInViewport(FileListView *list, int row)
     return view->viewport()->mapFrom(list, list->visualRectOfRow(row).center());
 }
 
-// As a mouse does it: press, release, press, double click, release (QTest's own
-// double click leaves out the second press, which the item views need).
+// As a mouse does it: QTest's own double click leaves out the second press, which the item views need.
 static void DoubleClick(QWidget *widget, QPoint pos)
 {
     QTest::mouseClick(widget, Qt::LeftButton, {}, pos);
@@ -95,8 +94,7 @@ void ExplorerWindowTest::initTestCase()
     modelTester = std::make_unique<QAbstractItemModelTester>(shared->window.listModel(),
                                                              QAbstractItemModelTester::FailureReportingMode::QtTest);
     const QString root = shared->server.rootDir();
-    // Sizes, dates (their short text sorted otherwise), types, permissions and names (a capital among them) each
-    // give another order.
+    // Each column sorts these otherwise: sizes, dates (their text sorts otherwise), types, permissions, names.
     const QList<TreeFile> sizes = {{u"apple.txt"_qs, 12345},      {u"Kiwi.c"_qs, 9},
                                    {u"melon.html"_qs, 1234},      {u"zebra.txt"_qs, 10},
                                    {u"f1/inner/deep.txt"_qs, 40}, {u"f2/readme.md"_qs, 20}};
@@ -143,7 +141,6 @@ void ExplorerWindowTest::browse()
     QCOMPARE(LogColourOf(window.logPane(), u"230 "_qs), QColor(Qt::black));
     QCOMPARE(LogColourOf(window.logPane(), u"Connecting to "_qs), QColor(Qt::magenta));
 
-    // A click on a folder of the tree.
     FolderTree *tree = window.tree();
     QTreeWidgetItem *f1 = tree->findNode(u"/f1/"_qs);
     QVERIFY(f1);
@@ -151,7 +148,6 @@ void ExplorerWindowTest::browse()
     QTRY_COMPARE(bench.rowNames(), QStringList{u"inner"_qs});
     QCOMPARE(window.addressCombo()->currentText(), u"ftp://127.0.0.1/f1/"_qs);
 
-    // A double click on a folder of the list.
     FileListView *list = window.listView();
     // Icon views lay their items out on a later turn of the event loop.
     QTRY_VERIFY(list->visualRectOfRow(bench.rowOf(u"inner"_qs)).isValid());
@@ -159,7 +155,6 @@ void ExplorerWindowTest::browse()
     QTRY_COMPARE(bench.rowNames(), QStringList{u"deep.txt"_qs});
     QCOMPARE(FolderTree::keyOf(tree->selectedNode()), u"/f1/inner/"_qs);
 
-    // Go Upward on the tool bar.
     QTRY_VERIFY(window.actions()->goUp->isEnabled());
     QTest::mouseClick(window.actions()->tBar1->widgetForAction(window.actions()->goUp), Qt::LeftButton);
     QTRY_COMPARE(bench.rowNames(), QStringList{u"inner"_qs});
@@ -249,8 +244,8 @@ void ExplorerWindowTest::sortTwice_data()
     QTest::newRow("permissions") << 5 << QStringList{"f1", "f2", "zebra.txt", "melon.html", "apple.txt", "Kiwi.c"};
 }
 
-// A folder just opened is sorted by name, ascending; every header click turns the order over, so the first click
-// on a column shows it descending. The selection stays with its entry, and every row is found by its name.
+// A folder just opened is sorted by name, ascending; every header click turns the order over, so the first click on a
+// column shows it descending. The selection stays with its entry, and every row is found by its name.
 void ExplorerWindowTest::sortTwice()
 {
     QFETCH(int, column);
@@ -275,8 +270,7 @@ void ExplorerWindowTest::sortTwice()
         QCOMPARE(shared->rowOf(ascending[row]), row);
 }
 
-// Names equal but for case are no tie: they keep the listing's order, turned over
-// on the second click.
+// Names equal but for case are no tie: they keep the listing's order, turned over on the second click.
 void ExplorerWindowTest::equalNamesKeepTheListingOrder()
 {
     auto list = std::make_shared<cFTPList>();
@@ -339,8 +333,7 @@ void ExplorerWindowTest::selecting()
     QTEST(list->selectedRows(), "selectedAfter");
 }
 
-// Dragged to the very top or bottom, the grip stops at 10 % or 90 %; the log pane
-// starts where the grip ends.
+// Dragged to the very top or bottom, the grip stops at 10 % or 90 %; the log pane starts where the grip ends.
 void ExplorerWindowTest::splitterClamps()
 {
     MainLayout *layout = shared->window.mainLayout();
@@ -358,8 +351,8 @@ void ExplorerWindowTest::splitterClamps()
     layout->setSplitterPercent(50);
 }
 
-// The shared question box: captions in the caller's order, the first the default, the answer named by the
-// caption chosen wherever it stood.
+// The shared question box: captions in the caller's order, the first the default, the answer named by the caption
+// chosen wherever it stood.
 void ExplorerWindowTest::question_data()
 {
     QTest::addColumn<QString>("first");
@@ -396,8 +389,8 @@ void ExplorerWindowTest::question()
     QCOMPARE(captionsLeftToRight, (QStringList{first, second}));
 }
 
-// The transfer dialog over the window: the navigation locked while it is up, what the tick shows from the two bars
-// past 4 GiB (the size text follows bar 1, the file; the rest bar 2, the batch), a fresh start after an unload.
+// The transfer dialog over the window: the navigation locked while it is up, what the tick shows from the two bars past
+// 4 GiB (the size text follows bar 1, the file; the rest bar 2, the batch), a fresh start after an unload.
 void ExplorerWindowTest::progressDialog()
 {
     fFTPMain &window = shared->window;
@@ -443,8 +436,7 @@ void ExplorerWindowTest::progressDialog()
     QCOMPARE(label("lblFile"), QString());
     QCOMPARE(barFraction("pBar1"), 0.0);
 
-    // Cancel asks first (Yes, cancelling a real transfer, is ExplorerOperationsTest's):
-    // No goes on; the transfer ending while the question is up takes it away.
+    // Cancel asks first: No goes on; the transfer ending while the question is up takes it away.
     for (const bool transferEnds : {false, true}) {
         QString asked;
         whenModal([&](QWidget *box) {

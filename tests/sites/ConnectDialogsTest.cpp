@@ -1,5 +1,5 @@
-// The two connect dialogs driven as a user would: the site manager on its store file, quick connect, when Connect
-// (and so Enter) works, and what Connect, Cancel, Escape and the close box leave behind.
+// The two connect dialogs driven as a user would: the site manager on its store file, quick connect, when Connect (and
+// so Enter) works, and what Connect, Cancel, Escape and the close box leave behind.
 #include "DialogDriving.h"
 #include "fixtures/TestFiles.h"
 #include "sites/dialogs/fFTPQuick.h"
@@ -40,8 +40,8 @@ void click(QWidget &dialog, const QString &caption)
     QTest::mouseClick(tree(dialog)->viewport(), Qt::LeftButton, {}, tree(dialog)->visualItemRect(item).center());
 }
 
-// The selected node as "parent/caption", with its key when that differs and
-// "(open)" when it is expanded, and the number of nodes in the tree.
+// The selected node as "parent/caption", with its key when that differs and "(open)" when it is expanded, and the
+// number of nodes in the tree.
 QString selectedNode(QWidget &dialog)
 {
     const QTreeWidgetItem *current = tree(dialog)->currentItem();
@@ -63,9 +63,9 @@ QLineEdit *password(QWidget &dialog)
     return box ? box : control(dialog, "txtFTPAccount(2)");
 }
 
-// What a dialog shows, in one line: the site manager's selected node; every box (in brackets
-// when it cannot be edited, left out when that one is empty); the check boxes and the encryption index; whether
-// the password is masked and whether Connect is enabled.
+// What a dialog shows, in one line: the site manager's selected node; every box (in brackets when it cannot be edited,
+// left out when that one is empty); the check boxes and the encryption index; whether the password is masked and
+// whether Connect is enabled.
 QString shown(QWidget &dialog)
 {
     QStringList parts;
@@ -111,8 +111,8 @@ TreeNode site(const QString &name, SiteRecord record)
     return node;
 }
 
-// A root holding three sites: a named user with a kept password, an anonymous
-// site whose password is not stored, and a site whose password is not kept.
+// A root holding three sites: a named user with a kept password, an anonymous site whose password is not stored, and a
+// site whose password is not kept.
 Tree smallTree()
 {
     Tree tree;
@@ -190,8 +190,8 @@ void ConnectDialogsTest::drive_data()
     QTest::addColumn<QStringList>("actions");
     QTest::addColumn<QString>("expected"); // as shown() reads the dialog afterwards
 
-    // Loading: the first node shown (the root cannot be renamed, has nothing to connect to) and
-    // expanded after a whole read; New Site with no root does nothing.
+    // Loading: the first node shown (the root cannot be renamed, has nothing to connect to) and expanded after a whole
+    // read; New Site with no root does nothing.
     row("loaded: saved tree", "small", {}, "/Sites (open) of 4|[Sites]|0000|masked|-");
     row("loaded: no file, the default tree", "none", {}, "/FTP sites of 33|[FTP sites]|0000|masked|-");
     row("loaded: file cut short", "cut", {}, "/Sites of 2|[Sites]|0000|masked|-");
@@ -229,8 +229,8 @@ void ConnectDialogsTest::drive_data()
         "FTP sites/Web Server (open) of 32|Web Server|0000|masked|-");
     row("delete a folder with its sites", "none", {"Web Server", del},
         "/FTP sites (open) of 21|[FTP sites]|0000|masked|-");
-    // Collapsing another folder moves nothing; collapsing the selected site's folder
-    // selects the folder, the site's edits kept.
+    // Collapsing another folder moves nothing; collapsing the selected site's folder selects the folder, the site's
+    // edits kept.
     const QString edit = u"txtFTPServer=ftp.debian.net"_qs;
     row("collapsing another folder", "none", {"Debian", edit, "+MIS", "-MIS"},
         "Web Server/Debian of 33|Debian|ftp.debian.net|anonymous|@vantrel||21|30|1000|plain|connect");
@@ -268,8 +268,8 @@ void ConnectDialogsTest::drive_data()
     row("quick: port abc, Connect off", "quick", {ftp, "txtFTPPort=abc", server}, "...|011|masked|-");
 }
 
-// Enter in a box of quick connect connects only while Connect is enabled; a site
-// just shown is stored in its normal form (an anonymous site's password enciphered).
+// Enter in a box of quick connect connects only while Connect is enabled; a site just shown is stored in its normal
+// form (an anonymous site's password enciphered).
 void ConnectDialogsTest::drive()
 {
     QFETCH(QString, file);
@@ -363,8 +363,8 @@ void ConnectDialogsTest::closing_data()
     QTest::newRow("quick connect: Cancel") << true << u"cmdCancel"_qs << true << untouched;
 }
 
-// Only Connect writes the settings, every field as shown (the settings are emptied
-// while the dialog is up); only Save writes the file.
+// Only Connect writes the settings, every field as shown (the settings are emptied while the dialog is up); only Save
+// writes the file.
 void ConnectDialogsTest::closing()
 {
     QFETCH(bool, quick);

@@ -186,8 +186,8 @@ void SiteStoreTest::interruptedSaveKeepsOldFile()
     QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{u"FTPSite.dat"_qs});
 }
 
-// Every offered site logs on anonymously with the site password to a server the
-// connect dialogs accept, on port 21 with 30 s of waiting.
+// Every offered site logs on anonymously with the site password to a server the connect dialogs accept, on port 21 with
+// 30 s of waiting.
 void SiteStoreTest::defaultSites()
 {
     const Tree tree = defaultSiteTree();
@@ -214,8 +214,8 @@ void SiteStoreTest::location()
     QCOMPARE(siteStoreFile(component, config), component + u"/FTPSite.dat"_qs);
 }
 
-// Windows-1252 bytes written "=XX", Base64, each character XORed with the key
-// character of its position (14 of them, then again), unless that gives 0.
+// Windows-1252 bytes written "=XX", Base64, each character XORed with the key character of its position (14 of them,
+// then again), unless that gives 0.
 void SiteStoreTest::cipherKnownPairs_data()
 {
     QTest::addColumn<QString>("password"); // null: text typed into the file by hand
@@ -242,8 +242,8 @@ void SiteStoreTest::cipherKnownPairs()
     QTEST(mmEncrypt::Decrypt(enciphered), "deciphered");
 }
 
-// Every byte of the code page: four plain ASCII characters each, never "=" padding, and back whole.
-// Positions are counted in 16 bits: 8191 bytes make 32764 characters, 8192 too many.
+// Every byte of the code page: four plain ASCII characters each, never "=" padding, and back whole. Positions are
+// counted in 16 bits: 8191 bytes make 32764 characters, 8192 too many.
 void SiteStoreTest::cipherRoundTripAndLimit()
 {
     QByteArray every(256, '\0');
