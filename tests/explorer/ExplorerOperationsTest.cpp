@@ -1,9 +1,5 @@
-// The explorer's commands against real servers, checked on the server's disk and
-// in what the window shows: a download of a tree with the progress dialog,
-// cancelled, and an upload of a tree (the transfer paths of every server and
-// mode are checked in tests/transfer), the command states around a transfer,
-// rename, make folder, recursive delete (both ways RMD names a folder), closing
-// or disconnecting mid-transfer.
+// The explorer's commands against real servers, checked on the server's disk and in what the window shows: a tree
+// downloaded and cancelled, one uploaded, the command states, rename, make folder, delete, stopping mid-transfer.
 
 #include "WindowBench.h"
 
@@ -33,53 +29,51 @@ private slots:
     void stopWhileTransferRuns();
 };
 
-// Enabled commands as letters in menu order: M make dir, R rename, D delete,
-// A abort, F refresh, C connect, Q quick connect, X disconnect, P passive switch,
-// S select all, I invert, U go up.
-static QString Letters(const std::array<bool, 12> &enabled)
+// Enabled commands as letters in menu order: M make dir, R rename, D delete, A abort, F refresh, C connect, Q quick
+// connect, X disconnect, P passive switch, S select all, I invert, U go up.
+static QString EnabledCommands(const ExplorerActions &a)
 {
+    using C = ExplorerActions;
+    const QAction *inMenuOrder[] = {
+        a.command(C::MakeDir),       a.command(C::Rename),  a.command(C::Delete),       a.command(C::Abort),
+        a.command(C::Refresh),       a.command(C::Connect), a.command(C::QuickConnect), a.command(C::Disconnect),
+        a.command(C::SwitchPassive), a.selectAll,           a.invertSelection,          a.goUp};
     QString letters;
     for (int i = 0; i < 12; ++i) {
-        if (enabled[i])
+        if (inMenuOrder[i]->isEnabled())
             letters += QLatin1Char("MRDAFCQXPSIU"[i]);
     }
     return letters;
 }
 
-static QString EnabledCommands(const CommandStates &s)
-{
-    return Letters({s.makeDir, s.rename, s.remove, s.abort, s.refresh, s.connect, s.quickConnect, s.disconnect,
-                    s.switchPassive, s.selectAll, s.invertSelection, s.goUp});
-}
-
 static QString EnabledCommands(fFTPMain &window)
 {
     window.UpdateCommandStates();
-    const ExplorerActions &a = *window.actions();
-    const auto on = [&a](ExplorerActions::Command command) { return a.command(command)->isEnabled(); };
-    return Letters({on(ExplorerActions::MakeDir), on(ExplorerActions::Rename), on(ExplorerActions::Delete),
-                    on(ExplorerActions::Abort), on(ExplorerActions::Refresh), on(ExplorerActions::Connect),
-                    on(ExplorerActions::QuickConnect), on(ExplorerActions::Disconnect),
-                    on(ExplorerActions::SwitchPassive), a.selectAll->isEnabled(), a.invertSelection->isEnabled(),
-                    a.goUp->isEnabled()});
+    return EnabledCommands(*window.actions());
 }
 
-// What the window's operations seldom show: two command states it holds too
-// briefly to read (a reply awaited: no going up; the transfer dialog up on a window
-// that is not connected), and RMD's name for a folder outside the current one.
+// What the window's operations seldom show: two command states it holds too briefly to read (a reply awaited: no going
+// up; the transfer dialog up on a window that is not connected), and RMD's name for a folder outside the current one.
 void ExplorerOperationsTest::briefRules()
 {
-    QCOMPARE(EnabledCommands(ComputeCommandStates({true, true, true, 3, true, true})), u"MRDAFXPSI"_qs);
-    QCOMPARE(EnabledCommands(ComputeCommandStates({false, false, false, 0, true, false})), QString());
+    fFTPMain window;
+    ExplorerActions &actions = *window.actions();
+    actions.apply(ComputeCommandStates({true, true, true, 3, true, true}));
+    QCOMPARE(EnabledCommands(actions), u"MRDAFXPSI"_qs);
+    actions.apply(ComputeCommandStates({false, false, false, 0, true, false}));
+    QCOMPARE(EnabledCommands(actions), QString());
     QCOMPARE(RemoveDirName(u"/other/pub/a/"_qs, u"/pub/"_qs), u"/other/pub/a/"_qs);
 }
 
-// A file of `size` zero bytes, made without writing them.
-static void WriteSparse(const QString &path, qint64 size)
+const qint64 bigSize = qint64(1) << 30;
+
+// A file of 1 GiB zero bytes, made without writing them.
+static void WriteBig(const QString &path)
 {
+    QVERIFY(QDir().mkpath(QFileInfo(path).path()));
     QFile file(path);
     QVERIFY(file.open(QIODevice::WriteOnly));
-    QVERIFY(file.resize(size));
+    QVERIFY(file.resize(bigSize));
 }
 
 // As a user clicks it: once the menu shows it enabled.
@@ -97,8 +91,8 @@ static void SelectOnly(WindowBench &bench, const QString &name)
     bench.window.listView()->selectOnly(row);
 }
 
-// The small files of the top folder come first, the big one of the sub-folder
-// after them; the user cancels while the big one runs.
+// The small files of the top folder come first, the big one of the sub-folder after them; the user cancels while the
+// big one runs.
 void ExplorerOperationsTest::downloadTreeCancelled()
 {
     WindowBench bench(ServerKind::Vsftpd);
@@ -106,9 +100,7 @@ void ExplorerOperationsTest::downloadTreeCancelled()
     const QString root = bench.server.rootDir();
     const QList<TreeFile> small = {{u"top/one.txt"_qs, 1000}, {u"top/two.txt"_qs, 70000}};
     QVERIFY(writeTree(root, small));
-    QVERIFY(QDir().mkpath(root + u"/top/sub"_qs));
-    const qint64 bigSize = qint64(1) << 30;
-    WriteSparse(root + u"/top/sub/big.bin"_qs, bigSize);
+    WriteBig(root + u"/top/sub/big.bin"_qs);
     bench.server.handOver();
     fFTPMain &window = bench.window;
     QCOMPARE(EnabledCommands(window), u"CQ"_qs);
@@ -175,8 +167,8 @@ void ExplorerOperationsTest::renameAndMakeFolderThroughInputBox()
     QVERIFY(writeTree(bench.server.rootDir(), {{u"old.txt"_qs, 10}, {u"other.txt"_qs, 20}}));
     QVERIFY(bench.connect());
     SelectOnly(bench, u"old.txt"_qs);
-    // The name is asked for after RNFR's 350; Cancel there sends no RNTO. The
-    // rename runs once the window is idle: the answer is awaited before the next.
+    // The name is asked for after RNFR's 350; Cancel there sends no RNTO. The rename runs once the window is idle: the
+    // answer is awaited before the next.
     const QPointer<QTimer> cancelling = answerInput(u"typed.txt"_qs, false);
     Trigger(bench.window, ExplorerActions::Rename);
     QTRY_VERIFY(!cancelling);
@@ -202,11 +194,9 @@ void ExplorerOperationsTest::deleteNestedTree_data()
     QTest::addColumn<QString>("folder"); // where the user is
     QTest::addColumn<QString>("selected");
     QTest::addColumn<QStringList>("kept"); // what must stay on the server
-    // At the root, removing every "/" would turn /a/b/c into "abc".
+    // Removing every "/" would turn /a/b/c into "abc"; every "/x", /x/y/x into "/y"; every "/x/", /x/x/ into "".
     QTest::newRow("in the root") << u"/"_qs << u"a"_qs << QStringList{"abc", "keep.txt"};
-    // In /x, removing every "/x" would send /x/y/x as "/y".
     QTest::newRow("current folder recurs deeper") << u"/x/"_qs << u"y"_qs << QStringList{"y", "x/keep.txt"};
-    // In /x, removing every "/x/" would send /x/x/ as "" (the current folder).
     QTest::newRow("named as the current folder") << u"/x/"_qs << u"x"_qs << QStringList{"y", "x/keep.txt"};
 }
 
@@ -255,15 +245,14 @@ void ExplorerOperationsTest::stopWhileTransferRuns_data()
     QTest::newRow("disconnecting") << false;
 }
 
-// No question either way: the data connection goes and the session ends; a closed
-// window is gone, a disconnected one stays, empty, ready to connect again.
+// No question either way: the data connection goes and the session ends; a closed window is gone, a disconnected one
+// stays, empty, ready to connect again.
 void ExplorerOperationsTest::stopWhileTransferRuns()
 {
     QFETCH(bool, closeWindow);
     WindowBench bench(ServerKind::Pyftpdlib);
     START_OR_FAIL(bench.server);
-    const qint64 bigSize = qint64(1) << 30;
-    WriteSparse(bench.server.rootDir() + u"/big.bin"_qs, bigSize);
+    WriteBig(bench.server.rootDir() + u"/big.bin"_qs);
     QVERIFY(bench.connect());
     fFTPMain &window = bench.window;
     SelectOnly(bench, u"big.bin"_qs);

@@ -1,5 +1,5 @@
-// One explorer window on one real server for the window tests, and what a user
-// reads off it: the rows, the tree's folders and the log as shown.
+// One explorer window on one real server for the window tests, and what a user reads off it: the rows, the tree's
+// folders and the log as shown.
 #pragma once
 
 #include "explorer/AddressCombo.h"
@@ -54,8 +54,7 @@ struct WindowBench {
         return window.ConnectWith(ftpSettings());
     }
 
-    // Enter pressed after typing text into the address combo; back when the list
-    // has been filled.
+    // Enter pressed after typing text into the address combo; back when the list has been filled.
     void typeAddress(const QString &text)
     {
         window.SetStatusText({});
@@ -76,11 +75,10 @@ struct WindowBench {
 inline QPointer<QTimer> answerInput(const QString &text, bool ok = true, QString *defaultSeen = nullptr)
 {
     return whenModal([text, ok, defaultSeen](QWidget *box) {
-        auto *edit = box->findChild<QLineEdit *>(u"InputText"_qs);
+        QLineEdit *edit = control(*box, u"InputText"_qs);
         if (defaultSeen)
-            *defaultSeen = edit ? edit->text() : QString();
-        if (edit)
-            edit->setText(text);
+            *defaultSeen = edit->text();
+        edit->setText(text);
         QMetaObject::invokeMethod(box, ok ? "accept" : "reject", Qt::QueuedConnection);
     });
 }

@@ -1,6 +1,6 @@
 #pragma once
-// Driving widgets as a user does: controls found by name, text typed, a modal
-// box answered once it is up, and screenshots of what the user sees.
+// Driving widgets as a user does: controls found by name, text typed, a modal box answered once it is up, and
+// screenshots of what the user sees.
 
 #include <QApplication>
 #include <QDir>
@@ -24,21 +24,13 @@ template <typename T = QLineEdit> T *control(QWidget &dialog, const QString &nam
     return found;
 }
 
-inline void type(QLineEdit *box, const QString &text)
-{
-    box->selectAll();
-    box->del();
-    QTest::keyClicks(box, text);
-}
-
 inline void clickChild(QWidget *box, const QString &objectName)
 {
     if (auto *button = box->findChild<QPushButton *>(objectName))
         button->click();
 }
 
-// Answers the next modal dialog (it runs its own loop); the returned pointer
-// turns null once it has.
+// Answers the next modal dialog (it runs its own loop); the returned pointer turns null once it has.
 inline QPointer<QTimer> whenModal(std::function<void(QWidget *)> answer)
 {
     auto *poll = new QTimer;
