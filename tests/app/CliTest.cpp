@@ -141,13 +141,8 @@ void CliTest::urls()
         return;
     }
     QVERIFY2(url, qPrintable(error));
-    const QStringList parts{url->user,
-                            url->password,
-                            url->host,
-                            url->hostAndPort(),
-                            url->path,
-                            QString::number(int(url->encryption)),
-                            url->remotePath("/home/me/")};
+    QStringList parts{url->user, url->password, url->host, url->hostAndPort(), url->path};
+    parts << QString::number(int(url->encryption)) << url->remotePath("/home/me/");
     QCOMPARE(parts.join('|'), QString(expected).replace("{anon}", korvan::sAnonPassword));
     // One session serves the URLs of one server and log-on, whatever their paths.
     FtpUrl other = *url;

@@ -12,8 +12,7 @@ namespace korvan::test {
 
 namespace {
 
-// The quick-connect dialog: its account fields are kept, the password typed
-// over when one is given, then Connect, then `next`.
+// The quick-connect dialog: its account fields kept, the password typed over if given, Connect, then `next`.
 void connectInQuickDialog(QStringList *shown, const QString &password = {}, std::function<void()> next = {})
 {
     whenModal([shown, password, next](QWidget *box) {
@@ -36,8 +35,7 @@ private slots:
     void addressFillsSettings();
     void connectsToAnAddress_data();
     void connectsToAnAddress();
-    void configureOffersNoConnect();
-    void tempDirIsOwnerOnly();
+    void configureAndTempDir();
 };
 
 // Including the readings that look odd (a port is not recognised) but that hosts rely on.
@@ -137,7 +135,8 @@ void cPellamTest::connectsToAnAddress()
         saveScreenshot(&host, u"cPellam-embedded"_qs);
 }
 
-void cPellamTest::configureOffersNoConnect()
+// The site manager offers no Connect; the temporary folder is the owner's alone.
+void cPellamTest::configureAndTempDir()
 {
     cPellam pellam;
     QString title;
@@ -151,14 +150,9 @@ void cPellamTest::configureOffersNoConnect()
     QCOMPARE(title, u"FTP Site Manager"_qs);
     QVERIFY(!connectShown);
     QVERIFY(!pellam.IsBusy());
-}
-
-void cPellamTest::tempDirIsOwnerOnly()
-{
     QTemporaryDir base;
-    cPellam pellam;
     pellam.SetTempDir(base.path() + u"/korvan temp"_qs);
-    // rwx for the owner alone; Qt reports the owner's rights twice, as the owner's and as ours.
+    // Qt reports the owner's rights twice, as the owner's and as ours.
     QCOMPARE(QFileInfo(base.path() + u"/korvan temp/"_qs).permissions(), QFileDevice::Permissions(0x7700));
 }
 

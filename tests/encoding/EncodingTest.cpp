@@ -1,5 +1,4 @@
-// cEncode: every mode on known vectors and hostile input, seeded random round
-// trips with the encoders' line limits, and the text helpers.
+// cEncode: every mode on known vectors and hostile input, seeded random round trips, the text helpers.
 #include "encoding/Windows1252.h"
 #include "korvan/cEncode.h"
 
@@ -174,8 +173,7 @@ void EncodingTest::textHelpers()
     }
 }
 
-// Long and mixed texts: words of at most 75 characters that each hold whole
-// characters, and the whole decodes back.
+// Long mixed texts: words of at most 75 characters, each of whole characters; the whole decodes back.
 void EncodingTest::encWordsRoundTrip()
 {
     const QStringList pool = QString(u" _=?aZ9\x01\t€šÿéЖж漢字"_qs).split(QString(), Qt::SkipEmptyParts)
