@@ -30,30 +30,26 @@ using namespace korvan::test;
 namespace {
 
 // "name with blanks" uses single blanks: listings collapse runs of blanks.
-const QList<TreeFile> kRemoteTree{
-    {"tree/top.txt", 10},
-    {"tree/zero.txt", 0},
-    {"tree/name with blanks.txt", 3000},
-    {"tree/nested/middle.bin", 70000},
-    {"tree/nested/deeper/bottom.bin", 200000},
-    {"tree/folder with blank/inner.txt", 5},
-    {"tree/big.bin", 24 << 20},
-};
+const QList<TreeFile> kRemoteTree{{"tree/top.txt", 10},
+                                  {"tree/zero.txt", 0},
+                                  {"tree/name with blanks.txt", 3000},
+                                  {"tree/nested/middle.bin", 70000},
+                                  {"tree/nested/deeper/bottom.bin", 200000},
+                                  {"tree/folder with blank/inner.txt", 5},
+                                  {"tree/big.bin", 24 << 20}};
 const QStringList kRemoteEmptyFolders{"tree/empty", "tree/nested/deeper/empty too"};
 
 // Many small files: each is a data connection, where TLS 1.3 uploads once failed with 426.
 QList<TreeFile> localTree()
 {
-    QList<TreeFile> files{
-        {"up/a.txt", 12},
-        {"up/.dotfile", 7},
-        {"up/zero.bin", 0},
-        {"up/with blank.txt", 40000},
-        {"up/sub/b.bin", 123456},
-        {"up/sub/deeper/c.bin", 25396},
-        {"up/.hidden/skipped.txt", 9},
-        {"up/sub/.cache/skipped.bin", 9},
-    };
+    QList<TreeFile> files{{"up/a.txt", 12},
+                          {"up/.dotfile", 7},
+                          {"up/zero.bin", 0},
+                          {"up/with blank.txt", 40000},
+                          {"up/sub/b.bin", 123456},
+                          {"up/sub/deeper/c.bin", 25396},
+                          {"up/.hidden/skipped.txt", 9},
+                          {"up/sub/.cache/skipped.bin", 9}};
     for (int i = 0; i < 30; ++i)
         files.append({QStringLiteral("up/many/f%1.bin").arg(i), qint64(i) * 7919 % 30001 + 1});
     return files;
@@ -271,8 +267,12 @@ void TransferServerTest::checkListing(Bench &bench)
         // Dates of today as "now" within a time zone's hours, the old one exact.
         const QDateTime listed = QLocale(QLocale::English).toDateTime(list.FileDate(i), "M/d/yyyy h:mm AP");
         const bool now = qAbs(listed.secsTo(QDateTime::currentDateTime())) < 15 * 3600;
-        entries << QStringList{list.FileName(i), list.FileSize(i), list.FileAttr(i), list.FileLink(i),
-                               list.IsFolder(i) ? "d" : "f", now ? "now" : list.FileDate(i)}
+        entries << QStringList{list.FileName(i),
+                               list.FileSize(i),
+                               list.FileAttr(i),
+                               list.FileLink(i),
+                               list.IsFolder(i) ? "d" : "f",
+                               now ? "now" : list.FileDate(i)}
                        .join('|');
     }
     const QString absTarget = bench.server.rootDir() + "/listed/folder";
