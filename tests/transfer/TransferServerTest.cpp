@@ -20,9 +20,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <fcntl.h>
+#include <fstream>
+
 #include <sys/stat.h>
-#include <unistd.h>
 
 using namespace korvan;
 using namespace korvan::test;
@@ -59,14 +59,6 @@ const QList<TreeFile> kLocalTree = localTree();
 // pyftpdlib lists a name that is not UTF-8 with "?" for its bytes: no client reaches it there.
 const QByteArray kLatin1Name = "caf\xe9.txt";
 
-// Qt would store the name as UTF-8; the server must find these very bytes on disk.
-bool writeRawName(const QByteArray &path, const QByteArray &contents)
-{
-    const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    const bool written = fd >= 0 && ::write(fd, contents.constData(), contents.size()) == contents.size();
-    return ::close(fd) == 0 && written;
-}
-
 // /listed/: a sparse big file, an old date, two blanks, UTF-8, a dot-file, both kinds of link.
 bool writeListedFolder(const QString &root, bool withLatin1Name)
 {
@@ -81,7 +73,9 @@ bool writeListedFolder(const QString &root, bool withLatin1Name)
            && old.setFileTime(oldTime, QFileDevice::FileModificationTime) && big.open(QIODevice::WriteOnly)
            && big.resize(123456789) && QFile::link("folder", folder + "/rel-link")
            && QFile::link(folder + "/folder", folder + "/abs-link")
-           && (!withLatin1Name || writeRawName(QFile::encodeName(folder) + "/" + kLatin1Name, "latin-1 named\n"));
+           // Through std::ofstream: Qt would store the name as UTF-8; the server must find these very bytes.
+           && (!withLatin1Name
+               || std::ofstream((QFile::encodeName(folder) + "/" + kLatin1Name).constData()) << "latin-1 named\n");
 }
 
 struct CountingHost : TransferHost {
