@@ -40,8 +40,7 @@ const QList<TreeFile> kRemoteTree{{"tree/top.txt", 10},
 const QStringList kRemoteEmptyFolders{"tree/empty", "tree/nested/deeper/empty too"};
 
 // Many small files: each is a data connection, where TLS 1.3 uploads once failed with 426.
-QList<TreeFile> localTree()
-{
+const QList<TreeFile> kLocalTree = [] {
     QList<TreeFile> files{{"up/a.txt", 12},
                           {"up/.dotfile", 7},
                           {"up/zero.bin", 0},
@@ -53,8 +52,7 @@ QList<TreeFile> localTree()
     for (int i = 0; i < 30; ++i)
         files.append({QStringLiteral("up/many/f%1.bin").arg(i), qint64(i) * 7919 % 30001 + 1});
     return files;
-}
-const QList<TreeFile> kLocalTree = localTree();
+}();
 
 // pyftpdlib lists a name that is not UTF-8 with "?" for its bytes: no client reaches it there.
 const QByteArray kLatin1Name = "caf\xe9.txt";
