@@ -333,7 +333,8 @@ void TransferServerTest::logOnRefused_data()
     // pyftpdlib offers no TLS and answers AUTH with 500: nothing more goes out, QUIT included.
     QTest::newRow("TLS required, server has none") << ServerKind::Pyftpdlib << false << "Log on failed"
                                                    << "refused AUTH TLS";
-    QTest::newRow("changed certificate refused") << ServerKind::Vsftpd << true << "WARNING" << QString();
+    QTest::newRow("changed certificate refused") << ServerKind::Vsftpd << true << "WARNING"
+                                                 << "Certificate not trusted";
 }
 
 void TransferServerTest::logOnRefused()
