@@ -1,5 +1,4 @@
-// cFTPList on LIST text: listings -> entries (UNIX and DOS forms, links, odd
-// dates, hostile lines), the date and size words, the entry table's bounds.
+// cFTPList on LIST text (UNIX and DOS forms, links, hostile lines), the date and size words, the table's bounds.
 // Run in a German locale: nothing may follow it.
 #include "korvan/cFTPList.h"
 #include "listing/ListingDate.h"
@@ -183,8 +182,7 @@ void ListingTest::sizes()
     QCOMPARE(korvan::FormatListingSize(word), expected);
 }
 
-// One slot per line of the last listing: slots past the entries read empty, an
-// index outside the table throws, from every getter and setter alike.
+// One slot per line of the last listing: slots past the entries read empty, an index outside throws.
 void ListingTest::entryTable()
 {
     cFTPList list;

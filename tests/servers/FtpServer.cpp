@@ -75,7 +75,6 @@ const Recipe kRecipes[] = {
      "RequireValidShell off\n"
      "DefaultRoot ~\n"
      "AllowOverwrite on\n"
-     "Umask 022\n"
      // Its delay module otherwise slows every log-on.
      "<IfModule mod_delay.c>\n  DelayEngine off\n</IfModule>\n",
      "",
@@ -86,9 +85,7 @@ const Recipe kRecipes[] = {
      "TLSRequired on\n"
      "TLSProtocol TLSv1.2 TLSv1.3\n"
      "TLSRSACertificateFile {dir}/cert.pem\n"
-     "TLSRSACertificateKeyFile {dir}/key.pem\n"
-     "TLSVerifyClient off\n"
-     "TLSLog {dir}/tls.log\n",
+     "TLSRSACertificateKeyFile {dir}/key.pem\n",
      "TLSOptions UseImplicitSSL\n"},
     // -L: it silently cuts listings at 10,000 entries otherwise. -Y 3: TLS for log-on and data.
     {"pure-ftpd", "pure-ftpd", "-S {host},{port} -l unix -E -A -H -4 -f none -L 200000:5 -g {dir}/pure-ftpd.pid", "",

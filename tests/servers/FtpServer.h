@@ -1,11 +1,7 @@
 #pragma once
 
-// Real FTP servers from Debian's packages, started on loopback for one test.
-//
-// Each owns a port, a temporary root folder and a log-on: for vsftpd, proftpd and
-// pure-ftpd a system user whose home is the root (they need root), for pyftpdlib
-// a virtual user. The binaries come from $KORVAN_FTPD_DIR (default
-// /opt/korvan-ftpd, filled by scripts/setup-servers.sh) or the system folders.
+// Real FTP servers from Debian's packages on loopback, each with its port, root folder and user (a system user,
+// made as root, but for pyftpdlib). Binaries from $KORVAN_FTPD_DIR (default /opt/korvan-ftpd) or /usr/sbin.
 
 #include <QLockFile>
 #include <QMetaType>
@@ -31,13 +27,10 @@ public:
     FtpServer(const FtpServer &) = delete;
     FtpServer &operator=(const FtpServer &) = delete;
 
-    // Starts the server and waits until it listens. False with a message naming
-    // the server, its port and what went wrong, with the server's output.
+    // Waits until it listens. False with a message naming the server, its port, the cause and its output.
     bool start(QString *error);
     void stop();
-    // Before start(): FTPS only, log-on and data, with a self-signed certificate
-    // made at start. vsftpd and proftpd also refuse a data connection that does
-    // not resume the control connection's TLS session (their default).
+    // Before start(): FTPS only, log-on and data, with a self-signed certificate made at start.
     void setTls(ServerTls mode) { tlsMode = mode; }
     // The certificate's SHA-256 fingerprint as openssl prints it ("AB:CD:...").
     QString certificateFingerprint() const { return fingerprint; }
@@ -81,6 +74,5 @@ private:
 
 } // namespace korvan::test
 
-// Lets tests put a server kind in a QtTest data table.
 Q_DECLARE_METATYPE(korvan::test::ServerKind)
 Q_DECLARE_METATYPE(korvan::test::ServerTls)
