@@ -60,8 +60,10 @@ void FtpRulesTest::text_data()
         << "unreadable";
     QTest::newRow("227 reversed parentheses") << "227" << "227 )127,0,0,1,4,1(\r\n" << 0 << "unreadable";
     QTest::newRow("227 five numbers") << "227" << "227 (127,0,0,1,4)\r\n" << 0 << "unreadable";
+    QTest::newRow("227 seven numbers") << "227" << "227 (127,0,0,1,4,1,1)\r\n" << 0 << "unreadable";
     QTest::newRow("227 byte above 255") << "227" << "227 (127,0,0,1,256,1)\r\n" << 0 << "unreadable";
     QTest::newRow("227 negative") << "227" << "227 (127,0,0,-1,4,1)\r\n" << 0 << "unreadable";
+    QTest::newRow("227 letters") << "227" << "227 (a,b,c,d,e,f)\r\n" << 0 << "unreadable";
     QTest::newRow("150: last parentheses") << "150 size" << "150 file (x) (12 bytes)\r\n" << 0 << "12";
     QTest::newRow("150: over 4 GiB") << "150 size" << "150 (6442450944 bytes)\r\n" << 0 << "6442450944";
     QTest::newRow("125 of pyftpdlib: no size") << "150 size"

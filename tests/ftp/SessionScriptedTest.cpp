@@ -57,6 +57,7 @@ void SessionScriptedTest::replyLine_data()
     row("110 keeps waiting", "NOOP", "110 restart marker\r\n", waiting);
     row("125 after LIST", "LIST", "125 starting\r\n", waiting);
     row("200", "TYPE I", "200 ok\r\n", done);
+    row("221", "QUIT", "221 bye\r\n", done);
     row("225 after ABOR", "ABOR", "225 aborted\r\n", done);
     row("225 after NOOP", "NOOP", "225 data open\r\n", waiting);
     row("226 after ABOR", "ABOR", "226 abort ok\r\n", done);
