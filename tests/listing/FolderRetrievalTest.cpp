@@ -99,6 +99,9 @@ void FolderRetrievalTest::getList_data()
     QTest::newRow("TYPE A refused: the empty buffer is cached")
         << "/one" << true << kPlainListing << Script{{"TYPE A", "500 not now"}} << QStringList{"TYPE A"}
         << failedStatus << true << "";
+    QTest::newRow("PASV refused")
+        << "/gone" << true << kPlainListing << Script{{"PASV", "425 Cannot open passive connection"}}
+        << QStringList{"TYPE A", "PASV"} << failedStatus << false << "not cached";
     QTest::newRow("LIST refused")
         << "/gone" << true << kPlainListing << Script{{"LIST /gone", "550 No such folder"}}
         << QStringList{"TYPE A", "PASV", "LIST /gone"} << failedStatus << false << "not cached";
