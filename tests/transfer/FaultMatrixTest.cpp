@@ -100,7 +100,6 @@ QByteArray sent(qint64 size)
     return "150 sending|data " + QByteArray::number(size) + "|close|226 done";
 }
 
-// What the engines ask of their caller beyond SessionUi.
 struct RecordingHost : TransferHost {
     QStringList labels; // "from | to | file"
     int refreshes = 0;
@@ -161,8 +160,8 @@ void writeLinkedTree(const QString &base)
     QFile::link(base + "/outside", base + "/tree/out2");
 }
 
-// The overall bar: the total first, then it follows the bytes of the running file
-// as well as the files done (a failed one included), never going back, to the total.
+// The overall bar follows the running file's bytes and the files done (failed ones
+// too), never going back, up to the total.
 void checkOverallBar(const HeadlessUi &ui)
 {
     QList<double> overall;
@@ -396,7 +395,6 @@ void FaultMatrixTest::cell()
     f.settings.bPassive = cell.passive;
     if (!cell.password.isEmpty())
         f.settings.sFTPPassword = cell.password;
-    // The time-out question, the log-on retry question: both answered "No".
     for (int i = 0; i < 4; ++i)
         f.ui.answerQuestion(QuestionAnswer::No);
     if (cell.realServer)
@@ -489,8 +487,7 @@ void FaultMatrixTest::batch_data()
               .result = false,
               .cancelAt = "up/b.bin",
               .refreshes = 0});
-    // Its local folder is made, its files are not fetched, the walk goes on; all
-    // listing comes before any RETR.
+    // Its local folder is made, the walk goes on; all listing comes before any RETR.
     add("a folder whose listing fails",
         Batch{.script = {{"LIST /broken", "550 Permission denied"},
                          {"LIST /fine",
@@ -549,8 +546,7 @@ void FaultMatrixTest::batch_data()
                            failed("Uploading", "mid.txt"), ok("Uploading", "deep.txt")},
               .firstStatus = "Uploading 6 files and folders...",
               .refreshes = 1});
-    // Below a current folder other than the root: folders are listed by their full
-    // path, files fetched relative to the working folder, landing at the same place.
+    // Folders listed by their full path, files fetched relative to the working folder.
     add("paths below the current folder",
         Batch{.script = {{"LIST /home/me/sub", listed(unixLine("-rw-r--r--", 40, "in sub.txt"))},
                          {"RETR top.txt", sent(5)},
@@ -562,8 +558,7 @@ void FaultMatrixTest::batch_data()
               .messages = {ok("Downloading", "top.txt"), ok("Downloading", "in sub.txt")},
               .files = {{"top.txt", pattern(5)}, {"sub/in sub.txt", pattern(40)}},
               .home = "/home/me"});
-    // "here -> ." and "up -> .." lead back into folders this walk has already
-    // taken: each link is resolved once, neither folder is listed again.
+    // Links back into walked folders: each resolved once, neither folder listed again.
     add("links into walked folders",
         Batch{
             .script = {{"LIST /top", listed(unixLine("lrwxrwxrwx", 1, "here -> .") + unixLine("drwxr-xr-x", 4096, "sub")
@@ -578,8 +573,7 @@ void FaultMatrixTest::batch_data()
                      "CWD /top/sub/up", "CWD /", "TYPE I", "PASV", "RETR top/t.txt", "PASV", "RETR top/sub/s.txt"},
             .messages = {ok("Downloading", "t.txt"), ok("Downloading", "s.txt")},
             .files = {{"top/sub/s.txt", pattern(4)}}});
-    // A file and a folder whose paths climb out of the local folder: neither is
-    // fetched nor made there; the file is reported failed.
+    // Neither fetched nor made outside the local folder; the file is reported failed.
     add("names that climb out", Batch{.script = {{"LIST /top", listed(unixLine("-rw-r--r--", 5, "x/../../../escape.txt")
                                                                       + unixLine("-rw-r--r--", 6, "fine.txt"))},
                                                  {"RETR top/fine.txt", sent(6)}},
@@ -588,8 +582,7 @@ void FaultMatrixTest::batch_data()
                                       .wire = {"TYPE A", "PASV", "LIST /top", "TYPE I", "PASV", "RETR top/fine.txt"},
                                       .messages = {failed("Downloading", "escape.txt"), ok("Downloading", "fine.txt")},
                                       .files = {{"escape.txt", "missing"}, {"out", "no folder"}}});
-    // A failing TYPE I or a local folder that is not there ends the loop with
-    // nothing but "Done": no transfer, no per-file message, no refresh.
+    // A failing TYPE I or a missing local folder: "Done", no transfer, message or refresh.
     for (const bool uploading : {false, true}) {
         for (const bool rootExists : {true, false}) {
             const Run run = [uploading, rootExists](Fixture &f) {
