@@ -62,9 +62,11 @@ void SessionScriptedTest::replyLine_data()
     row("225 after NOOP", "NOOP", "225 data open\r\n", waiting);
     row("226 after ABOR", "ABOR", "226 abort ok\r\n", done);
     row("226 after LIST", "LIST", "226 listed\r\n", waiting);
+    row("226 after RETR", "RETR f", "226 sent\r\n", waiting);
     row("227 unreadable", "PASV", "227 no address\r\n", waiting);
     row("230 continuation", "PASS x", "230-more to come\r\n", waiting);
     row("257 after PWD", "PWD", "257 \"/pub/x\" current\r\n", done, LogColour::Black, "/pub/x/");
+    row("257 root", "PWD", "257 \"/\" current\r\n", done, LogColour::Black, "/");
     row("257 with its slash: kept", "PWD", "257 \"/pub/\"\r\n", done, LogColour::Black, "/pub//");
     row("257 with a blank", "PWD", "257 \"/a b\"\r\n", done, LogColour::Black, "/a b/");
     row("257 after MKD keeps the folder", "MKD y", "257 \"/y\" created\r\n", done);
