@@ -155,7 +155,7 @@ void FolderRetrievalTest::cacheLifecycle()
         QByteArray listing;
         for (int i = 0; i < 100000; ++i)
             listing += unixLine("-rw-r--r--", i, "file-" + QByteArray::number(i));
-        QVERIFY(f.logOn(listing, {{"LIST /big", listed(listing) + "|wait 50|drop"}}));
+        QVERIFY(f.logOn(listing, {{"LIST /big", listed(listing) + "|wait 10|drop"}}));
         QVERIFY(!f.getList(u"/big"_qs));
         QCOMPARE(f.folders.cachedFolderCount(), 0);
         return;
