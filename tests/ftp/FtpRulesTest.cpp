@@ -1,6 +1,5 @@
-// The pure rules of the control connection and of remote paths: 227 addresses,
-// sizes in 150 replies, password masking, PORT arguments, wire text encodings,
-// path normalising. Reply codes and 257 folders: SessionScriptedTest's dispatch table.
+// The pure rules of the control connection and of remote paths; reply codes and
+// 257 folders are in SessionScriptedTest's dispatch table.
 
 #include "ftp/RemotePath.h"
 #include "ftp/ReplyRules.h"
@@ -70,19 +69,16 @@ void FtpRulesTest::text_data()
     QTest::newRow("125 of pyftpdlib: no size") << "150 size"
         << "125 Data connection already open. Transfer starting.\r\n" << 0 << "-1";
     QTest::newRow("150: not a number") << "150 size" << "150 Opening (some file)\r\n" << 0 << "-1";
-    QTest::newRow("mask: eleven chars") << "mask" << "PASS secret" << 0 << "PASS ******";
     QTest::newRow("mask: shorter than five") << "mask" << "PASS" << 0 << "PASS ";
     QTest::newRow("mask: inside a reply") << "mask" << "530 PASS rejected\r\n" << 0 << "PASS **************";
     QTest::newRow("mask: lower case kept") << "mask" << "pass secret" << 0 << "pass secret";
     QTest::newRow("mask: word containing it") << "mask" << "PASSIVE" << 0 << "PASS **";
     QTest::newRow("PORT 4660 = 0x1234") << "PORT" << "127.0.0.1" << 4660 << "127,0,0,1,18,52";
-    QTest::newRow("PORT high port") << "PORT" << "192.168.1.2" << 65535 << "192,168,1,2,255,255";
     QTest::newRow("PORT below 256 keeps the whole value") << "PORT" << "127.0.0.1" << 200 << "127,0,0,1,200,200";
     QTest::newRow("normalize: empty is the root") << "normalize" << "" << 0 << "/";
     QTest::newRow("normalize: a folder gets its slashes") << "normalize" << "pub/x" << 0 << "/pub/x/";
     QTest::newRow("normalize: dot dropped") << "normalize" << "/a/./b/" << 0 << "/a/b/";
     QTest::newRow("normalize: dot-dot skips emptied pieces") << "normalize" << "/a/b/./../c/" << 0 << "/a/c/";
-    QTest::newRow("normalize: two dot-dots") << "normalize" << "/a/b/c/../../d/" << 0 << "/a/d/";
     QTest::newRow("normalize: dot-dots past the root") << "normalize" << "/a/./b/../../.." << 0 << "/";
     QTest::newRow("normalize: absolute link behind a folder") << "normalize" << "/home/me//var/ftp/" << 0
         << "/var/ftp/";
@@ -92,9 +88,7 @@ void FtpRulesTest::text_data()
         << "/a/.hidden/..x/.../";
     QTest::newRow("strip: the root stays") << "strip /" << "/" << 0 << "/";
     QTest::newRow("strip: only one slash goes") << "strip /" << "/pub//" << 0 << "/pub/";
-    QTest::newRow("strip: no slash") << "strip /" << "/pub" << 0 << "/pub";
     QTest::newRow("add: a slash added") << "add /" << "/pub" << 0 << "/pub/";
-    QTest::newRow("add: empty") << "add /" << "" << 0 << "/";
     QTest::newRow("add: one more never") << "add /" << "/pub//" << 0 << "/pub//";
     // Shown when a downloaded block cannot be written; no scripted disk reaches it on demand.
     QTest::newRow("write failed") << "write failed" << "a.bin" << 0
@@ -110,8 +104,7 @@ void FtpRulesTest::text()
     QTEST(kRules.value(rule)(input, number), "expected");
 }
 
-// A listing may mix UTF-8 and Latin-1 names: each line is read on its own, and the
-// lines that needed Latin-1 are remembered for sending their names back.
+// Each line read on its own; those that needed Latin-1 remembered for the way back.
 void FtpRulesTest::wireLines()
 {
     QSet<QString> fallback;

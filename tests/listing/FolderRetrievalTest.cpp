@@ -1,17 +1,11 @@
-// Folder retrieval against our scripted server: LIST in its three forms, link
-// resolution with one CWD per link and one back, the "Processing" texts, the
-// failure paths, and the listing cache over a session's life.
+// Folder retrieval: LIST in its three forms, links resolved with one CWD each and
+// one back, the "Processing" texts, the failures, the listing cache's life.
 
 #include "listing/FolderRetrieval.h"
-#include "fixtures/HeadlessUi.h"
-#include "fixtures/ScriptedFtpServer.h"
 #include "fixtures/ScriptedSession.h"
 #include "ftp/FtpSession.h"
-#include "korvan/FtpSettings.h"
 
 #include <QTest>
-
-#include <memory>
 
 using namespace korvan;
 using namespace korvan::test;
@@ -161,7 +155,7 @@ void FolderRetrievalTest::cacheLifecycle()
         QByteArray listing;
         for (int i = 0; i < 100000; ++i)
             listing += unixLine("-rw-r--r--", i, "file-" + QByteArray::number(i));
-        QVERIFY(f.logOn(listing, {{"LIST /big", listed(listing) + "|wait 50|drop"}}));
+        QVERIFY(f.logOn(listing, {{"LIST /big", listed(listing) + "|wait 10|drop"}}));
         QVERIFY(!f.getList(u"/big"_qs));
         QCOMPARE(f.folders.cachedFolderCount(), 0);
         return;

@@ -1,10 +1,6 @@
-// The transfer engines where servers and disks fail, mostly against our scripted
-// server (what real servers do not do on demand), a few real servers killed in
-// the middle. The fault matrix: every way a log-on, a listing, a download or an
-// upload can fail, each cell run through the real engines; a cell ends in a
-// failure or in the time-out question, never hangs, and every file it moves is
-// either byte-identical or reported failed. Then whole batches: the exact
-// commands on the wire, the per-file messages and the files on disk.
+// The transfer engines where servers and disks fail: each cell ends in a failure
+// or the time-out question, and every file is byte-identical or reported failed.
+// Then whole batches: the commands on the wire, the messages, the files on disk.
 
 #include "fixtures/HeadlessUi.h"
 #include "fixtures/ScriptedFtpServer.h"
@@ -35,15 +31,12 @@ using namespace korvan::test;
 namespace {
 
 enum class Operation { LogOn, List, Download, DownloadFolder, Upload, UploadTree };
-// How a cell must end: failed (nothing claimed done that is not), failed after
-// the time-out question, done (a hostile reply the engine copes with), or
-// either of failed and done when all bytes may have come before the fault.
+// Either: all bytes may have come before the fault.
 enum class Ending { Failed, Question, Done, Either };
 enum class LocalDisk { Plain, Full, ReadOnly };
 
 constexpr qint64 kFileSize = 300000;
 constexpr qint64 kBigFileSize = 64 * 1024 * 1024; // long enough to be cut off midway
-constexpr int kGuardMs = 30000;
 
 struct Cell {
     Operation operation = Operation::Download;
@@ -54,14 +47,13 @@ struct Cell {
     QStringList names = {"f.bin"};
     LocalDisk disk = LocalDisk::Plain;
     std::optional<ServerKind> realServer; // a real server instead of a script
-    bool killed = true;                   // the real server is killed mid-transfer
+    bool killed = false;                  // the real server is killed mid-transfer
     bool ipv6 = false;                    // the real server listens on ::1
     QString password;                     // instead of the scripted log-on's
 };
 
-// A fault along one transfer: the rows for PASV and PORT (empty: the default)
-// and the transfer command's actions, in which "{half}" moves half the file and
-// "{all}" all of it; then how a listing, a download and an upload end.
+// The rows for PASV and PORT (empty: the default) and the transfer's actions,
+// "{half}" and "{all}" of the file; then how a listing, a download and an upload end.
 struct Fault {
     const char *name;
     QByteArray pasv, port, transfer;
@@ -72,8 +64,7 @@ const Fault kFaults[] = {
     {"drop control at command", {}, {}, "drop"},
     {"drop control mid-data", {}, {}, "150 opening|{half}|drop"},
     {"drop control before 226", {}, {}, "150 opening|{all}|close|drop", Ending::Either, Ending::Either},
-    // A listing ends on its data close (servers hold their 226 back), and a reset
-    // reads like a close: the listing shows what came, the late 426 is logged red.
+    // A listing ends on its data close: it shows what came, the late 426 is logged red.
     {"reset data mid-data", {}, {}, "150 opening|{half}|reset|426 connection closed", Ending::Either},
     // Active: the server never connects. Passive: the 227 names a port where nothing listens.
     {"data never opens", "227 Entering Passive Mode (127,0,0,1,0,1).", {}, "150 opening|226 done"},
@@ -109,7 +100,6 @@ QByteArray sent(qint64 size)
     return "150 sending|data " + QByteArray::number(size) + "|close|226 done";
 }
 
-// What the engines ask of their caller beyond SessionUi.
 struct RecordingHost : TransferHost {
     QStringList labels; // "from | to | file"
     int refreshes = 0;
@@ -148,8 +138,9 @@ struct Batch {
     QMap<QString, QByteArray> before; // local files written first ("folder": a folder)
     QStringList wire;                 // commands after the log-on, PORT without its argument
     QStringList messages;             // per-file log lines, "red: ..." or "magenta: ..."
-    QString firstStatus;
-    QMap<QString, QByteArray> files; // below the local folder: contents, "missing" or "folder"
+    QString firstStatus;              // with it, the overall bar checked
+    QString secondLabel;              // of the progress dialog, "{local}" the local folder
+    QMap<QString, QByteArray> files;  // below the local folder: contents, "missing" or "folder"
     bool result = true;
     QString cancelAt;   // the user cancels while this remote path is moving
     int refreshes = -1; // of the remote folder after the batch, -1: not checked
@@ -167,6 +158,22 @@ void writeLinkedTree(const QString &base)
     QFile::link(".", base + "/tree/sub/self");
     QFile::link("../outside", base + "/tree/out");
     QFile::link(base + "/outside", base + "/tree/out2");
+}
+
+// The overall bar follows the running file's bytes and the files done (failed ones
+// too), never going back, up to the total.
+void checkOverallBar(const HeadlessUi &ui)
+{
+    QList<double> overall;
+    for (const HeadlessUi::ProgressCall &call : ui.progress) {
+        if (call.name == "SetPrg2")
+            overall << (call.maximum >= 0 ? -call.maximum : call.value);
+    }
+    const double total = -overall.takeFirst();
+    QVERIFY(std::is_sorted(overall.cbegin(), overall.cend()));
+    QCOMPARE(overall.last(), total);
+    QVERIFY2(overall.size() > 3, "the bar moved only between files");
+    QCOMPARE(ui.progressUnloads, 1);
 }
 
 // The per-file log lines, "red: ..." or "magenta: ...".
@@ -194,7 +201,6 @@ private slots:
     void cell();
     void batch_data();
     void batch();
-    void progressFollowsTheBytes();
 
 private:
     static bool runOperation(Fixture &f, const Cell &cell);
@@ -245,11 +251,7 @@ void FaultMatrixTest::cell_data()
     add("RETR active: 226 without a data connection", Cell{.passive = false,
                                                            .script = {{"RETR *", "150 opening|226 done"}},
                                                            .logged = u"did not open within 1 seconds"_qs});
-    // A 227 that cannot be read leaves the command waiting: the time-out question.
-    add("RETR passive: 227 without parentheses",
-        Cell{.script = {{"PASV", "227 Entering Passive Mode 127,0,0,1,4,1"}}, .ending = Ending::Question});
-    // A refused RETR leaves no empty file, also when the server drops the data
-    // connection before it says no.
+    // No empty file left, also when the data connection closes before the 550.
     add("RETR passive: refused", Cell{.script = {{"RETR *", "open|close|wait 50|550 Failed to open file."}}});
     // 227 naming another loopback address: the data goes to the server's own.
     add("RETR passive: 227 names 127.0.0.2",
@@ -260,24 +262,14 @@ void FaultMatrixTest::cell_data()
     const auto folderWith = [](const QByteArray &listing) {
         return Script{{"LIST /d", listed(listing)}, {"RETR d/ok.bin", sent(kFileSize)}};
     };
-    // Names holding CR, LF or NUL are never sent; the batch goes on to the good one.
     const QStringList badNames{"a\rb", "c\nd", QString("e") + QChar(0) + "f", "ok.bin"};
     add("LIST: names with CR, LF and NUL", Cell{.operation = Operation::DownloadFolder,
                                                 .script = folderWith(listingOf(badNames)),
                                                 .ending = Ending::Done,
                                                 .logged = u"Not sent: 'd/a\\rb'"_qs,
                                                 .names = badNames});
-    // Names that climb out of the local folder, and a link to an absolute path:
-    // nothing lands outside the chosen folder.
-    const QStringList climbing{"../../x", "a/../../../y", "ok.bin"};
-    add("LIST: names climbing out, a link to /etc",
-        Cell{.operation = Operation::DownloadFolder,
-             .script = folderWith(listingOf(climbing) + unixLine("lrwxrwxrwx", 4, "l -> /etc")),
-             .ending = Ending::Done,
-             .names = climbing});
     add("STOR: local name with LF",
         Cell{.operation = Operation::Upload, .logged = u"Not sent: 'x\\ny'"_qs, .names = {"x\ny"}});
-    // A listing past 5,000,000 lines is cut and shown as far as read.
     const qint64 listingSize = 3 * (FtpSession::kMaxListingLines + 1000);
     add("LIST: 5,000,000 lines and more",
         Cell{.operation = Operation::List,
@@ -291,21 +283,17 @@ void FaultMatrixTest::cell_data()
     add("RETR passive: full disk", Cell{.script = fourFiles, .names = four, .disk = LocalDisk::Full});
     add("RETR passive: read-only folder", Cell{.script = fourFiles, .names = four, .disk = LocalDisk::ReadOnly});
 
-    // Real servers: a local tree holding links to its own folders and twice to
-    // one outside it; IPv6 with the extended commands; a server killed mid-transfer.
+    // Real servers: a tree linking into itself, IPv6, a server killed mid-transfer.
     add("STOR tree with links to its parent: each folder once", Cell{.operation = Operation::UploadTree,
                                                                      .ending = Ending::Done,
                                                                      .logged = u"Skipped link 'tree/sub/up'"_qs,
-                                                                     .names = {},
-                                                                     .realServer = ServerKind::Pyftpdlib,
-                                                                     .killed = false});
+                                                                     .realServer = ServerKind::Pyftpdlib});
     for (const bool passive : {true, false}) {
         add(passive ? "RETR passive over IPv6 (::1)" : "RETR active over IPv6 (::1)",
             Cell{.passive = passive,
                  .ending = Ending::Done,
                  .logged = u"Downloading 'f.bin' is successful."_qs, // only EPSV or EPRT can get it there
                  .realServer = ServerKind::Pyftpdlib,
-                 .killed = false,
                  .ipv6 = true});
     }
     const std::tuple<ServerKind, bool, Operation> killed[] = {{ServerKind::Vsftpd, true, Operation::Download},
@@ -316,7 +304,7 @@ void FaultMatrixTest::cell_data()
         add(QStringLiteral("%1 %2 %3: server killed mid-transfer")
                 .arg(serverName(kind), passive ? "passive" : "active",
                      operation == Operation::Upload ? "STOR" : "RETR"),
-            Cell{.operation = operation, .passive = passive, .names = {"big.bin"}, .realServer = kind});
+            Cell{.operation = operation, .passive = passive, .names = {"big.bin"}, .realServer = kind, .killed = true});
     }
 }
 
@@ -351,8 +339,7 @@ bool FaultMatrixTest::runOperation(Fixture &f, const Cell &cell)
     }
 }
 
-// Each file is either byte-identical or reported failed (and then no empty
-// file of ours is left).
+// Each file is byte-identical, or reported failed leaving no empty file.
 QString FaultMatrixTest::mismatchedFiles(Fixture &f, const Cell &cell)
 {
     QString mismatch;
@@ -408,7 +395,6 @@ void FaultMatrixTest::cell()
     f.settings.bPassive = cell.passive;
     if (!cell.password.isEmpty())
         f.settings.sFTPPassword = cell.password;
-    // The time-out question, the log-on retry question: both answered "No".
     for (int i = 0; i < 4; ++i)
         f.ui.answerQuestion(QuestionAnswer::No);
     if (cell.realServer)
@@ -423,18 +409,8 @@ void FaultMatrixTest::cell()
     if (cell.disk == LocalDisk::Full) // fills most of the disk: two of four files fit at most
         QVERIFY(writeFile(f.target + "/filler", QByteArray(100 * 1024, 'f')));
 
-    bool hung = false;
-    QTimer guard;
-    guard.setSingleShot(true);
-    connect(&guard, &QTimer::timeout, this, [&] {
-        hung = true;
-        f.session.controlSocket().close();
-    });
-    guard.start(kGuardMs);
     const int answersBefore = f.ui.pendingAnswers();
     const bool ok = runOperation(f, cell);
-    guard.stop();
-    QVERIFY2(!hung, "the cell hung");
 
     const bool asked = f.ui.pendingAnswers() < answersBefore
                        && f.ui.questions.first().text == WaitTooLongText(f.settings.nFTPWaitTime);
@@ -488,6 +464,7 @@ void FaultMatrixTest::batch_data()
                   .wire = {"TYPE I", "PASV", "RETR a.bin", "PASV", "RETR b.bin", "PASV", "RETR c.bin"},
                   .messages = {ok("Downloading", "a.bin"), failed("Downloading", "b.bin"), ok("Downloading", "c.bin")},
                   .firstStatus = "Downloading 3 files and folders...",
+                  .secondLabel = "127.0.0.1/b.bin | {local}/b.bin | b.bin",
                   .files = {{"a.bin", pattern(1000)}, {"c.bin", pattern(3000)}}});
     }
     add("cancel during the second download",
@@ -510,8 +487,7 @@ void FaultMatrixTest::batch_data()
               .result = false,
               .cancelAt = "up/b.bin",
               .refreshes = 0});
-    // Its local folder is made, its files are not fetched, the walk goes on; all
-    // listing comes before any RETR.
+    // Its local folder is made, the walk goes on; all listing comes before any RETR.
     add("a folder whose listing fails",
         Batch{.script = {{"LIST /broken", "550 Permission denied"},
                          {"LIST /fine",
@@ -546,10 +522,13 @@ void FaultMatrixTest::batch_data()
               .wire = {"TYPE I", "PASV", "RETR old.bin", "PASV", "RETR new.bin"},
               .messages = {failed("Downloading", "old.bin"), ok("Downloading", "new.bin")},
               .files = {{"old.bin", "missing"}, {"new.bin", pattern(10)}}});
-    // MKD per folder level by level before any file, a failing MKD ignored,
-    // dot-folders neither made nor walked, dot-files and zero-size files as such.
+    // MKD level by level before any file, a failing MKD ignored, dot-folders skipped;
+    // a STOR whose data connection is cut fails alone, the refresh still follows.
     add("upload walk order",
-        Batch{.script = Script{{"MKD up", "550 exists"}, {"MKD *", "257 created"}} + stored,
+        Batch{.script = Script{{"MKD up", "550 exists"},
+                               {"MKD *", "257 created"},
+                               {"STOR up/one/mid.txt", "150 go|open|reset|426 Connection closed"}}
+                        + stored,
               .upload = {"single.txt", "up/"},
               .before = {{"single.txt", "single"},
                          {"up/top.txt", "t"},
@@ -564,19 +543,10 @@ void FaultMatrixTest::batch_data()
                        "STOR up/one/two/deep.txt"},
               .messages = {ok("Uploading", "single.txt"), ok("Uploading", ".profile"),
                            "magenta: Uploading 'empty.txt' is aborted since it has 0 size.", ok("Uploading", "top.txt"),
-                           ok("Uploading", "mid.txt"), ok("Uploading", "deep.txt")},
+                           failed("Uploading", "mid.txt"), ok("Uploading", "deep.txt")},
               .firstStatus = "Uploading 6 files and folders...",
               .refreshes = 1});
-    // The data connection of a STOR dropped before the file is through: the file
-    // is failed, but the batch runs to its end, so the refresh still follows.
-    add("short upload", Batch{.script = {{"STOR big.bin", "150 go|open|reset|426 Connection closed"}},
-                              .upload = {"big.bin"},
-                              .before = {{"big.bin", pattern(8 << 20)}},
-                              .wire = {"TYPE I", "PASV", "STOR big.bin"},
-                              .messages = {failed("Uploading", "big.bin")},
-                              .refreshes = 1});
-    // Below a current folder other than the root: folders are listed by their full
-    // path, files fetched relative to the working folder, landing at the same place.
+    // Folders listed by their full path, files fetched relative to the working folder.
     add("paths below the current folder",
         Batch{.script = {{"LIST /home/me/sub", listed(unixLine("-rw-r--r--", 40, "in sub.txt"))},
                          {"RETR top.txt", sent(5)},
@@ -588,8 +558,7 @@ void FaultMatrixTest::batch_data()
               .messages = {ok("Downloading", "top.txt"), ok("Downloading", "in sub.txt")},
               .files = {{"top.txt", pattern(5)}, {"sub/in sub.txt", pattern(40)}},
               .home = "/home/me"});
-    // "here -> ." and "up -> .." lead back into folders this walk has already
-    // taken: each link is resolved once, neither folder is listed again.
+    // Links back into walked folders: each resolved once, neither folder listed again.
     add("links into walked folders",
         Batch{
             .script = {{"LIST /top", listed(unixLine("lrwxrwxrwx", 1, "here -> .") + unixLine("drwxr-xr-x", 4096, "sub")
@@ -604,8 +573,7 @@ void FaultMatrixTest::batch_data()
                      "CWD /top/sub/up", "CWD /", "TYPE I", "PASV", "RETR top/t.txt", "PASV", "RETR top/sub/s.txt"},
             .messages = {ok("Downloading", "t.txt"), ok("Downloading", "s.txt")},
             .files = {{"top/sub/s.txt", pattern(4)}}});
-    // A file and a folder whose paths climb out of the local folder: neither is
-    // fetched nor made there; the file is reported failed.
+    // Neither fetched nor made outside the local folder; the file is reported failed.
     add("names that climb out", Batch{.script = {{"LIST /top", listed(unixLine("-rw-r--r--", 5, "x/../../../escape.txt")
                                                                       + unixLine("-rw-r--r--", 6, "fine.txt"))},
                                                  {"RETR top/fine.txt", sent(6)}},
@@ -614,8 +582,7 @@ void FaultMatrixTest::batch_data()
                                       .wire = {"TYPE A", "PASV", "LIST /top", "TYPE I", "PASV", "RETR top/fine.txt"},
                                       .messages = {failed("Downloading", "escape.txt"), ok("Downloading", "fine.txt")},
                                       .files = {{"escape.txt", "missing"}, {"out", "no folder"}}});
-    // A failing TYPE I or a local folder that is not there ends the loop with
-    // nothing but "Done": no transfer, no per-file message, no refresh.
+    // A failing TYPE I or a missing local folder: "Done", no transfer, message or refresh.
     for (const bool uploading : {false, true}) {
         for (const bool rootExists : {true, false}) {
             const Run run = [uploading, rootExists](Fixture &f) {
@@ -672,7 +639,10 @@ void FaultMatrixTest::batch()
     if (!batch.firstStatus.isEmpty()) { // "Downloading 3 files..." with the dialog's caption "Downloading..."
         QCOMPARE(f.ui.mainStatus.first(), batch.firstStatus);
         QCOMPARE(f.ui.progress.first().caption, batch.firstStatus.section(' ', 0, 0) + "...");
+        checkOverallBar(f.ui);
     }
+    if (!batch.secondLabel.isEmpty())
+        QCOMPARE(f.host.labels.value(1), QString(batch.secondLabel).replace("{local}", f.local.path().toLower()));
     QVERIFY(f.ui.mainStatus.contains("Done"));
     for (auto it = batch.files.cbegin(); it != batch.files.cend(); ++it) {
         const QString path = f.local.filePath(it.key());
@@ -684,32 +654,6 @@ void FaultMatrixTest::batch()
     QCOMPARE(f.download.summary().cancelled || f.upload.summary().cancelled, !batch.cancelAt.isEmpty());
     // The control connection is still in step afterwards.
     QVERIFY(f.session.PrintDir());
-    CHECK_NO_UI_FAILURES(f.ui);
-}
-
-// The overall bar: the total first, then it follows the bytes of the running
-// file as well as the files done (a failed one included), never going back. The
-// labels name the remote and the local file; the dialog goes at the end.
-void FaultMatrixTest::progressFollowsTheBytes()
-{
-    Fixture f;
-    // b.bin has fewer bytes than the listing said.
-    QVERIFY(f.logOn({{"RETR a.bin", sent(1000)}, {"RETR b.bin", sent(1200)}, {"RETR c.bin", sent(3000)}}));
-    QVERIFY(f.download.DownloadSelected(f.local.path(), "a.bin?1,000\r\nb.bin?2,000\r\nc.bin?3,000\r\n"));
-    QList<double> overall;
-    for (const HeadlessUi::ProgressCall &call : f.ui.progress) {
-        if (call.name == "SetPrg2")
-            overall << (call.maximum >= 0 ? -call.maximum : call.value);
-    }
-    QCOMPARE(overall.takeFirst(), -6000.0);
-    QVERIFY(std::is_sorted(overall.cbegin(), overall.cend()));
-    QVERIFY(overall.contains(1000) && overall.contains(3000));
-    QCOMPARE(overall.last(), 6000.0);
-    QVERIFY2(overall.size() > 3, "the bar moved only between files");
-    QCOMPARE(f.ui.progressUnloads, 1);
-    QCOMPARE(f.host.labels.size(), 3);
-    QCOMPARE(f.host.labels.at(1), "127.0.0.1/b.bin | " + f.local.filePath("b.bin").toLower() + " | b.bin");
-    QCOMPARE(f.download.summary().failed, 1);
     CHECK_NO_UI_FAILURES(f.ui);
 }
 
