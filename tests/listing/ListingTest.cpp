@@ -109,10 +109,17 @@ void ListingTest::entries()
     QVERIFY(text.isEmpty());
     QCOMPARE(listing, original); // the other owner of the text keeps it
 
-    QStringList got;
-    for (qint32 i = 0; i < list.FileNumb(); ++i)
-        got << describe(list, i);
-    QCOMPARE(got, expected.replaceInStrings(u"{year}"_qs, QString::number(QDate::currentDate().year())));
+    const auto describeAll = [](const cFTPList &parsed) {
+        QStringList all;
+        for (qint32 i = 0; i < parsed.FileNumb(); ++i)
+            all << describe(parsed, i);
+        return all;
+    };
+    QCOMPARE(describeAll(list), expected.replaceInStrings(u"{year}"_qs, QString::number(QDate::currentDate().year())));
+    // A session parses the bytes as they came, ASCII lines without decoding them.
+    cFTPList fromBytes;
+    fromBytes.setWireFileList(listing.toUtf8());
+    QCOMPARE(describeAll(fromBytes), expected);
 }
 
 void ListingTest::dates_data()
