@@ -121,6 +121,16 @@ private:
     int &depth;
 };
 
+// A handler of a socket's signal, counted in `running` while it runs: a socket
+// closed by its own handler is deleted only after the handler has returned.
+template <typename Handler> auto Counted(int &running, Handler handler)
+{
+    return [&running, handler](const auto &...arguments) {
+        SignalScope scope(running);
+        handler(arguments...);
+    };
+}
+
 QString protocolName(QSsl::SslProtocol protocol)
 {
     switch (protocol) {
@@ -331,10 +341,7 @@ bool SocketAdapter::listen(const QHostAddress &address)
 {
     close();
     listener = new Listener(tlsConfiguration.has_value(), this);
-    connect(listener, &QTcpServer::newConnection, this, [this] {
-        SignalScope scope(socketSignals);
-        onNewConnection();
-    });
+    connect(listener, &QTcpServer::newConnection, this, Counted(socketSignals, [this] { onNewConnection(); }));
     if (listener->listen(address, 0))
         return true;
     failed = true;
@@ -419,26 +426,13 @@ void SocketAdapter::adoptSocket(QTcpSocket *fresh)
     // Qt would otherwise pull everything the system holds (megabytes on loopback)
     // into memory before we see any of it.
     socket->setReadBufferSize(kReadBufferBytes);
-    connect(socket, &QTcpSocket::connected, this, [this] {
-        SignalScope scope(socketSignals);
-        emit connected();
-    });
-    connect(socket, &QTcpSocket::readyRead, this, [this] {
-        SignalScope scope(socketSignals);
-        onReadyRead();
-    });
-    connect(socket, &QTcpSocket::bytesWritten, this, [this](qint64 bytes) {
-        SignalScope scope(socketSignals);
-        onBytesWritten(bytes);
-    });
-    connect(socket, &QTcpSocket::disconnected, this, [this] {
-        SignalScope scope(socketSignals);
-        onPeerClosed();
-    });
-    connect(socket, &QTcpSocket::errorOccurred, this, [this](QAbstractSocket::SocketError socketError) {
-        SignalScope scope(socketSignals);
-        onSocketError(socketError);
-    });
+    connect(socket, &QTcpSocket::connected, this, Counted(socketSignals, [this] { emit connected(); }));
+    connect(socket, &QTcpSocket::readyRead, this, Counted(socketSignals, [this] { onReadyRead(); }));
+    connect(socket, &QTcpSocket::bytesWritten, this,
+            Counted(socketSignals, [this](qint64 bytes) { onBytesWritten(bytes); }));
+    connect(socket, &QTcpSocket::disconnected, this, Counted(socketSignals, [this] { onPeerClosed(); }));
+    connect(socket, &QTcpSocket::errorOccurred, this,
+            Counted(socketSignals, [this](QAbstractSocket::SocketError socketError) { onSocketError(socketError); }));
 }
 
 QString SocketAdapter::localIP() const
