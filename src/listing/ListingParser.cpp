@@ -331,6 +331,9 @@ qint32 ParseListingBytes(QByteArrayView bytes, int currentYear, ListingParseStat
         return 0;
     }
     Lines lines(currentYear, state, table, CountLineFeeds(bytes));
+    // After the table, which would otherwise take this room: the entries' texts
+    // (names, sizes, dates) take about twice the listing's bytes.
+    const PopulatedHeap texts(2 * bytes.size());
     const auto *data = reinterpret_cast<const uchar *>(bytes.data());
     const auto parseLine = [&](qsizetype start, qsizetype end, qsizetype decodeEnd) {
         if (IsAscii(data + start, end - start)) {

@@ -1,6 +1,9 @@
 #include "shell/FreshPages.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdlib>
+#include <vector>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -15,6 +18,10 @@ namespace {
 // Below this, faulting in is cheaper than the calls.
 constexpr qsizetype kMinBytes = 256 * 1024;
 constexpr std::uintptr_t kHugePage = 2 * 1024 * 1024;
+// Under malloc's threshold for a mapping of its own: these come from the heap.
+constexpr qsizetype kHeapBlock = 64 * 1024;
+// A thread's heap holds 64 MiB at most.
+constexpr qsizetype kMaxHeapBytes = 32 * 1024 * 1024;
 
 } // namespace
 
@@ -32,6 +39,36 @@ void PopulateFreshPages(void *start, qsizetype bytes)
     if (end - first >= kHugePage)
         ::madvise(reinterpret_cast<void *>(first), end - first, MADV_HUGEPAGE);
     ::madvise(reinterpret_cast<void *>(first), end - first, MADV_POPULATE_WRITE);
+}
+
+PopulatedHeap::PopulatedHeap(qsizetype bytes)
+{
+    bytes = std::min(bytes, kMaxHeapBytes);
+    if (bytes < kMinBytes)
+        return;
+    std::vector<void *> blocks;
+    blocks.reserve(size_t(bytes / kHeapBlock) + 1);
+    auto low = UINTPTR_MAX;
+    std::uintptr_t high = 0;
+    for (qsizetype taken = 0; taken < bytes; taken += kHeapBlock) {
+        void *block = std::malloc(size_t(kHeapBlock));
+        if (!block)
+            break;
+        blocks.push_back(block);
+        low = std::min(low, std::uintptr_t(block));
+        high = std::max(high, std::uintptr_t(block) + std::uintptr_t(kHeapBlock));
+    }
+    fence = std::malloc(1);
+    // Populated only when the blocks lie together, as they do in a fresh heap.
+    if (!blocks.empty() && high - low <= std::uintptr_t(bytes + bytes / 8))
+        PopulateFreshPages(reinterpret_cast<void *>(low), qsizetype(high - low));
+    for (void *block : blocks)
+        std::free(block);
+}
+
+PopulatedHeap::~PopulatedHeap()
+{
+    std::free(fence);
 }
 
 } // namespace korvan

@@ -12,3 +12,23 @@ namespace korvan {
 void PopulateFreshPages(void *start, qsizetype bytes);
 
 } // namespace korvan
+
+namespace korvan {
+
+// Room in the calling thread's heap for many small allocations to come (the
+// names of a 100,000-entry listing), mapped in one call: blocks are taken from
+// the heap, populated at once and given back as one free stretch, which a small
+// block kept behind them (until this object ends) stops the heap from handing
+// back to the system.
+class PopulatedHeap {
+public:
+    explicit PopulatedHeap(qsizetype bytes);
+    ~PopulatedHeap();
+    PopulatedHeap(const PopulatedHeap &) = delete;
+    PopulatedHeap &operator=(const PopulatedHeap &) = delete;
+
+private:
+    void *fence = nullptr;
+};
+
+} // namespace korvan
