@@ -17,11 +17,6 @@ namespace korvan {
 
 namespace {
 
-QString ProcessingText(int index, int count)
-{
-    return u"Processing "_qs + QString::number(index) + u'/' + QString::number(count) + u" files and folders"_qs;
-}
-
 bool NamesFolder(const QString &name, const QString &folderPath, const QString &currentDir)
 {
     const QString resolved = name.startsWith(u'/') ? name : currentDir + name;

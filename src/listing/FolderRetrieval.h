@@ -17,6 +17,9 @@ namespace korvan {
 class FtpSession;
 class SessionUi;
 
+// "Processing 10/100000 files and folders": shown at every tenth entry of a long walk.
+QString ProcessingText(qint32 index, qint32 count);
+
 class FolderRetrieval {
 public:
     FolderRetrieval(FtpSession &session, SessionUi &ui);
