@@ -55,6 +55,10 @@ const Command *findCommand(const char *name)
 
 int main(int argc, char *argv[])
 {
+    // Qt's own event loop rather than GLib's: GLib signals every posted event
+    // with a system call of its own, some ten per file of a tree transfer.
+    if (!qEnvironmentVariableIsSet("QT_NO_GLIB"))
+        qputenv("QT_NO_GLIB", "1");
     QCoreApplication app(argc, argv);
     const QStringList arguments = app.arguments().mid(1);
     if (arguments.isEmpty()) {

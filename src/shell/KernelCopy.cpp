@@ -61,7 +61,9 @@ ReadResult SplicePipe::moveToFile(int socket, int file, qint64 offset, qint64 ma
             result.end = got == 0 ? ReadEnd::PeerClosed : ReadEnd::Drained;
             return result;
         }
-        if (drainTo(file, offset + result.bytes, got, refused) != got) {
+        const qint64 drained = drainTo(file, offset + result.bytes, got, refused);
+        held += got - drained;
+        if (drained != got) {
             result.end = ReadEnd::Failed;
             return result;
         }

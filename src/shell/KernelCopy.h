@@ -37,6 +37,8 @@ public:
     SplicePipe(const SplicePipe &) = delete;
     SplicePipe &operator=(const SplicePipe &) = delete;
     bool isOpen() const { return readEnd >= 0; }
+    // Nothing waits in the pipe: the next transfer may use it.
+    bool isEmpty() const { return held == 0; }
 
     // Moves up to maxBytes from the socket into file at offset (the file's own
     // position stays). Failed means the file took fewer bytes than it was
@@ -49,6 +51,7 @@ private:
     qint64 copyTo(int file, qint64 offset, qint64 bytes);
     int readEnd = -1;
     int writeEnd = -1;
+    qint64 held = 0; // bytes that went in and not out
 };
 
 // How a write to the socket ended besides the bytes it took.
