@@ -204,21 +204,18 @@ void SplitLine(const Char *in, qsizetype size, std::vector<char16_t> &line, std:
     line.resize(size_t(size));
     char16_t *const out = line.data();
     qsizetype used = 0;
-    qsizetype wordStart = 0;
-    bool afterBlank = false;
-    for (qsizetype i = 0; i < size; ++i) {
-        const char16_t c = in[i];
-        const bool blank = c == u' ';
-        if (blank) {
-            if (afterBlank)
-                continue;
-            words.emplace_back(out + wordStart, used - wordStart);
-            wordStart = used + 1;
+    qsizetype i = 0;
+    for (;;) {
+        const qsizetype wordStart = used;
+        for (; i < size && in[i] != Char(' '); ++i)
+            out[used++] = char16_t(in[i]);
+        words.emplace_back(out + wordStart, used - wordStart);
+        if (i == size)
+            return;
+        out[used++] = u' ';
+        while (++i < size && in[i] == Char(' ')) {
         }
-        afterBlank = blank;
-        out[used++] = c;
     }
-    words.emplace_back(out + wordStart, used - wordStart);
 }
 
 // Eight bytes at a time: nearly every listing is ASCII throughout.
