@@ -119,72 +119,6 @@ bool runTool(const QString &program, const QStringList &arguments, QString *erro
     return false;
 }
 
-struct ProcessInfo {
-    qint64 pid = 0;
-    qint64 parent = -1;
-    long uid = -1;
-    bool zombie = false; // no signal ends it; its parent or init reaps it
-};
-
-// Every process, from /proc/PID/status.
-QList<ProcessInfo> allProcesses()
-{
-    QList<ProcessInfo> processes;
-    const QStringList entries = QDir("/proc").entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-    for (const QString &entry : entries) {
-        ProcessInfo info;
-        bool isNumber = false;
-        info.pid = entry.toLongLong(&isNumber);
-        QFile status("/proc/" + entry + "/status");
-        if (!isNumber || !status.open(QIODevice::ReadOnly))
-            continue;
-        for (const QByteArray &line : status.readAll().split('\n')) {
-            const QByteArray value = line.mid(line.indexOf(':') + 1).simplified();
-            if (line.startsWith("State:"))
-                info.zombie = value.startsWith('Z');
-            else if (line.startsWith("PPid:"))
-                info.parent = value.toLongLong();
-            else if (line.startsWith("Uid:"))
-                info.uid = value.split(' ').value(0).toLong();
-        }
-        processes << info;
-    }
-    return processes;
-}
-
-// Found before anything is killed: once the server dies its children are re-parented.
-QList<qint64> processTree(qint64 root)
-{
-    // Never 0 or below: to kill() those name whole process groups.
-    if (root <= 1)
-        return {};
-    const QList<ProcessInfo> processes = allProcesses();
-    QList<qint64> tree{root};
-    for (qsizetype i = 0; i < tree.size(); ++i) {
-        for (const ProcessInfo &process : processes) {
-            if (process.parent == tree.at(i))
-                tree << process.pid;
-        }
-    }
-    return tree;
-}
-
-// Session processes that left the tree still run as the server's user, which is this server's alone.
-void killUserProcesses(const QString &user)
-{
-    const passwd *entry = ::getpwnam(user.toLocal8Bit().constData());
-    for (int round = 0; entry && entry->pw_uid != 0 && round < 50; ++round) {
-        bool found = false;
-        for (const ProcessInfo &process : allProcesses()) {
-            if (process.uid == static_cast<long>(entry->pw_uid) && !process.zombie)
-                found = ::kill(static_cast<pid_t>(process.pid), SIGKILL) == 0 || found;
-        }
-        if (!found)
-            return;
-        QThread::msleep(20);
-    }
-}
-
 } // namespace
 
 QString serverName(ServerKind kind)
@@ -281,7 +215,6 @@ void FtpServer::deleteSystemUser()
 {
     if (!userCreated)
         return;
-    killUserProcesses(userName);
     QString error;
     if (!runTool("userdel", {userName}, &error))
         qWarning("FtpServer: %s", qPrintable(error));
@@ -347,11 +280,17 @@ bool FtpServer::launch(QString *error)
     // Die with the test program if it crashes before stop().
     serverProcess->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
     const QString arguments = QString::fromLatin1(server.arguments) + (tls ? server.tlsArguments : "");
-    serverProcess->start(programPath, filledIn(arguments).split(' ', Qt::SkipEmptyParts));
-    if (serverProcess->waitForStarted(5000)) {
-        serverPid = serverProcess->processId();
+    // As root, in a process namespace of its own, whose first process (a shell:
+    // vsftpd stops listening as that process) takes every session down with it.
+    const QStringList argumentList = filledIn(arguments).split(' ', Qt::SkipEmptyParts);
+    if (::geteuid() == 0)
+        serverProcess->start("unshare",
+                             QStringList{"--pid", "--kill-child", "sh", "-c", "\"$@\"; exit", "sh", programPath}
+                                 + argumentList);
+    else
+        serverProcess->start(programPath, argumentList);
+    if (serverProcess->waitForStarted(5000))
         return true;
-    }
     *error = QStringLiteral("cannot run %1: %2").arg(programPath, serverProcess->errorString());
     return false;
 }
@@ -374,23 +313,18 @@ bool FtpServer::waitUntilListening(QString *error)
     return false;
 }
 
-// vsftpd puts each session in a process session of its own: a process group does not reach it.
-void FtpServer::killProcessTree()
+void FtpServer::stopProcess()
 {
     if (!serverProcess)
         return;
-    // Only while it runs: once it has exited its pid may be another program's.
-    const QList<qint64> tree = serverProcess->state() == QProcess::Running ? processTree(serverPid) : QList<qint64>();
-    for (qint64 pid : tree)
-        ::kill(static_cast<pid_t>(pid), SIGKILL);
+    serverProcess->kill();
     serverProcess->waitForFinished(5000);
     serverProcess.reset();
-    serverPid = 0;
 }
 
 void FtpServer::stop()
 {
-    killProcessTree();
+    stopProcess();
     deleteSystemUser();
     baseDir.reset(); // removes root/ and the server's files
     portLock.reset();

@@ -54,7 +54,7 @@ private:
     QString filledIn(QString text) const;
     bool launch(QString *error);
     bool waitUntilListening(QString *error);
-    void killProcessTree();
+    void stopProcess();
     bool usesSystemUser() const { return serverKind != ServerKind::Pyftpdlib; }
 
     ServerKind serverKind;
@@ -66,7 +66,6 @@ private:
     QString userPassword;
     std::unique_ptr<QTemporaryDir> baseDir; // holds root/ and the server's own files
     std::unique_ptr<QProcess> serverProcess;
-    qint64 serverPid = 0;
     bool userCreated = false;
     ServerTls tlsMode = ServerTls::None;
     QString fingerprint;
