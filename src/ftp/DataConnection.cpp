@@ -276,10 +276,11 @@ void FtpSession::onDataArrival(qint64 bytesTotal)
 
 bool FtpSession::openDownloadFile()
 {
-    transferState.fileCreated = !QFileInfo::exists(transferState.localPath);
-    if (!transferFile.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
+    // Made new in one call where it did not exist, as for nearly every download.
+    transferState.fileCreated = transferFile.open(QIODevice::ReadWrite | QIODevice::Unbuffered | QIODevice::NewOnly);
+    if (!transferState.fileCreated && !transferFile.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
         return false;
-    transferState.fileLengthAtOpen = transferFile.size();
+    transferState.fileLengthAtOpen = transferState.fileCreated ? 0 : transferFile.size();
     return true;
 }
 
