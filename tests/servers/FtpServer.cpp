@@ -23,15 +23,10 @@ namespace {
 
 constexpr int kStartTimeoutMs = 20000;
 
-// What differs between the servers; {dir} holds the server's own files, {bin} is its program's folder.
+// What differs between the servers; {dir} holds the server's own files, {bin} is its program's folder. Arguments
+// and config get the TLS ones with TLS, the config the implicit one (empty: none) for implicit FTPS.
 struct Recipe {
-    const char *name;
-    const char *program; // looked up in the server folders unless absolute
-    const char *arguments;
-    const char *config;
-    const char *tlsArguments;
-    const char *tlsConfig;
-    const char *implicitTlsConfig; // empty: no implicit FTPS
+    const char *name, *program, *arguments, *config, *tlsArguments, *tlsConfig, *implicitTlsConfig;
 };
 
 const Recipe kRecipes[] = {
@@ -39,53 +34,23 @@ const Recipe kRecipes[] = {
     {"pyftpdlib", "/usr/bin/python3", "-m pyftpdlib -i {host} -p {port} -w -d {root} -u {user} -P {password}", "", "",
      "", ""},
     {"vsftpd", "vsftpd", "{dir}/server.conf",
-     "listen=YES\n"
-     "listen_address=127.0.0.1\n"
-     "listen_port={port}\n"
-     "anonymous_enable=NO\n"
-     "local_enable=YES\n"
-     "write_enable=YES\n"
-     "local_umask=022\n"
-     "chroot_local_user=YES\n"
-     "allow_writeable_chroot=YES\n"
-     "secure_chroot_dir={dir}/empty\n"
-     "pam_service_name=vsftpd\n"
-     "seccomp_sandbox=NO\n",
+     "listen=YES\nlisten_address=127.0.0.1\nlisten_port={port}\nanonymous_enable=NO\nlocal_enable=YES\n"
+     "write_enable=YES\nlocal_umask=022\nchroot_local_user=YES\nallow_writeable_chroot=YES\n"
+     "secure_chroot_dir={dir}/empty\npam_service_name=vsftpd\nseccomp_sandbox=NO\n",
      "",
-     "ssl_enable=YES\n"
-     "rsa_cert_file={dir}/cert.pem\n"
-     "rsa_private_key_file={dir}/key.pem\n"
-     "force_local_logins_ssl=YES\n"
+     "ssl_enable=YES\nrsa_cert_file={dir}/cert.pem\nrsa_private_key_file={dir}/key.pem\nforce_local_logins_ssl=YES\n"
      "force_local_data_ssl=YES\n",
      "implicit_ssl=YES\n"},
+    // Its delay module otherwise slows every log-on; mod_tls requires session reuse on data connections by default.
     {"proftpd", "proftpd", "-n -q -4 -c {dir}/server.conf",
-     "ServerType standalone\n"
-     "DefaultServer on\n"
-     "Port {port}\n"
-     "DefaultAddress 127.0.0.1\n"
-     "SocketBindTight on\n"
-     "User nobody\n"
-     "Group nogroup\n"
-     "PidFile {dir}/proftpd.pid\n"
-     "ScoreboardFile {dir}/proftpd.scoreboard\n"
-     "WtmpLog off\n"
-     "UseReverseDNS off\n"
-     "<IfModule mod_auth_pam.c>\n  AuthPAM off\n</IfModule>\n"
-     "AuthOrder mod_auth_unix.c\n"
-     "RequireValidShell off\n"
-     "DefaultRoot ~\n"
-     "AllowOverwrite on\n"
-     // Its delay module otherwise slows every log-on.
-     "<IfModule mod_delay.c>\n  DelayEngine off\n</IfModule>\n",
+     "ServerType standalone\nDefaultServer on\nPort {port}\nDefaultAddress 127.0.0.1\nSocketBindTight on\n"
+     "User nobody\nGroup nogroup\nPidFile {dir}/proftpd.pid\nScoreboardFile {dir}/proftpd.scoreboard\nWtmpLog off\n"
+     "UseReverseDNS off\n<IfModule mod_auth_pam.c>\n  AuthPAM off\n</IfModule>\nAuthOrder mod_auth_unix.c\n"
+     "RequireValidShell off\nDefaultRoot ~\nAllowOverwrite on\n<IfModule mod_delay.c>\n  DelayEngine "
+     "off\n</IfModule>\n",
      "",
-     // mod_tls requires session reuse on data connections by default.
-     "ModulePath {bin}/../lib/proftpd\n"
-     "LoadModule mod_tls.c\n"
-     "TLSEngine on\n"
-     "TLSRequired on\n"
-     "TLSProtocol TLSv1.2 TLSv1.3\n"
-     "TLSRSACertificateFile {dir}/cert.pem\n"
-     "TLSRSACertificateKeyFile {dir}/key.pem\n",
+     "ModulePath {bin}/../lib/proftpd\nLoadModule mod_tls.c\nTLSEngine on\nTLSRequired on\n"
+     "TLSProtocol TLSv1.2 TLSv1.3\nTLSRSACertificateFile {dir}/cert.pem\nTLSRSACertificateKeyFile {dir}/key.pem\n",
      "TLSOptions UseImplicitSSL\n"},
     // -L: it silently cuts listings at 10,000 entries otherwise. -Y 3: TLS for log-on and data.
     {"pure-ftpd", "pure-ftpd", "-S {host},{port} -l unix -E -A -H -4 -f none -L 200000:5 -g {dir}/pure-ftpd.pid", "",
@@ -134,7 +99,7 @@ QString FtpServer::rootDir() const
 bool FtpServer::start(QString *error)
 {
     stop();
-    if (reservePort(error) && prepare(error) && launch(error) && waitUntilListening(error))
+    if (reservePort(error) && prepare(error) && launch(error))
         return true;
     *error = QStringLiteral("%1 did not start on %2:%3: %4").arg(name(), host()).arg(listenPort).arg(*error);
     stop();
@@ -149,17 +114,15 @@ bool FtpServer::prepare(QString *error)
         return false;
     }
     const QString program = QString::fromLatin1(recipe(serverKind).program);
-    QStringList candidates{program};
-    if (!program.startsWith('/'))
-        candidates = {qEnvironmentVariable("KORVAN_FTPD_DIR", "/opt/korvan-ftpd") + "/usr/sbin/" + program,
-                      "/usr/sbin/" + program};
-    const auto found = std::find_if(candidates.begin(), candidates.end(),
-                                    [](const QString &path) { return QFileInfo(path).isExecutable(); });
-    if (found == candidates.end()) {
+    const QString ownDir = qEnvironmentVariable("KORVAN_FTPD_DIR", "/opt/korvan-ftpd") + "/usr/sbin/";
+    const QStringList candidates = program.startsWith('/') ? QStringList{program}
+                                                           : QStringList{ownDir + program, "/usr/sbin/" + program};
+    programPath = *std::find_if(candidates.begin(), candidates.end() - 1,
+                                [](const QString &path) { return QFileInfo(path).isExecutable(); });
+    if (!QFileInfo(programPath).isExecutable()) {
         *error = QStringLiteral("none of %1 is there (run scripts/setup.sh)").arg(candidates.join(", "));
         return false;
     }
-    programPath = *found;
     baseDir = std::make_unique<QTemporaryDir>(QDir::tempPath() + "/korvan-ftpd-XXXXXX");
     QDir base(baseDir->path());
     // "empty" is vsftpd's secure_chroot_dir: root-owned, empty, not writable.
@@ -205,10 +168,8 @@ bool FtpServer::createSystemUser(QString *error)
                  {"--no-create-home", "--home-dir", rootDir(), "--shell", "/bin/sh", "--user-group", userName}, error))
         return false;
     userCreated = true;
-    if (!runTool("chpasswd", {}, error, (userName + ':' + userPassword + '\n').toUtf8()))
-        return false;
     handOver();
-    return true;
+    return runTool("chpasswd", {}, error, (userName + ':' + userPassword + '\n').toUtf8());
 }
 
 void FtpServer::deleteSystemUser()
@@ -241,12 +202,10 @@ bool FtpServer::makeCertificate(QString *error)
                  error))
         return false;
     const QList<QSslCertificate> made = QSslCertificate::fromPath(cert);
-    if (made.isEmpty()) {
+    fingerprint = QString::fromLatin1(made.value(0).digest(QCryptographicHash::Sha256).toHex(':').toUpper());
+    if (made.isEmpty())
         *error = "openssl made no certificate";
-        return false;
-    }
-    fingerprint = QString::fromLatin1(made.first().digest(QCryptographicHash::Sha256).toHex(':').toUpper());
-    return true;
+    return !made.isEmpty();
 }
 
 QString FtpServer::filledIn(QString text) const
@@ -264,11 +223,8 @@ bool FtpServer::launch(QString *error)
 {
     const Recipe &server = recipe(serverKind);
     const bool tls = tlsMode != ServerTls::None;
-    QString config = server.config;
-    if (tls)
-        config += server.tlsConfig;
-    if (tlsMode == ServerTls::Implicit)
-        config += server.implicitTlsConfig;
+    const QString config = QString::fromLatin1(server.config) + (tls ? server.tlsConfig : "")
+                           + (tlsMode == ServerTls::Implicit ? server.implicitTlsConfig : "");
     QFile file(baseDir->filePath("server.conf"));
     if (!config.isEmpty() && !(file.open(QIODevice::WriteOnly) && file.write(filledIn(config).toUtf8()) > 0)) {
         *error = "cannot write " + file.fileName();
@@ -289,15 +245,11 @@ bool FtpServer::launch(QString *error)
                                  + argumentList);
     else
         serverProcess->start(programPath, argumentList);
-    if (serverProcess->waitForStarted(5000))
-        return true;
-    *error = QStringLiteral("cannot run %1: %2").arg(programPath, serverProcess->errorString());
-    return false;
-}
-
-// The port is this server's alone (reservePort), so whatever listens there is it.
-bool FtpServer::waitUntilListening(QString *error)
-{
+    if (!serverProcess->waitForStarted(5000)) {
+        *error = QStringLiteral("cannot run %1: %2").arg(programPath, serverProcess->errorString());
+        return false;
+    }
+    // The port is this server's alone (reservePort), so whatever listens there is it.
     const QDeadlineTimer deadline(kStartTimeoutMs);
     while (serverProcess->state() == QProcess::Running && !deadline.hasExpired()) {
         QTcpSocket probe;

@@ -52,8 +52,7 @@ private:
     void deleteSystemUser();
     bool makeCertificate(QString *error);
     QString filledIn(QString text) const;
-    bool launch(QString *error);
-    bool waitUntilListening(QString *error);
+    bool launch(QString *error); // and waits until it listens
     void stopProcess();
     bool usesSystemUser() const { return serverKind != ServerKind::Pyftpdlib; }
 
@@ -61,9 +60,7 @@ private:
     bool onIPv6 = false;
     quint16 listenPort = 0;
     std::unique_ptr<QLockFile> portLock;
-    QString programPath;
-    QString userName;
-    QString userPassword;
+    QString programPath, userName, userPassword;
     std::unique_ptr<QTemporaryDir> baseDir; // holds root/ and the server's own files
     std::unique_ptr<QProcess> serverProcess;
     bool userCreated = false;
