@@ -136,6 +136,7 @@ private slots:
         QFETCH(bool, ok);
         QFETCH(QStringList, red);
         QFETCH(int, yesAnswers);
+        const bool noop = call == "NOOP", list = call.startsWith("LIST");
         const qint64 fileBytes = call.section(' ', 1, 1).toLongLong();
         QTemporaryDir local;
         const QByteArray upload = ScriptedFtpServer::patternBytes(3, std::max<qint64>(fileBytes, 0));
@@ -150,9 +151,15 @@ private slots:
         QList<qint64> blocks;
         connect(&s.session, &FtpSession::uploadBlockSent, this, [&](qint64 bytes) { blocks << bytes; });
         s.ui.log.clear();
+        QCOMPARE(noop   ? s.session.SendAndWait("NOOP")
+                 : list ? s.session.ListFolder()
+                        : s.session.StoreFile(local.filePath("up.bin"), "up.bin", ok ? fileBytes : 1000).succeeded(),
+                 ok);
+        QCOMPARE(s.ui.questions.size(), yesAnswers + 1);
+        for (const HeadlessUi::Question &asked : s.ui.questions)
+            QCOMPARE(asked.text, WaitTooLongText(1));
         const SessionFailure &failure = s.session.lastFailure();
-        if (call == "NOOP") {
-            QCOMPARE(s.session.SendAndWait("NOOP"), ok);
+        if (noop) {
             QTEST(s.ui.logLines(LogColour::Black).join('|'), "black");
             if (ok || red.value(0).front().isDigit()) // the last final reply
                 QCOMPARE(s.session.sLastReply(), s.ui.log.last().text);
@@ -160,12 +167,11 @@ private slots:
             QCOMPARE(failure.command, ok ? QString() : QString("NOOP"));
             QCOMPARE(failure.timedOut, yesAnswers >= 0);
             QVERIFY(red.value(0) != "The server closed the connection." || !failure.socketError.isEmpty());
-        } else if (call.startsWith("LIST")) {
-            QCOMPARE(s.session.ListFolder(), ok);
+            if (yesAnswers >= 0) // a late reply still belongs to the command
+                QCOMPARE(s.session.nReplyState(), ReplyState::Waiting);
+        } else if (list) {
             QCOMPARE(s.session.sListText(), ok ? kListingLine : QByteArray());
-        } else {
-            QCOMPARE(s.session.StoreFile(local.filePath("up.bin"), "up.bin", ok ? fileBytes : 1000).succeeded(), ok);
-            // A failure's text is the engine's own, "Downloading" included.
+        } else { // a failure's text is the engine's own, "Downloading" included
             QCOMPARE(s.ui.messages.value(0),
                      ok ? QString() : "Downloading 'up.bin' is failed.\r\nSWITCH PASSIVE MODE, if it fails again.");
             if (ok) { // in whole blocks
@@ -173,13 +179,8 @@ private slots:
                 QCOMPARE(s.server.receivedData(), upload);
             }
         }
-        QCOMPARE(s.ui.questions.size(), yesAnswers + 1);
-        for (const HeadlessUi::Question &asked : s.ui.questions)
-            QCOMPARE(asked.text, WaitTooLongText(1));
-        if (yesAnswers >= 0) // a late reply still belongs to the command
-            QCOMPARE(s.session.nReplyState(), ReplyState::Waiting);
         QVERIFY(s.session.sRecvBuffer().isEmpty());
-        if (call != "NOOP") {
+        if (!noop) { // the next command is answered in step
             QVERIFY(s.session.SendAndWait("NOOP"));
             QCOMPARE(s.session.sLastReply(), QString("200 ok\r\n"));
         }
@@ -207,11 +208,9 @@ private slots:
                             const char *home, const QString &question = {}, const QString &statuses = {}) {
             QTest::newRow(name) << folder << script << commands << question << statuses << QString(home);
         };
-        row("multi-line 230 ending late", {},
-            answers("331 PASS required", "230-Welcome\r\n230-Second line\r\n|wait 300|230 Logged in", home), plain,
-            "/home/me/");
-        row("USER answered 230, PASS all the same", {}, answers("230 no password needed", "230 ok", home), plain,
-            "/home/me/");
+        // USER answered by a 230 that ends late: PASS all the same.
+        row("multi-line 230 to USER", {},
+            answers("230-Welcome\r\n230-Second line\r\n|wait 300|230 ok", "230 PASS ok", home), plain, "/home/me/");
         row("initial folder, its slash dropped", "/pub/", answers("331 pw", "230 ok", "257 \"/pub\"", "250 ok"),
             "USER me|PASS pw|SYST|CWD /pub|PWD", "/pub/");
         // A bad initial folder leaves the server's default one and the log-on goes on.
@@ -257,29 +256,27 @@ private slots:
         CHECK_NO_UI_FAILURES(s.ui);
     }
 
-    // A download's or its ABOR's 226 held back until a later command: logged, but it
-    // neither completes nor fails that command.
+    // A download's or its ABOR's 226 held back until a later command: logged, but it neither completes nor fails that
+    // command. Held until STOR, an upload follows the download, else a download.
     void lateReplyBelongsToItsCommand_data()
     {
-        QTest::addColumn<QByteArray>("first"); // the download, then a download or (held until STOR) an upload
-        const QByteArray sent = "150 sending (300000 bytes)|data 300000|close|hold ";
-        QTest::newRow("226 held until PASV") << sent + "PASV|226 first done";
-        QTest::newRow("226 held until RETR") << sent + "RETR|226 first done";
-        QTest::newRow("226 held until STOR") << sent + "STOR|226 first done";
-        QTest::newRow("cancelled, ABOR's 226 held until STOR") << QByteArray("150 sending|data 4294967296");
+        QTest::addColumn<QByteArray>("heldUntil"); // empty: the download cancelled, its ABOR's 226 held until STOR
+        for (const char *command : {"PASV", "RETR", "STOR", ""})
+            QTest::newRow(command) << QByteArray(command);
     }
 
     void lateReplyBelongsToItsCommand()
     {
-        QFETCH(QByteArray, first);
+        QFETCH(QByteArray, heldUntil);
+        const bool cancel = heldUntil.isEmpty(), storeNext = cancel || heldUntil == "STOR";
         const qint64 size = 300000;
-        const bool cancel = !first.contains("hold");
-        const bool storeNext = cancel || first.contains("hold STOR");
-        QTemporaryDir local;
         const QByteArray upload = ScriptedFtpServer::patternBytes(7, 100000);
+        QTemporaryDir local;
         QVERIFY(writeFile(local.filePath("up.bin"), upload));
         ScriptedSession s;
-        QVERIFY(s.logOn({{"RETR first.bin", first},
+        QVERIFY(s.logOn({{"RETR first.bin", cancel ? "150 sending|data 4294967296"
+                                                   : "150 sending (300000 bytes)|data 300000|close|hold " + heldUntil
+                                                         + "|226 first done"},
                          {"ABOR", "426 Transfer aborted|hold STOR|226 Abort successful"},
                          {"RETR second.bin", "150 sending|data 300000|close|wait 100|226 second done"},
                          {"STOR up.bin", "150 go ahead|receive|226 stored"}}));
@@ -289,77 +286,64 @@ private slots:
             connect(&s.session.dataSocket(), &SocketAdapter::dataArrival, this,
                     [&] { QTimer::singleShot(0, this, [&] { s.session.CancelTransfer(); }); });
             connect(&s.session, &FtpSession::replyStateChanged, this, [&](ReplyState state) {
-                if (state == ReplyState::Abandoned)
-                    dataAtAbort = s.session.dataSocket().state();
+                dataAtAbort = state == ReplyState::Abandoned ? s.session.dataSocket().state() : dataAtAbort;
             });
         }
         const TransferOutcome outcome = s.session.RetrieveFile("first.bin", local.filePath("first.bin"), size);
         disconnect(&s.session.dataSocket(), nullptr, this, nullptr);
+        QCOMPARE(outcome.succeeded(), !cancel);
+        QCOMPARE(outcome.cancelled(), cancel);
+        QCOMPARE(s.ui.timerStops, cancel ? 1 : 0);
+        QCOMPARE(s.session.keepAliveActive(), !cancel);
         if (cancel) {
-            QVERIFY(outcome.cancelled());
             QCOMPARE(dataAtAbort, SocketState::Closed);
             QVERIFY(s.ui.questions.value(0).text.startsWith("Wait too long"));
             QCOMPARE(s.ui.mainStatus.last(), QString("Aborting FTP command..."));
-            QCOMPARE(s.ui.timerStops, 1);
-            QVERIFY(!s.session.keepAliveActive());
         } else {
-            QVERIFY(outcome.succeeded());
             QCOMPARE(readFile(local.filePath("first.bin")), ScriptedFtpServer::patternBytes(0, size));
             QCOMPARE(s.ui.progress.last().maximum, double(size)); // the size the 150 announced
         }
-        if (storeNext) {
-            QVERIFY(s.session.StoreFile(local.filePath("up.bin"), "up.bin", upload.size()).succeeded());
+        const TransferOutcome next = storeNext
+                                         ? s.session.StoreFile(local.filePath("up.bin"), "up.bin", upload.size())
+                                         : s.session.RetrieveFile("second.bin", local.filePath("second.bin"), size);
+        QVERIFY(next.succeeded());
+        if (storeNext) // a download completes with its data, an upload with its 226
             QCOMPARE(s.session.sLastReply(), QString("226 stored\r\n"));
-            QCOMPARE(s.server.receivedData(), upload);
-        } else {
-            QVERIFY(s.session.RetrieveFile("second.bin", local.filePath("second.bin"), size).succeeded());
-            QCOMPARE(readFile(local.filePath("second.bin")), ScriptedFtpServer::patternBytes(0, size));
-        }
+        QCOMPARE(storeNext ? s.server.receivedData() : readFile(local.filePath("second.bin")),
+                 storeNext ? upload : ScriptedFtpServer::patternBytes(0, size));
         QVERIFY(s.ui.logLines(LogColour::Black).contains(cancel ? "226 Abort successful" : "226 first done"));
         QCOMPARE(s.server.commands().count("ABOR"), cancel ? 1 : 0);
         CHECK_NO_UI_FAILURES(s.ui);
     }
 
     // A disconnect or a window close while a command waits for its reply.
-    void interruptedWait_data()
-    {
-        QTest::addColumn<bool>("disconnect");
-        QTest::newRow("disconnect") << true;
-        QTest::newRow("window closed") << false;
-    }
-
     void interruptedWait()
     {
-        QFETCH(bool, disconnect);
-        ScriptedSession s;
-        QVERIFY(s.logOn({{"NOOP", "wait 3000|200 late"}}));
-        QTimer::singleShot(100, this, [&] {
-            if (disconnect)
-                s.session.Disconnect();
-            else
-                s.session.RequestClose();
-        });
-        QVERIFY(!s.session.SendAndWait("NOOP"));
-        if (disconnect) {
-            QCOMPARE(s.session.nReplyState(), ReplyState::Failed);
-            QCOMPARE(s.session.controlSocket().state(), SocketState::Closed);
-            QCOMPARE(s.ui.mainStatus.mid(s.ui.mainStatus.size() - 2),
-                     (QStringList{"Disconnecting...", "Disconnected"}));
-            QCOMPARE(s.ui.progressUnloads, 1);
-            QTRY_VERIFY(s.server.commands().contains("QUIT"));
-        } else {
-            QCOMPARE(s.session.nReplyState(), ReplyState::ClosePending);
-            QCOMPARE(s.ui.unloadRequests, 1);
-            // Any further command unloads instead of sending.
-            QVERIFY(!s.session.SendAndWait("PWD"));
-            QCOMPARE(s.ui.unloadRequests, 2);
-            QCOMPARE(s.server.commands().count("PWD"), 1);
+        for (const bool disconnect : {true, false}) {
+            ScriptedSession s;
+            QVERIFY(s.logOn({{"NOOP", "wait 3000|200 late"}}));
+            QTimer::singleShot(100, this,
+                               [&] { disconnect ? void(s.session.Disconnect()) : s.session.RequestClose(); });
+            QVERIFY(!s.session.SendAndWait("NOOP"));
+            QCOMPARE(s.session.nReplyState(), disconnect ? ReplyState::Failed : ReplyState::ClosePending);
+            QCOMPARE(s.ui.progressUnloads, disconnect ? 1 : 0);
+            QCOMPARE(s.ui.unloadRequests, disconnect ? 0 : 1);
+            if (disconnect) {
+                QCOMPARE(s.session.controlSocket().state(), SocketState::Closed);
+                QCOMPARE(s.ui.mainStatus.mid(s.ui.mainStatus.size() - 2),
+                         (QStringList{"Disconnecting...", "Disconnected"}));
+                QTRY_VERIFY(s.server.commands().contains("QUIT"));
+            } else { // any further command unloads instead of sending
+                QVERIFY(!s.session.SendAndWait("PWD"));
+                QCOMPARE(s.ui.unloadRequests, 2);
+                QCOMPARE(s.server.commands().count("PWD"), 1);
+            }
+            CHECK_NO_UI_FAILURES(s.ui);
         }
-        CHECK_NO_UI_FAILURES(s.ui);
     }
 
-    // Without a control connection: PORT has no local address to name, an abort
-    // sends nothing but still stops the timers, a close request unloads at once.
+    // Without a control connection: PORT has no local address to name, an abort sends nothing but still stops the
+    // timers, a close request unloads at once.
     void withoutConnection()
     {
         HeadlessUi ui;
@@ -374,8 +358,8 @@ private slots:
         QCOMPARE(ui.unloadRequests, 1);
     }
 
-    // The peer writes and closes while the handler is busy: every byte still reaches
-    // it, in pieces, before the socket reports Closing.
+    // The peer writes and closes while the handler is busy: every byte still reaches it, in pieces, before the socket
+    // reports Closing.
     void peerCloseAfterBufferedData()
     {
         QTcpServer listener;
@@ -385,10 +369,9 @@ private slots:
         QVERIFY(received.open());
         bool closingSeenEarly = false;
         connect(&adapter, &SocketAdapter::dataArrival, this, [&] {
-            if (!adapter.peerHasClosed())
-                return;
             closingSeenEarly = closingSeenEarly || adapter.state() == SocketState::Closing;
-            adapter.receiveInto(&received, 100);
+            if (adapter.peerHasClosed())
+                adapter.receiveInto(&received, 100);
         });
         adapter.connectToHost("127.0.0.1", listener.serverPort());
         QVERIFY(listener.waitForNewConnection(5000));
