@@ -17,8 +17,6 @@
 using namespace korvan;
 using namespace korvan::test;
 
-Q_DECLARE_METATYPE(korvan::ReplyState)
-
 const QByteArray kListingLine = "drwxr-xr-x 2 ftp ftp 4096 Jan 15 10:20 pub\r\n";
 
 class SessionScriptedTest : public QObject {
@@ -93,13 +91,12 @@ private slots:
         QTest::addColumn<QString>("call"); // NOOP, LIST, or STOR of n bytes (-1: no file); "active" at the end
         QTest::addColumn<Script>("script");
         QTest::addColumn<bool>("ok");
-        QTest::addColumn<QStringList>("red"); // wildcards
-        QTest::addColumn<QString>("black");   // of a NOOP, '|' between the lines as in red
-        QTest::addColumn<int>("yesAnswers");  // -1: no time-out question expected
+        QTest::addColumn<QString>("red");    // a regular expression of the lines, '|' between them
+        QTest::addColumn<QString>("black");  // of a NOOP, as red but plain
+        QTest::addColumn<int>("yesAnswers"); // -1: no time-out question expected
         const auto row = [](const QString &name, const QString &call, const Script &script, bool ok,
                             const QString &red = {}, const QString &black = {}, int yes = -1) {
-            QTest::newRow(qPrintable(name))
-                << call << script << ok << red.split('|', Qt::SkipEmptyParts) << black << yes;
+            QTest::newRow(qPrintable(name)) << call << script << ok << red << black << yes;
         };
         const auto noop = [](const QByteArray &answer) { return Script{{"NOOP", answer}}; };
         const QByteArray list = "150 listing|data 44 " + kListingLine + "|";
@@ -111,8 +108,8 @@ private slots:
         for (const char *reply : {"332 need account", "421 service closing", "550 no such file"})
             row(reply, "NOOP", noop(reply), false, reply);
         row("211 waits: asked, yes, then no", "NOOP", noop("211 status follows"), false, "", "211 status follows", 1);
-        row("control dropped", "NOOP", noop("drop"), false, "The server closed the connection.");
-        row("1 MiB without a line end", "NOOP", noop("flood 1048576"), false, "*without a line end*");
+        row("control dropped", "NOOP", noop("drop"), false, "The server closed the connection\\.");
+        row("1 MiB without a line end", "NOOP", noop("flood 1048576"), false, ".*without a line end.*");
         for (const QString mode : {"", " active"}) {
             row("LIST: 226, close" + mode, "LIST" + mode, {{"LIST", list + "226 done|wait 100|close"}}, true);
             row("LIST: close, 226" + mode, "LIST" + mode, {{"LIST", list + "close|wait 100|226 done"}}, true);
@@ -121,7 +118,7 @@ private slots:
         // does not fail the next command.
         row("LIST: data connection refused", "LIST",
             {{"PASV", "227 Entering Passive Mode (127,0,0,1,0,1)"}, {"LIST", "wait 300|425 no data connection"}}, false,
-            "10061 : *|425 no data connection");
+            "10061 : [^|]*\\|425 no data connection");
         // The 150 may come before the server's data connection has been accepted.
         row("STOR active, accepted after the 150",
             QStringLiteral("STOR %1 active").arg(2 * FtpSession::kUploadBlockSize + 4464),
@@ -134,7 +131,7 @@ private slots:
     {
         QFETCH(QString, call);
         QFETCH(bool, ok);
-        QFETCH(QStringList, red);
+        QFETCH(QString, red);
         QFETCH(int, yesAnswers);
         const bool noop = call == "NOOP", list = call.startsWith("LIST");
         const qint64 fileBytes = call.section(' ', 1, 1).toLongLong();
@@ -161,12 +158,12 @@ private slots:
         const SessionFailure &failure = s.session.lastFailure();
         if (noop) {
             QTEST(s.ui.logLines(LogColour::Black).join('|'), "black");
-            if (ok || red.value(0).front().isDigit()) // the last final reply
+            if (ok || (!red.isEmpty() && red.front().isDigit())) // the last final reply
                 QCOMPARE(s.session.sLastReply(), s.ui.log.last().text);
             // What a window or the command-line client shows of a failure, without reading the log.
             QCOMPARE(failure.command, ok ? QString() : QString("NOOP"));
             QCOMPARE(failure.timedOut, yesAnswers >= 0);
-            QVERIFY(red.value(0) != "The server closed the connection." || !failure.socketError.isEmpty());
+            QVERIFY(!red.startsWith("The server closed") || !failure.socketError.isEmpty());
             if (yesAnswers >= 0) // a late reply still belongs to the command
                 QCOMPARE(s.session.nReplyState(), ReplyState::Waiting);
         } else if (list) {
@@ -184,10 +181,9 @@ private slots:
             QVERIFY(s.session.SendAndWait("NOOP"));
             QCOMPARE(s.session.sLastReply(), QString("200 ok\r\n"));
         }
-        const QStringList redLines = s.ui.logLines(LogColour::Red);
-        QCOMPARE(redLines.size(), red.size());
-        for (qsizetype i = 0; i < red.size(); ++i)
-            QVERIFY2(QRegularExpression::fromWildcard(red[i]).match(redLines[i]).hasMatch(), qPrintable(redLines[i]));
+        const QString redLines = s.ui.logLines(LogColour::Red).join('|');
+        QVERIFY2(QRegularExpression(QRegularExpression::anchoredPattern(red)).match(redLines).hasMatch(),
+                 qPrintable(redLines));
         CHECK_NO_UI_FAILURES(s.ui);
     }
 
@@ -242,8 +238,7 @@ private slots:
         QCOMPARE(s.session.LogOn(), ok);
         QTRY_COMPARE(s.server.commands().join('|'), commands);
         QCOMPARE(s.ui.questions.size(), question.isEmpty() ? 0 : 1);
-        if (!question.isEmpty())
-            QVERIFY2(s.ui.questions.first().text.startsWith(question), qPrintable(s.ui.questions.first().text));
+        QVERIFY2(s.ui.questions.value(0).text.startsWith(question), qPrintable(s.ui.questions.value(0).text));
         for (const QString &status : statuses.split('|', Qt::SkipEmptyParts))
             QVERIFY2(s.ui.mainStatus.contains(status) || s.ui.waitStatus.contains(status), qPrintable(status));
         QCOMPARE(s.ui.reconnectRequests, !ok && !commands.isEmpty() ? 1 : 0);
