@@ -226,7 +226,8 @@ bool FtpServer::launch(QString *error)
     const QString config = QString::fromLatin1(server.config) + (tls ? server.tlsConfig : "")
                            + (tlsMode == ServerTls::Implicit ? server.implicitTlsConfig : "");
     QFile file(baseDir->filePath("server.conf"));
-    if (!config.isEmpty() && !(file.open(QIODevice::WriteOnly) && file.write(filledIn(config).toUtf8()) > 0)) {
+    if (!config.isEmpty()
+        && !(file.open(QIODevice::WriteOnly) && file.write(filledIn(config).toUtf8()) > 0 && file.flush())) {
         *error = "cannot write " + file.fileName();
         return false;
     }
