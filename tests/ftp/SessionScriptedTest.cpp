@@ -66,7 +66,6 @@ private slots:
         session.BeginCommand(DataMode::None);
         session.SendCommand("PWD");
         session.ReplyLine("257 \"/before\" is current\r\n");
-        const QString replyBefore = session.sLastReply();
         session.BeginCommand(DataMode::None);
         session.SendCommand(fields[0]);
         offline.log.clear();
@@ -79,7 +78,7 @@ private slots:
         QCOMPARE(offline.logLines(fields[2] == "Failed" ? LogColour::Red : LogColour::Black).size(), 1);
         // Only a final reply (three ASCII digits and a blank) is remembered as the last one.
         static const QRegularExpression finalReply("^[0-9]{3} ");
-        QCOMPARE(session.sLastReply(), finalReply.match(line).hasMatch() ? line : replyBefore);
+        QCOMPARE(session.sLastReply(), finalReply.match(line).hasMatch() ? line : "257 \"/before\" is current\r\n");
     }
 
     // One command and the server's answer: the result, the lines logged, the time-out questions; after a listing or
@@ -108,10 +107,9 @@ private slots:
         row("211 waits: asked, yes, then no", "NOOP", noop("211 status follows"), false, "", "211 status follows", 1);
         row("control dropped", "NOOP", noop("drop"), false, "The server closed the connection\\.");
         row("1 MiB without a line end", "NOOP", noop("flood 1048576"), false, ".*without a line end.*");
-        for (const QString mode : {"", " active"}) {
-            row("LIST: 226, close" + mode, "LIST" + mode, {{"LIST", list + "226 done|wait 100|close"}}, true);
-            row("LIST: close, 226" + mode, "LIST" + mode, {{"LIST", list + "close|wait 100|226 done"}}, true);
-        }
+        // The 226 before the data connection's close, or after it; passive, or active.
+        row("LIST: 226, close", "LIST", {{"LIST", list + "226 done|wait 100|close"}}, true);
+        row("LIST active: close, 226", "LIST active", {{"LIST", list + "close|wait 100|226 done"}}, true);
         // The 227 names a port nobody listens on: the socket's error fails the listing; the listing's own late 425
         // does not fail the next command.
         row("LIST: data connection refused", "LIST",
@@ -185,59 +183,54 @@ private slots:
         CHECK_NO_UI_FAILURES(s.ui);
     }
 
-    // The log-on as the server answers it: the commands, the question, the statuses.
+    // The log-on as the server answers it: the commands, the question, the statuses. The fields, '~' between them:
+    // the initial folder, the commands ('|' between them, as between statuses), the home folder (none: the log-on
+    // fails), the start of the question asked (a retry is answered Yes, a wait No), statuses shown.
     void logOn_data()
     {
-        QTest::addColumn<QString>("folder");
         QTest::addColumn<Script>("script");
-        QTest::addColumn<QByteArray>("commands"); // '|' between them, as statuses
-        QTest::addColumn<QString>("question");    // the start of the question asked: a retry answered Yes, a wait No
-        QTest::addColumn<QString>("statuses");
-        QTest::addColumn<QString>("home"); // empty: the log-on fails
+        QTest::addColumn<QStringList>("fields");
         const auto answers = [](QByteArray user, QByteArray pass, QByteArray pwd, QByteArray cwd = {}) {
             return Script{{"USER me", user}, {"PASS pw", pass}, {"SYST", "215 UNIX"}, {"CWD *", cwd}, {"PWD", pwd}};
         };
-        const QByteArray home = "257 \"/home/me\" is current", plain = "USER me|PASS pw|SYST|PWD";
-        const auto row = [](const char *name, const QString &folder, const Script &script, const QByteArray &commands,
-                            const char *home, const QString &question = {}, const QString &statuses = {}) {
-            QTest::newRow(name) << folder << script << commands << question << statuses << QString(home);
+        const QByteArray home = "257 \"/home/me\" is current";
+        const auto row = [](const char *name, const Script &script, const QString &fields) {
+            QTest::newRow(name) << script << fields.split('~');
         };
         // USER answered by a 230 that ends late: PASS all the same.
-        row("multi-line 230 to USER", {},
-            answers("230-Welcome\r\n230-Second line\r\n|wait 300|230 ok", "230 PASS ok", home), plain, "/home/me/");
-        row("initial folder, its slash dropped", "/pub/", answers("331 pw", "230 ok", "257 \"/pub\"", "250 ok"),
-            "USER me|PASS pw|SYST|CWD /pub|PWD", "/pub/");
+        row("multi-line 230 to USER",
+            answers("230-Welcome\r\n230-Second line\r\n|wait 300|230 ok", "230 PASS ok", home),
+            "~USER me|PASS pw|SYST|PWD~/home/me/");
+        row("initial folder, its slash dropped", answers("331 pw", "230 ok", "257 \"/pub\"", "250 ok"),
+            "/pub/~USER me|PASS pw|SYST|CWD /pub|PWD~/pub/");
         // A bad initial folder leaves the server's default one and the log-on goes on.
-        row("initial folder failing", "/gone", answers("331 pw", "230 ok", home, "550 no such folder"),
-            "USER me|PASS pw|SYST|CWD /gone|PWD", "/home/me/");
+        row("initial folder failing", answers("331 pw", "230 ok", home, "550 no such folder"),
+            "/gone~USER me|PASS pw|SYST|CWD /gone|PWD~/home/me/");
         // "Yes" to the retry disconnects and opens the connect dialog again.
-        row("PWD failing: retry asked", {}, answers("331 pw", "230 ok", "550 no"), plain + "|QUIT", "",
-            "Log on failed to 127.0.0.1.\r\nLast command was PWD\r\nTry again ? ", "Connecting 127.0.0.1|Disconnected");
+        row("PWD failing: retry asked", answers("331 pw", "230 ok", "550 no"),
+            "~USER me|PASS pw|SYST|PWD|QUIT~~Log on failed to 127.0.0.1.\r\nLast command was PWD\r\nTry again ? "
+            "~Connecting 127.0.0.1|Disconnected");
         // Nothing was sent, so there is no retry question; pane 2 counts the seconds.
-        row("silent server", {}, {{"", ""}}, "", "", "Wait too long (2 seconds) !",
-            "CONNECT: 0 seconds|CONNECT: 1 seconds");
+        row("silent server", {{"", ""}}, "~~~Wait too long (2 seconds) !~CONNECT: 0 seconds|CONNECT: 1 seconds");
     }
 
     void logOn()
     {
-        QFETCH(QString, folder);
         QFETCH(Script, script);
-        QFETCH(QByteArray, commands);
-        QFETCH(QString, question);
-        QFETCH(QString, statuses);
-        QFETCH(QString, home);
+        QFETCH(QStringList, fields);
+        const QString commands = fields[1], home = fields[2], question = fields.value(3);
+        const bool ok = !home.isEmpty();
         ScriptedSession s;
-        s.settings.sFTPDir = folder;
+        s.settings.sFTPDir = fields[0];
         s.settings.nFTPWaitTime = 2;
         s.server.add(script + Script{{"QUIT", "221 bye"}});
         if (!question.isEmpty())
             s.ui.answerQuestion(question.startsWith("Log on failed") ? QuestionAnswer::Yes : QuestionAnswer::No);
-        const bool ok = !home.isEmpty();
         QCOMPARE(s.session.LogOn(), ok);
-        QTRY_COMPARE(s.server.commands().join('|'), commands);
+        QTRY_COMPARE(QString(s.server.commands().join('|')), commands);
         QCOMPARE(s.ui.questions.size(), question.isEmpty() ? 0 : 1);
         QVERIFY2(s.ui.questions.value(0).text.startsWith(question), qPrintable(s.ui.questions.value(0).text));
-        for (const QString &status : statuses.split('|', Qt::SkipEmptyParts))
+        for (const QString &status : fields.value(4).split('|', Qt::SkipEmptyParts))
             QVERIFY2(s.ui.mainStatus.contains(status) || s.ui.waitStatus.contains(status), qPrintable(status));
         QCOMPARE(s.ui.reconnectRequests, !ok && !commands.isEmpty() ? 1 : 0);
         QCOMPARE(s.session.keepAliveActive(), ok);
