@@ -73,8 +73,7 @@ private slots:
         QCOMPARE(offline.logText(), line); // logged as it came, in one entry of the state's colour
         QCOMPARE(offline.logLines(fields[2] == "Failed" ? LogColour::Red : LogColour::Black).size(), 1);
         // Only a final reply (three ASCII digits and a blank) is remembered as the last one.
-        static const QRegularExpression finalReply("^[0-9]{3} ");
-        QCOMPARE(session.sLastReply(), finalReply.match(line).hasMatch() ? line : QString());
+        QCOMPARE(session.sLastReply(), line.contains(QRegularExpression("^[0-9]{3} ")) ? line : QString());
     }
 
     // One command and the server's answer: the result, the lines logged, the time-out questions; after a listing or
@@ -158,9 +157,7 @@ private slots:
             QVERIFY(!red.startsWith("The server closed") || !failure.socketError.isEmpty());
             if (yesAnswers >= 0) // a late reply still belongs to the command
                 QCOMPARE(s.session.nReplyState(), ReplyState::Waiting);
-        } else if (list) {
-            QCOMPARE(s.session.sListText(), ok ? kListingLine : QByteArray());
-        } else { // a failure's text is the engine's own, "Downloading" included
+        } else if (!list) { // a failure's text is the engine's own, "Downloading" included
             QCOMPARE(s.ui.messages.value(0),
                      ok ? QString() : "Downloading 'up.bin' is failed.\r\nSWITCH PASSIVE MODE, if it fails again.");
             if (ok) { // in whole blocks
@@ -168,14 +165,14 @@ private slots:
                 QCOMPARE(s.server.receivedData(), upload);
             }
         }
+        QCOMPARE(s.session.sListText(), list && ok ? kListingLine : QByteArray());
         QVERIFY(s.session.sRecvBuffer().isEmpty());
         if (!noop) { // the next command is answered in step
             QVERIFY(s.session.SendAndWait("NOOP"));
             QCOMPARE(s.session.sLastReply(), QString("200 ok\r\n"));
         }
         const QString redLines = s.ui.logLines(LogColour::Red).join('|');
-        QVERIFY2(QRegularExpression(QRegularExpression::anchoredPattern(red)).match(redLines).hasMatch(),
-                 qPrintable(redLines));
+        QVERIFY2(redLines.contains(QRegularExpression(QRegularExpression::anchoredPattern(red))), qPrintable(redLines));
         CHECK_NO_UI_FAILURES(s.ui);
     }
 
@@ -233,8 +230,7 @@ private slots:
         if (ok)
             QCOMPARE(s.session.sCurrentDir(), home);
         // The password is masked wherever "PASS" shows, in a reply as well (CR LF counted).
-        static const QRegularExpression unmasked("PASS [^*]");
-        QVERIFY2(!unmasked.match(s.ui.logText()).hasMatch(), qPrintable(s.ui.logText()));
+        QVERIFY2(!s.ui.logText().contains(QRegularExpression("PASS [^*]")), qPrintable(s.ui.logText()));
         CHECK_NO_UI_FAILURES(s.ui);
     }
 
@@ -312,8 +308,7 @@ private slots:
             QCOMPARE(s.ui.unloadRequests, disconnect ? 0 : 1);
             if (disconnect) {
                 QCOMPARE(s.session.controlSocket().state(), SocketState::Closed);
-                QCOMPARE(s.ui.mainStatus.mid(s.ui.mainStatus.size() - 2),
-                         (QStringList{"Disconnecting...", "Disconnected"}));
+                QVERIFY(s.ui.mainStatus.join('|').endsWith("|Disconnecting...|Disconnected"));
                 QTRY_VERIFY(s.server.commands().contains("QUIT"));
             } else { // any further command unloads instead of sending
                 QVERIFY(!s.session.SendAndWait("PWD"));
