@@ -266,18 +266,13 @@ bool FtpServer::launch(QString *error)
     return false;
 }
 
-void FtpServer::stopProcess()
-{
-    if (!serverProcess)
-        return;
-    serverProcess->kill();
-    serverProcess->waitForFinished(5000);
-    serverProcess.reset();
-}
-
 void FtpServer::stop()
 {
-    stopProcess();
+    if (serverProcess) {
+        serverProcess->kill();
+        serverProcess->waitForFinished(5000);
+        serverProcess.reset();
+    }
     deleteSystemUser();
     baseDir.reset(); // removes root/ and the server's files
     portLock.reset();

@@ -53,7 +53,6 @@ private:
     bool makeCertificate(QString *error);
     QString filledIn(QString text) const;
     bool launch(QString *error); // and waits until it listens
-    void stopProcess();
     bool usesSystemUser() const { return serverKind != ServerKind::Pyftpdlib; }
 
     ServerKind serverKind;
